@@ -1,0 +1,31 @@
+#pragma once
+// File-system services: folders, path building, existence, deletion and text writing.
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace vesk {
+
+class ITextFile {
+  public:
+    virtual ~ITextFile() = default;
+    virtual void Write(std::string_view text) = 0;
+    virtual void WriteLine(std::string_view line) = 0;
+    // Flushes and closes; raises on a write failure (a full disk).
+    virtual void Close() = 0;
+};
+
+enum class SpecialFolder { Temporary, Library, System, Documents, Home, Config, State };
+
+class IFileSystem {
+  public:
+    virtual ~IFileSystem() = default;
+    virtual std::string GetSpecialFolder(SpecialFolder which) = 0;
+    virtual std::string BuildPath(const std::string& folder, const std::string& name) = 0;
+    virtual bool FileExists(const std::string& path) = 0;
+    virtual void DeleteFile(const std::string& path) = 0;
+    // Creates (or truncates) a text file for writing; raises AutomationError on failure.
+    virtual std::unique_ptr<ITextFile> CreateTextFile(const std::string& path) = 0;
+};
+
+}  // namespace vesk
