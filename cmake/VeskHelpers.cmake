@@ -43,7 +43,7 @@ function(vesk_add_test)
             TEST_PREFIX "${A_FOLDER}[${loc}]."
             DISCOVERY_MODE PRE_TEST
             DISCOVERY_TIMEOUT 60
-            PROPERTIES LABELS "${A_LABELS}" ENVIRONMENT "LC_ALL=${loc};VESK_TEST_LOCALE=${loc}"
+            PROPERTIES LABELS "${A_LABELS}" ENVIRONMENT "LC_ALL=${loc}\\;VESK_TEST_LOCALE=${loc}"
                        TIMEOUT 120)
     endforeach()
 endfunction()

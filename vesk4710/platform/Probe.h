@@ -70,6 +70,13 @@ class IProbe {
     virtual void ConversionType(int32_t type) = 0;
     // The coefficient set of the current conversion type.
     virtual IConversion& ActiveConversion() = 0;
+
+    // Read-back of what the channel handed over, for dialogs and tests.
+    virtual std::string ApplicationPath() const = 0;
+    virtual std::shared_ptr<IRegistry> Registry() const = 0;
+    virtual int32_t DatabaseLevel() const = 0;
+    // The coefficient set kept for one conversion type (-1..20), active or not.
+    virtual IConversion& ConversionOf(int32_t type) = 0;
 };
 
 }  // namespace vesk

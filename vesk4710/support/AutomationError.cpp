@@ -48,6 +48,10 @@ std::string RuntimeErrorText(int32_t number) {
             return "Path not found";
         case kErrObjectRequired:
             return "Object required";
+        case kErrResourceNotFound:
+            return "Resource not found";
+        case kErrNotSupported:
+            return "Object doesn't support this property or method";
         default:
             return "Application-defined or object-defined error";
     }

@@ -24,6 +24,8 @@ enum RuntimeError : int32_t {
     kErrDiskFull = 61,
     kErrDeviceIO = 57,
     kErrObjectRequired = 424,
+    kErrResourceNotFound = 326,
+    kErrNotSupported = 438,
 };
 
 // Generic number for failures that are not automation errors (plain exceptions).

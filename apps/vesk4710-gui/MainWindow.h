@@ -1,0 +1,141 @@
+#pragma once
+// The technician's window: connection, identification and settings, the channel list, live
+// readings with their strip chart, and every dialog of the library one click away. The
+// session logic lives in LiveSession; this class only binds it to widgets.
+#include <QMainWindow>
+#include <QTimer>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "apps/vesk4710-gui/model/LiveSession.h"
+#include "apps/vesk4710-gui/model/ReadingBuffer.h"
+#include "vesk4710/platform/Controls.h"
+
+class QAction;
+class QActionGroup;
+class QFormLayout;
+class QGridLayout;
+class QGroupBox;
+class QLabel;
+class QListWidget;
+class QSplitter;
+class QToolButton;
+
+namespace vesk {
+class QtUi;
+class QtListBox;
+class Registry;
+}  // namespace vesk
+
+namespace vesk::gui {
+
+class StripChart;
+
+struct WindowOptions {
+    std::shared_ptr<QtUi> ui;
+    std::string settingsPath;  // per-user settings file; empty: the user's default
+    int32_t pollMillis = 0;    // 0: the instrument's interval
+    std::string tracePath;     // I/O trace of the sessions, empty: none
+    int32_t timeoutMs = 2000;  // reply time-out
+    std::function<Millis()> clock = SystemMillis;
+};
+
+class MainWindow : public QMainWindow, public IForm {
+    Q_OBJECT
+  public:
+    explicit MainWindow(WindowOptions options, QWidget* parent = nullptr);
+    ~MainWindow() override;
+
+    // IForm: owner of the library's progress displays and prompts.
+    std::string Caption() const override;
+    void Caption(const std::string& caption) override;
+
+    // Connects (clearing readings of another instrument) and starts the live readings.
+    bool ConnectTo(const ConnectionTarget& target);
+    bool Reconnect();
+    void Disconnect();
+    // One round of live readings; the timer calls it at the instrument's interval.
+    void Tick();
+
+    // Empty on success, otherwise why not.
+    std::string ExportCsv(const QString& path);
+    std::string ExportChart(const QString& path);
+
+    // The last connection and the window layout, in the per-user settings.
+    void SaveSettings();
+    void RestoreSettings();
+    // The connection kept from the last run.
+    std::optional<ConnectionTarget> SavedTarget() const;
+
+    LiveSession& Session() { return session_; }
+    const ReadingBuffer& Buffer() const { return buffer_; }
+    StripChart* Chart() const { return chart_; }
+    const QTimer& PollTimer() const { return pollTimer_; }
+    // The value label of a channel's live reading, null when it is not shown.
+    QLabel* ReadingLabel(int16_t channel) const;
+
+    QAction* actConnect;
+    QAction* actReconnect;
+    QAction* actDisconnect;
+    QAction* actExportPng;
+    QAction* actExportCsv;
+    QAction* actQuit;
+    QAction* actSettings;
+    QAction* actChannel;
+    QAction* actLogStatus;
+    QAction* actLabel;
+    QAction* actDownload;
+    QAction* actRefresh;
+    QAction* actZoomIn;
+    QAction* actZoomOut;
+    QAction* actFollow;
+    QAction* actClearChart;
+    QListWidget* lstChannels;
+    QLabel* lblConnection;
+    QLabel* lblLastError;
+
+  protected:
+    void closeEvent(QCloseEvent* event) override;
+
+  private:
+    void BuildActions();
+    void BuildMenus();
+    void BuildCentral();
+    void BuildStatusBar();
+    // Runs a library operation (a dialog) and shows what it changed.
+    bool RunOperation(const std::string& phrase, const std::function<bool(CVesk4710&)>& op);
+    void OpenConnectDialog();
+    void EditChannel();
+    void ExportPngInteractive();
+    void ExportCsvInteractive();
+    void ShowInfo();
+    void ShowChannels();
+    void ShowReadings();
+    // Status bar, actions and timer after any change of the session.
+    void UpdateState();
+    void ReportProblem(const std::string& text);
+
+    WindowOptions options_;
+    std::shared_ptr<QtUi> ui_;
+    std::shared_ptr<Registry> settings_;
+    LiveSession session_;
+    ReadingBuffer buffer_;
+    QTimer pollTimer_;
+    std::optional<ConnectionTarget> lastTarget_;
+
+    QSplitter* splitter_ = nullptr;
+    StripChart* chart_ = nullptr;
+    QFormLayout* identification_ = nullptr;
+    QFormLayout* settingsForm_ = nullptr;
+    QGridLayout* readingsGrid_ = nullptr;
+    QGroupBox* readingsBox_ = nullptr;
+    QToolButton* btnReconnect_ = nullptr;
+    QActionGroup* spans_ = nullptr;
+    std::unique_ptr<QtListBox> channelList_;
+    std::map<int16_t, QLabel*> readingLabels_;
+};
+
+}  // namespace vesk::gui

@@ -1,0 +1,104 @@
+// vesk4710-gui: live readings, settings and logs of a 4710 on the desktop.
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QTimer>
+#include <cstdio>
+#include <memory>
+
+#include "apps/vesk4710-gui/MainWindow.h"
+#include "components/host/DefaultHost.h"
+#include "simulator/EmbeddedLink.h"
+#include "ui/qt/QtControls.h"
+#include "ui/qt/QtUi.h"
+
+int main(int argc, char** argv) {
+    QApplication app(argc, argv);
+    QApplication::setApplicationName("vesk4710-gui");
+    QApplication::setApplicationDisplayName("Vesk 4710");
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription("Live readings, settings and logs of a Vesk 4710 readout.");
+    parser.addHelpOption();
+    const QCommandLineOption device(
+        "device",
+        "Connect at once to DEVICE: sim, a serial device such as /dev/ttyUSB0, or "
+        "tcp://HOST:PORT. Without it the connection dialog opens.",
+        "DEVICE");
+    const QCommandLineOption baud("baud", "Baud rate of a serial device (default 9600).", "RATE",
+                                  "9600");
+    const QCommandLineOption settings(
+        "settings", "Per-user settings file to use instead of the user's default.", "FILE");
+    const QCommandLineOption trace("trace", "Write an I/O trace of the session to FILE.", "FILE");
+    const QCommandLineOption timeout("timeout", "Reply time-out in milliseconds (default 2000).",
+                                     "MS", "2000");
+    const QCommandLineOption poll(
+        "poll", "Read every MS milliseconds instead of at the instrument's interval.", "MS", "0");
+    const QCommandLineOption simFresh(
+        "sim-fresh", "Start the embedded simulator from its data and keep its state in memory.");
+    const QCommandLineOption screenshot(
+        "screenshot", "Save a picture of the window to PATH after a while, then exit.", "PATH");
+    const QCommandLineOption screenshotAfter(
+        "screenshot-after", "Seconds to wait before the picture (default 5).", "SECONDS", "5");
+    parser.addOptions(
+        {device, baud, settings, trace, timeout, poll, simFresh, screenshot, screenshotAfter});
+    parser.process(app);
+
+    vesk::gui::WindowOptions options;
+    options.ui = std::make_shared<vesk::QtUi>();
+    options.settingsPath = vesk::FromQString(parser.value(settings));
+    options.tracePath = vesk::FromQString(parser.value(trace));
+    options.timeoutMs = parser.value(timeout).toInt();
+    options.pollMillis = parser.value(poll).toInt();
+
+    vesk::sim::SimOptions sim;
+    if (parser.isSet(simFresh)) {
+        sim.persist = false;
+        sim.reset = true;
+    }
+    // The first default host registers the stock simulator over any earlier registration;
+    // have that happen before ours.
+    {
+        vesk::HostOptions quiet;
+        quiet.console = false;
+        quiet.registryPath = options.settingsPath;
+        vesk::MakeDefaultHost(quiet);
+    }
+    vesk::sim::RegisterEmbeddedLink(sim);
+
+    std::optional<vesk::gui::ConnectionTarget> target;
+    QString deviceText = parser.value(device);
+    if (deviceText.isEmpty() && parser.isSet(screenshot)) {
+        deviceText = "sim";
+    }
+    if (!deviceText.isEmpty()) {
+        std::string problem;
+        target = vesk::gui::ConnectionTarget::Parse(vesk::FromQString(deviceText),
+                                                    parser.value(baud).toInt(), &problem);
+        if (!target) {
+            std::fprintf(stderr, "vesk4710-gui: %s\n", problem.c_str());
+            return 2;
+        }
+    }
+
+    vesk::gui::MainWindow window(options);
+    window.show();
+    QTimer::singleShot(0, &window, [&] {
+        if (target) {
+            window.ConnectTo(*target);
+        } else {
+            window.actConnect->trigger();
+        }
+    });
+    if (parser.isSet(screenshot)) {
+        const QString path = parser.value(screenshot);
+        const int after = std::max(1, parser.value(screenshotAfter).toInt());
+        QTimer::singleShot(after * 1000, &window, [&window, path] {
+            const bool saved = window.grab().save(path, "PNG");
+            if (!saved) {
+                std::fprintf(stderr, "vesk4710-gui: cannot write %s\n", qPrintable(path));
+            }
+            QApplication::exit(saved ? 0 : 1);
+        });
+    }
+    return QApplication::exec();
+}

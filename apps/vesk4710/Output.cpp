@@ -1,0 +1,144 @@
+// Printing results, notices and errors; text of values.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <iostream>
+
+#include "apps/vesk4710/Cli.h"
+#include "components/comm/CommErrors.h"
+
+namespace vesk::cli {
+
+std::string JsonText(const nlohmann::json& value) {
+    return value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
+void Output::Line(std::string_view text) const {
+    std::cout << text << '\n' << std::flush;
+}
+
+void Output::Json(const nlohmann::json& value) const {
+    std::cout << JsonText(value) << '\n' << std::flush;
+}
+
+void Output::Notice(std::string_view text) const {
+    if (json_) {
+        std::cerr << JsonText({{"notice", std::string(text)}}) << '\n' << std::flush;
+    } else {
+        std::cerr << "vesk4710: " << text << '\n' << std::flush;
+    }
+}
+
+void Output::Error(int32_t number, const std::string& description,
+                   const std::string& source) const {
+    if (json_) {
+        std::cerr << JsonText(
+                         {{"error",
+                           {{"number", number}, {"description", description}, {"source", source}}}})
+                  << '\n'
+                  << std::flush;
+        return;
+    }
+    std::string line = "vesk4710: error";
+    if (number != 0) {
+        line += " " + ErrorNumberText(number);
+    }
+    line += ": " + description;
+    if (const std::string hint = CommErrorHint(number); !hint.empty()) {
+        line += " (" + hint + ")";
+    }
+    if (!source.empty()) {
+        line += " [" + source + "]";
+    }
+    std::cerr << line << '\n' << std::flush;
+}
+
+std::string ErrorNumberText(int32_t number) {
+    if (number < 0) {
+        return fmt::format("0x{:08X}", static_cast<uint32_t>(number));
+    }
+    return std::to_string(number);
+}
+
+std::string CommErrorHint(int32_t number) {
+    switch (number) {
+        case comm::kCommTimeout:
+            return "the instrument did not answer in time";
+        case comm::kCommMalformedReply:
+            return "the instrument's reply could not be understood";
+        case comm::kCommLinkDropped:
+            return "the link to the instrument was dropped";
+        case comm::kCommLinkUnavailable:
+            return "the link to the instrument could not be opened";
+        case comm::kCommCancelled:
+            return "the request was cancelled";
+        default:
+            break;
+    }
+    if (number > comm::kCommInstrumentErrorBase && number < comm::kCommInstrumentErrorBase + 100) {
+        return "the instrument refused the request";
+    }
+    return {};
+}
+
+std::string NumberString(double v) {
+    return fmt::format("{}", v);
+}
+
+std::string UnitSymbol(int32_t units) {
+    switch (units) {
+        case UNITS_DEGREESC:
+            return "C";
+        case UNITS_DEGREESF:
+            return "F";
+        case 2:
+            return "K";
+        case UNITS_RAW_VALUE:
+            return "RAW";
+        default:
+            return "";
+    }
+}
+
+std::string Lower(std::string_view text) {
+    std::string out(text);
+    std::transform(out.begin(), out.end(), out.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+    return out;
+}
+
+std::optional<bool> ParseBool(std::string_view text) {
+    const std::string t = Lower(text);
+    if (t == "true" || t == "on" || t == "yes" || t == "1") {
+        return true;
+    }
+    if (t == "false" || t == "off" || t == "no" || t == "0") {
+        return false;
+    }
+    return std::nullopt;
+}
+
+std::optional<int64_t> ParseInteger(std::string_view text) {
+    int64_t v = 0;
+    const char* end = text.data() + text.size();
+    auto [p, ec] = std::from_chars(text.data(), end, v);
+    if (text.empty() || ec != std::errc() || p != end) {
+        return std::nullopt;
+    }
+    return v;
+}
+
+std::optional<double> ParseNumber(std::string_view text) {
+    // from_chars accepts neither a leading '+' nor blanks; neither should we.
+    double v = 0;
+    const char* end = text.data() + text.size();
+    auto [p, ec] = std::from_chars(text.data(), end, v);
+    if (text.empty() || ec != std::errc() || p != end || !std::isfinite(v)) {
+        return std::nullopt;
+    }
+    return v;
+}
+
+}  // namespace vesk::cli

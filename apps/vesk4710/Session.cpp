@@ -1,0 +1,140 @@
+// The instrument session of a command: default host, instrument object, identification,
+// channel tree and the passcode dance of protected writes.
+#include <string>
+
+#include "apps/vesk4710/Cli.h"
+#include "components/comm/CommErrors.h"
+#include "components/host/DefaultHost.h"
+#include "simulator/EmbeddedLink.h"
+#include "vesk4710/modules/CVesk4710Card.h"
+
+namespace vesk::cli {
+
+namespace {
+
+bool PasscodeRequired(const AutomationError& e) {
+    return e.Number() == comm::kCommInstrumentErrorBase +
+                             static_cast<int32_t>(comm::InstrumentError::kPasscodeRequired);
+}
+
+}  // namespace
+
+Session::Session(const GlobalOptions& options) : options_(options), out_(options.json) {
+    HostOptions host;
+    host.comm.device = options.device;
+    host.comm.baud = options.baud;
+    host.comm.tracePath = options.trace;
+    host.comm.timeoutMs = options.timeoutMs;
+    host.consoleOptions.assumeYes = options.yes;
+    host.consoleOptions.assumeNo = options.no;
+    host.consoleOptions.passcodes = options.passcodes;
+    host.consoleOptions.json = options.json;
+    host_ = MakeDefaultHost(host);
+    Host::SetDefault(host_);
+
+    if (options.device == "sim" || options.device.rfind("sim:", 0) == 0) {
+        out_.Notice("using the embedded simulator (--device selects a serial device or tcp://)");
+    }
+    instrument_ = CVesk4710::Create(host_);
+    instrument_->SetRegistry(host_->CreateRegistry());
+    instrument_->InitializeCommunications();
+}
+
+Session::~Session() {
+    instrument_.reset();
+    Host::SetDefault(nullptr);
+}
+
+void Session::Identify() {
+    CVesk4710& inst = Instrument();
+    inst.InitializeCommunicationSettings();
+    if (!inst.QueryIdentification(true)) {
+        throw Failed("the instrument gave no identification");
+    }
+    if (inst.Identification().find(kModel4710) == std::string::npos) {
+        throw Failed("the connected instrument is not a model 4710 (it identifies as \"" +
+                     inst.Identification() + "\")");
+    }
+}
+
+void Session::ReadTopology() {
+    Identify();
+    CVesk4710& inst = Instrument();
+    Check(inst.QueryNumChannels(), "reading the channel count");
+    Check(inst.QueryModuleList(), "reading the module list");
+    Check(inst.QueryNumModules(), "reading the module count");
+}
+
+std::shared_ptr<CVesk4710Channel> Session::Channel(int32_t number) {
+    const int16_t count = Instrument().NumChannels();
+    if (number < 1 || number > count) {
+        throw UsageError("channel " + std::to_string(number) + " does not exist (channels 1 to " +
+                         std::to_string(count) + ")");
+    }
+    auto channel = Instrument().GetChannelReference(static_cast<int16_t>(number));
+    if (!channel) {
+        throw Failed("channel " + std::to_string(number) + " is on no module of the instrument");
+    }
+    return channel;
+}
+
+void Session::Unlock() {
+    CVesk4710& inst = Instrument();
+    if (!inst.ValidatePasscode(nullptr)) {
+        throw Failed(
+            "the instrument asks for its passcode; none was accepted (give it with "
+            "--passcode or at the prompt)");
+    }
+    inst.UpdatePasscodeState(inst.Passcode());
+}
+
+void Session::Relock() {
+    CVesk4710& inst = Instrument();
+    inst.UpdatePasscodeState("", true);
+    inst.PasscodeState(PS_DISABLED);
+    inst.Passcode("");
+}
+
+void Session::WithUnlock(const std::function<void()>& write) {
+    try {
+        write();
+        return;
+    } catch (const AutomationError& e) {
+        if (!PasscodeRequired(e)) {
+            throw;
+        }
+    }
+    Unlock();
+    try {
+        write();
+    } catch (...) {
+        // Leave the instrument locked whatever happened; the write's error is the news.
+        try {
+            Relock();
+        } catch (...) {
+        }
+        throw;
+    }
+    Relock();
+}
+
+void Session::EnsurePasscode() {
+    CVesk4710& inst = Instrument();
+    Check(inst.QueryPasscodeState(), "reading the passcode state");
+    if (inst.PasscodeState() == PS_ENABLED) {
+        return;
+    }
+    if (!inst.ValidatePasscode(nullptr)) {
+        throw Failed(
+            "the instrument is locked by its passcode; none was accepted (give it with "
+            "--passcode or at the prompt)");
+    }
+}
+
+void Check(bool ok, const std::string& what) {
+    if (!ok) {
+        throw Failed(what + " failed");
+    }
+}
+
+}  // namespace vesk::cli

@@ -1,0 +1,159 @@
+# Install rules, the exported CMake package, pkg-config files, the Debian packages (CPack) and
+# the API reference target. Included once, at the end of the top-level CMakeLists.txt, so that
+# every target it installs already exists.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+set(VESK_INSTALL_CMAKEDIR ${CMAKE_INSTALL_LIBDIR}/cmake/vesk4710 CACHE STRING
+    "Where the CMake package files go, relative to the prefix")
+set(VESK_INSTALL_PKGCONFIGDIR ${CMAKE_INSTALL_LIBDIR}/pkgconfig CACHE STRING
+    "Where the pkg-config files go, relative to the prefix")
+# Component headers keep their repository paths ("components/host/DefaultHost.h") below a
+# folder of their own, so they cannot clash with anything else in the include folder.
+set(VESK_COMPONENT_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/vesk4710)
+
+# Debian's python3 looks in /usr/lib/python3/dist-packages for packaged modules and in
+# /usr/local/lib/python3.X/dist-packages for local installs.
+if(NOT DEFINED VESK_INSTALL_PYTHONDIR)
+    set(_vesk_pydir lib/python3/dist-packages)
+    if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+        execute_process(
+            COMMAND /usr/bin/python3 -c "import sys; print('%d.%d' % sys.version_info[:2])"
+            OUTPUT_VARIABLE _vesk_pyver OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
+        if(_vesk_pyver)
+            set(_vesk_pydir lib/python${_vesk_pyver}/dist-packages)
+        endif()
+    endif()
+    set(VESK_INSTALL_PYTHONDIR ${_vesk_pydir} CACHE STRING
+        "Where the Python module goes, relative to the prefix")
+endif()
+
+# Installed programs and the Python module find the library relative to themselves, so an
+# install under any prefix runs without LD_LIBRARY_PATH.
+file(RELATIVE_PATH _vesk_bin_to_lib /p/${CMAKE_INSTALL_BINDIR} /p/${CMAKE_INSTALL_LIBDIR})
+file(RELATIVE_PATH _vesk_py_to_lib /p/${VESK_INSTALL_PYTHONDIR} /p/${CMAKE_INSTALL_LIBDIR})
+
+# The static components carry their folder as an absolute include path and the warning flags
+# as a private link item; neither may leak into the installed package.
+function(vesk_prepare_export target export_name)
+    get_target_property(type ${target} TYPE)
+    set_target_properties(${target} PROPERTIES EXPORT_NAME ${export_name})
+    if(type STREQUAL "INTERFACE_LIBRARY")
+        return()
+    endif()
+    get_target_property(dirs ${target} INTERFACE_INCLUDE_DIRECTORIES)
+    set(fixed)
+    foreach(dir IN LISTS dirs)
+        if(dir MATCHES "^\\$<" OR NOT IS_ABSOLUTE "${dir}")
+            list(APPEND fixed "${dir}")
+        else()
+            list(APPEND fixed "$<BUILD_INTERFACE:${dir}>")
+        endif()
+    endforeach()
+    list(APPEND fixed "$<INSTALL_INTERFACE:${VESK_COMPONENT_INCLUDEDIR}>")
+    set_target_properties(${target} PROPERTIES INTERFACE_INCLUDE_DIRECTORIES "${fixed}")
+    get_target_property(libs ${target} INTERFACE_LINK_LIBRARIES)
+    if(libs)
+        list(REMOVE_ITEM libs "$<LINK_ONLY:vesk_warnings>" vesk_warnings)
+        set_target_properties(${target} PROPERTIES INTERFACE_LINK_LIBRARIES "${libs}")
+    endif()
+endfunction()
+
+# --- the library --------------------------------------------------------------------------
+install(TARGETS vesk4710 EXPORT vesk4710Targets
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev
+        INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/vesk4710/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vesk4710
+        COMPONENT dev FILES_MATCHING PATTERN "*.h" PATTERN "*Internal.h" EXCLUDE)
+
+# --- the components a client needs to make the default host ------------------------------
+# Listed in link order for the pkg-config file: each before the ones it uses.
+set(VESK_HOST_COMPONENTS host console simulator outputfile comm registry splitter probes)
+set(_vesk_dir_host components/host)
+set(_vesk_dir_console ui/console)
+set(_vesk_dir_simulator simulator)
+set(_vesk_dir_outputfile components/outputfile)
+set(_vesk_dir_comm components/comm)
+set(_vesk_dir_registry components/registry)
+set(_vesk_dir_splitter components/splitter)
+set(_vesk_dir_probes components/probes)
+set(VESK_HOST_LIBS)
+foreach(name IN LISTS VESK_HOST_COMPONENTS)
+    vesk_prepare_export(vesk_${name} ${name})
+    install(TARGETS vesk_${name} EXPORT vesk4710Targets
+            ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT dev)
+    set(dir ${_vesk_dir_${name}})
+    install(DIRECTORY ${PROJECT_SOURCE_DIR}/${dir}/ DESTINATION ${VESK_COMPONENT_INCLUDEDIR}/${dir}
+            COMPONENT dev FILES_MATCHING PATTERN "*.h" PATTERN "*Internal.h" EXCLUDE
+            PATTERN "data" EXCLUDE)
+    get_target_property(type vesk_${name} TYPE)
+    if(type STREQUAL "STATIC_LIBRARY")
+        string(APPEND VESK_HOST_LIBS " -l$<TARGET_FILE_BASE_NAME:vesk_${name}>")
+    endif()
+endforeach()
+
+install(EXPORT vesk4710Targets NAMESPACE vesk4710:: DESTINATION ${VESK_INSTALL_CMAKEDIR}
+        FILE vesk4710Targets.cmake COMPONENT dev)
+
+# The Qt binding: an optional part of the package (find_package(vesk4710 COMPONENTS qt)),
+# so that clients without Qt are not asked for it.
+if(TARGET vesk_qt)
+    vesk_prepare_export(vesk_qt qt)
+    install(TARGETS vesk_qt EXPORT vesk4710QtTargets
+            ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT dev)
+    install(DIRECTORY ${PROJECT_SOURCE_DIR}/ui/qt/ DESTINATION ${VESK_COMPONENT_INCLUDEDIR}/ui/qt
+            COMPONENT dev FILES_MATCHING PATTERN "*.h")
+    install(EXPORT vesk4710QtTargets NAMESPACE vesk4710:: DESTINATION ${VESK_INSTALL_CMAKEDIR}
+            FILE vesk4710QtTargets.cmake COMPONENT dev)
+endif()
+
+configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/vesk4710Config.cmake.in
+    ${PROJECT_BINARY_DIR}/packaging/vesk4710Config.cmake
+    INSTALL_DESTINATION ${VESK_INSTALL_CMAKEDIR})
+# 0.x releases are compatible within one minor version only.
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/packaging/vesk4710ConfigVersion.cmake
+    VERSION ${PROJECT_VERSION} COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/packaging/vesk4710Config.cmake
+              ${PROJECT_BINARY_DIR}/packaging/vesk4710ConfigVersion.cmake
+        DESTINATION ${VESK_INSTALL_CMAKEDIR} COMPONENT dev)
+
+# --- pkg-config: relocatable, the prefix is found from the file's own place -------------
+file(RELATIVE_PATH VESK_PC_TO_PREFIX /p/${VESK_INSTALL_PKGCONFIGDIR} /p)
+string(REGEX REPLACE "/$" "" VESK_PC_TO_PREFIX "${VESK_PC_TO_PREFIX}")
+foreach(pc vesk4710 vesk4710-host)
+    configure_file(${CMAKE_CURRENT_LIST_DIR}/${pc}.pc.in ${PROJECT_BINARY_DIR}/packaging/${pc}.pc.in
+                   @ONLY)
+    file(GENERATE OUTPUT ${PROJECT_BINARY_DIR}/packaging/${pc}.pc
+         INPUT ${PROJECT_BINARY_DIR}/packaging/${pc}.pc.in)
+    install(FILES ${PROJECT_BINARY_DIR}/packaging/${pc}.pc DESTINATION ${VESK_INSTALL_PKGCONFIGDIR}
+            COMPONENT dev)
+endforeach()
+
+# --- programs ----------------------------------------------------------------------------
+foreach(program vesk4710-cli vesk4710-sim)
+    if(TARGET ${program})
+        set_target_properties(${program} PROPERTIES INSTALL_RPATH "$ORIGIN/${_vesk_bin_to_lib}")
+        install(TARGETS ${program} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+    endif()
+endforeach()
+if(TARGET vesk4710-gui)
+    set_target_properties(vesk4710-gui PROPERTIES INSTALL_RPATH "$ORIGIN/${_vesk_bin_to_lib}")
+    install(TARGETS vesk4710-gui RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT gui)
+endif()
+
+# --- the Python module and its stubs -----------------------------------------------------
+if(TARGET vesk4710_py)
+    set_target_properties(vesk4710_py PROPERTIES INSTALL_RPATH "$ORIGIN/${_vesk_py_to_lib}")
+    install(TARGETS vesk4710_py LIBRARY DESTINATION ${VESK_INSTALL_PYTHONDIR} COMPONENT python)
+    install(FILES ${PROJECT_SOURCE_DIR}/python/vesk4710.pyi DESTINATION ${VESK_INSTALL_PYTHONDIR}
+            COMPONENT python)
+endif()
+
+install(FILES ${PROJECT_SOURCE_DIR}/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT dev)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT dev
+        FILES_MATCHING PATTERN "*.md" PATTERN "*.png")
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
+        COMPONENT dev)
+
+include(${CMAKE_CURRENT_LIST_DIR}/Packaging.cmake)
+include(${CMAKE_CURRENT_LIST_DIR}/Docs.cmake)

@@ -1,0 +1,98 @@
+#pragma once
+// The wire protocol: one ASCII command line per request, one reply line, both tagged with a
+// request number so that a late reply is never taken for the next one. The table from
+// setting identifier to command lives here and nowhere else; the simulator parses with it too.
+//
+//   request   <tag> <MNEMONIC>[ <arg>[,<arg>...]]
+//   reply     <tag> <text>            read
+//             <tag> OK                write
+//             <tag> !ERR <code> <text> refused
+//   transfer  <tag> #BEGIN <n>, then <tag> <data line> per reading, then <tag> #END <n>
+//             (or <tag> #ABORT <text> when the instrument gives up)
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vesk::comm {
+
+enum class Access : uint8_t { kRead, kWrite, kTransfer };
+
+// Request parameters, in the order they travel as arguments.
+enum class Param : uint8_t { kChannel, kParamName, kPointNumber, kCount, kValue, kChannelList };
+
+std::string_view ParamName(Param param);
+
+struct SettingCommand {
+    int32_t id;
+    Access access;
+    std::string_view mnemonic;
+    std::array<Param, 3> args;
+    uint8_t argCount;
+    std::string_view meaning;
+
+    std::span<const Param> Args() const { return {args.data(), argCount}; }
+};
+
+std::span<const SettingCommand> SettingTable();
+const SettingCommand* FindSetting(int32_t id);
+// Case-insensitive, as a person typing at a terminal would expect.
+const SettingCommand* FindMnemonic(std::string_view mnemonic);
+
+inline constexpr std::string_view kReplyOk = "OK";
+inline constexpr std::string_view kErrorPrefix = "!ERR";
+inline constexpr std::string_view kBeginMarker = "#BEGIN";
+inline constexpr std::string_view kEndMarker = "#END";
+inline constexpr std::string_view kAbortMarker = "#ABORT";
+inline constexpr uint32_t kMaxTag = 99999;
+inline constexpr size_t kMaxLineLength = 65536;
+
+// Printable ASCII only: what a line may carry.
+bool IsWireText(std::string_view text);
+
+// One argument as it travels: bare when it is a plain token, else quoted with "" for ".
+std::string EncodeArgument(std::string_view value);
+
+// The request line for a command; arguments in table order, a missing one left empty.
+// Throws AutomationError kCommBadParameter when a value cannot travel on the line.
+struct ParamLookup {
+    virtual ~ParamLookup() = default;
+    virtual const std::string* Find(Param param) const = 0;
+};
+std::string FormatRequest(uint32_t tag, const SettingCommand& command, const ParamLookup& params);
+
+// A parsed command line (the instrument's side). A missing argument is nullopt; a channel
+// list "(@1,2)" comes back with its brackets.
+struct CommandLine {
+    std::optional<uint32_t> tag;
+    std::string mnemonic;
+    std::vector<std::optional<std::string>> args;
+};
+std::optional<CommandLine> ParseCommandLine(std::string_view line, std::string* error = nullptr);
+
+// A reply line (the component's side).
+struct ReplyLine {
+    uint32_t tag = 0;
+    std::string payload;
+};
+std::optional<ReplyLine> ParseReplyLine(std::string_view line);
+
+struct ErrorReply {
+    int32_t code = 0;
+    std::string text;
+};
+std::optional<ErrorReply> ParseErrorReply(std::string_view payload);
+
+// "#BEGIN 12" -> 12; nullopt when the payload is not that marker.
+std::optional<int64_t> ParseMarker(std::string_view payload, std::string_view marker);
+
+std::string FormatErrorReply(int32_t code, std::string_view text);
+std::string Tagged(std::optional<uint32_t> tag, std::string_view payload);
+
+// A line as it may safely appear in a message or trace: control bytes shown as \xNN.
+std::string Printable(std::string_view text, size_t maxLength = 120);
+
+}  // namespace vesk::comm

@@ -1,0 +1,461 @@
+#include "components/outputfile/OutputFile.h"
+
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "components/outputfile/ProgramRunner.h"
+#include "vesk4710/support/NumberText.h"
+#include "vesk4710/support/modMessages.h"
+#include "vesk4710/support/modRegistryKeys.h"
+#include "vesk4710/support/modResourceConstants.h"
+#include "vesk4710/support/modStrings.h"
+
+namespace vesk {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr size_t kFlushSize = 1 << 16;
+constexpr int32_t kViewWaitMs = 10000;
+constexpr int32_t kPrintWaitMs = 30000;
+constexpr const char* kRegPrinterName = "PrinterName";
+
+std::string_view Trim(std::string_view s) {
+    while (!s.empty() && (s.front() == ' ' || s.front() == '\t')) {
+        s.remove_prefix(1);
+    }
+    while (!s.empty() && (s.back() == ' ' || s.back() == '\t')) {
+        s.remove_suffix(1);
+    }
+    return s;
+}
+
+bool IsAsciiAlnum(unsigned char c) {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+uint32_t Fnv1a(std::string_view text) {
+    uint32_t h = 2166136261u;
+    for (unsigned char c : text) {
+        h ^= c;
+        h *= 16777619u;
+    }
+    return h;
+}
+
+std::string Hex8(uint32_t v) {
+    static constexpr char kDigits[] = "0123456789abcdef";
+    std::string out(8, '0');
+    for (int i = 7; i >= 0; --i) {
+        out[static_cast<size_t>(i)] = kDigits[v & 0xF];
+        v >>= 4;
+    }
+    return out;
+}
+
+// Whole text is one number (the instrument's readings use a period).
+bool ParseNumber(std::string_view text, double& value) {
+    if (text.empty()) {
+        return false;
+    }
+    const char* first = text.data();
+    const char* last = first + text.size();
+    if (*first == '+') {
+        ++first;
+    }
+    auto [ptr, ec] = std::from_chars(first, last, value);
+    return ec == std::errc() && ptr == last;
+}
+
+// "2024/03/07" -> "2024-03-07"; anything else unchanged.
+void AppendDate(std::string& out, std::string_view date) {
+    if (date.size() == 10 && date[4] == '/' && date[7] == '/') {
+        out.append(date.substr(0, 4));
+        out.push_back('-');
+        out.append(date.substr(5, 2));
+        out.push_back('-');
+        out.append(date.substr(8, 2));
+        return;
+    }
+    OutputFile::AppendCsv(out, date, true);
+}
+
+std::string ErrnoText(int err) {
+    return std::error_code(err, std::generic_category()).message();
+}
+
+std::string OutputTail(const std::string& output) {
+    std::string_view t = Trim(output);
+    while (!t.empty() && (t.back() == '\n' || t.back() == '\r')) {
+        t.remove_suffix(1);
+    }
+    return t.empty() ? std::string() : ": " + std::string(t);
+}
+
+}  // namespace
+
+std::shared_ptr<OutputFile> OutputFile::Create(std::shared_ptr<IRegistry> registry, IUiServices& ui,
+                                               IFileSystem& files) {
+    return std::shared_ptr<OutputFile>(new OutputFile(std::move(registry), ui, files));
+}
+
+OutputFile::OutputFile(std::shared_ptr<IRegistry> registry, IUiServices& ui, IFileSystem& files)
+    : registry_(std::move(registry)), ui_(ui), files_(files) {}
+
+OutputFile::~OutputFile() {
+    if (file_) {
+        try {
+            Close();
+        } catch (...) {
+            // Destruction cannot report; a caller that cares calls Close itself.
+        }
+    }
+}
+
+void OutputFile::SetRegistry(std::shared_ptr<IRegistry> registry) {
+    registry_ = std::move(registry);
+}
+
+std::shared_ptr<IRegistry> OutputFile::Registry() const {
+    return registry_;
+}
+
+std::string OutputFile::Folder() const {
+    return folder_;
+}
+
+std::string OutputFile::FileName() const {
+    return name_;
+}
+
+std::string OutputFile::Path() const {
+    if (name_.empty()) {
+        return {};
+    }
+    return (fs::path(folder_) / name_).string();
+}
+
+[[noreturn]] void OutputFile::Fail(const char* member, std::string description,
+                                   int32_t number) const {
+    throw AutomationError(number, std::move(description), std::string("OutputFile - ") + member);
+}
+
+std::string OutputFile::DownloadFolder(IRegistry* registry, IFileSystem& files) {
+    std::string folder;
+    if (registry != nullptr) {
+        folder =
+            std::string(Trim(registry->ReadValue(kRegDownloadFolder, 0, kHKeyCurrentUser, "")));
+    }
+    if (!folder.empty()) {
+        if (folder == "~" || folder.rfind("~/", 0) == 0) {
+            folder = files.GetSpecialFolder(SpecialFolder::Home) + folder.substr(1);
+        } else if (fs::path(folder).is_relative()) {
+            folder = (fs::path(files.GetSpecialFolder(SpecialFolder::Home)) / folder).string();
+        }
+        return fs::path(folder).lexically_normal().string();
+    }
+    std::error_code ec;
+    std::string documents = files.GetSpecialFolder(SpecialFolder::Documents);
+    if (!documents.empty() && fs::is_directory(documents, ec)) {
+        return documents;
+    }
+    return files.GetSpecialFolder(SpecialFolder::Home);
+}
+
+std::string OutputFile::SafeNamePart(std::string_view text, size_t maxLength) {
+    std::string out;
+    bool lossy = false;
+    for (unsigned char c : text) {
+        if (IsAsciiAlnum(c) || c == '-' || c == '_') {
+            out.push_back(static_cast<char>(c));
+        } else {
+            // Separators, dots, spaces, control and non-ASCII bytes never reach a file name.
+            out.push_back('_');
+            lossy = true;
+        }
+    }
+    if (out.size() > maxLength) {
+        out.resize(maxLength);
+        lossy = true;
+    }
+    if (lossy) {
+        out += "-" + Hex8(Fnv1a(text));
+    }
+    return out;
+}
+
+std::string OutputFile::MakeFileName(const OutputFileSpec& spec) {
+    std::string name = SafeNamePart(spec.model.empty() ? std::string("4710") : spec.model);
+    name += "_" + SafeNamePart(spec.log.empty() ? std::string("log") : spec.log);
+    name += spec.label.empty() ? std::string("_all") : "_label-" + SafeNamePart(spec.label);
+    std::string digits;
+    for (char c : spec.downloadTime) {
+        if (c >= '0' && c <= '9') {
+            digits.push_back(c);
+        }
+    }
+    if (digits.size() == 14) {
+        name += "_" + digits.substr(0, 8) + "-" + digits.substr(8);
+    } else if (!spec.downloadTime.empty()) {
+        name += "_" + SafeNamePart(spec.downloadTime);
+    }
+    return name + ".csv";
+}
+
+void OutputFile::AppendCsv(std::string& out, std::string_view field, bool text) {
+    // A leading =, +, - or @ makes spreadsheets run the cell as a formula.
+    const bool formula = text && !field.empty() &&
+                         (field.front() == '=' || field.front() == '+' || field.front() == '-' ||
+                          field.front() == '@' || field.front() == '\t');
+    bool quote = formula;
+    for (char c : field) {
+        if (c == ',' || c == '"' || c == '\r' || c == '\n' || c == ';') {
+            quote = true;
+            break;
+        }
+    }
+    if (!quote && !field.empty() && (field.front() == ' ' || field.back() == ' ')) {
+        quote = true;
+    }
+    if (!quote) {
+        for (unsigned char c : field) {
+            out.push_back(c < 0x20 || c == 0x7F ? ' ' : static_cast<char>(c));
+        }
+        return;
+    }
+    out.push_back('"');
+    if (formula) {
+        out.push_back('\'');
+    }
+    for (unsigned char c : field) {
+        if (c == '"') {
+            out += "\"\"";
+        } else if (c < 0x20 || c == 0x7F) {
+            out.push_back(' ');
+        } else {
+            out.push_back(static_cast<char>(c));
+        }
+    }
+    out.push_back('"');
+}
+
+bool OutputFile::Create(const OutputFileSpec& spec) {
+    if (file_) {
+        Close();
+    }
+    const std::string folder = DownloadFolder(registry_.get(), files_);
+    std::error_code ec;
+    if (!fs::exists(folder, ec)) {
+        fs::create_directories(folder, ec);
+        if (ec) {
+            Fail("Create",
+                 "The download folder '" + folder + "' cannot be created: " + ec.message(),
+                 kErrDownloadFolder);
+        }
+    } else if (!fs::is_directory(folder, ec)) {
+        Fail("Create", "The download folder '" + folder + "' is not a folder", kErrDownloadFolder);
+    }
+    const std::string name = MakeFileName(spec);
+    const fs::path path = fs::path(folder) / name;
+    // The name is one sanitised component, so the path cannot leave the folder; check anyway.
+    if (path.parent_path() != fs::path(folder) || path.filename() != name) {
+        Fail("Create", "Refusing the download file name '" + name + "'", kErrPathNotFound);
+    }
+    if (files_.FileExists(path.string())) {
+        const std::string prompt =
+            ReplaceTokens(LoadResString(kResOverwriteDownloadFile), path.string());
+        if (ShowQuestion(ui_, prompt, kMsgCaption) != kAnsYes) {
+            return false;
+        }
+    }
+    try {
+        file_ = files_.CreateTextFile(path.string());
+    } catch (...) {
+        const PendingError e = CapturePendingError();
+        Fail("Create",
+             "The download file '" + path.string() + "' cannot be created: " + e.description,
+             e.number != 0 ? e.number : kErrPermissionDenied);
+    }
+    folder_ = folder;
+    name_ = name;
+    format_ = spec.valueFormat;
+    readings_ = 0;
+    buffer_.clear();
+
+    const std::pair<const char*, const std::string&> header[] = {
+        {"Model", spec.model}, {"Serial", spec.serial},           {"Log", spec.log},
+        {"Label", spec.label}, {"Downloaded", spec.downloadTime},
+    };
+    for (const auto& [key, value] : header) {
+        buffer_ += key;
+        buffer_.push_back(',');
+        if (std::strcmp(key, "Label") == 0 && value.empty()) {
+            buffer_ += "(all)";
+        } else {
+            AppendCsv(buffer_, value, true);
+        }
+        buffer_.push_back('\n');
+    }
+    buffer_.push_back('\n');
+    buffer_ += kOutputColumns;
+    buffer_.push_back('\n');
+    return true;
+}
+
+void OutputFile::WriteReading(const std::vector<std::string_view>& fields) {
+    if (!file_) {
+        Fail("WriteReading", "The download file is not open", kErrFileNotFound);
+    }
+    if (fields.size() < 8) {
+        Fail("WriteReading",
+             "A reading has 8 fields; this line has " +
+                 NumberText(static_cast<int64_t>(fields.size())),
+             kErrInvalidProcedureCall);
+    }
+    AppendDate(buffer_, Trim(fields[1]));
+    buffer_.push_back(',');
+    AppendCsv(buffer_, Trim(fields[2]), true);
+    buffer_.push_back(',');
+    AppendCsv(buffer_, Trim(fields[3]), true);
+    buffer_.push_back(',');
+    AppendCsv(buffer_, fields[5], true);
+    buffer_.push_back(',');
+    const std::string_view value = Trim(fields[6]);
+    double v = 0;
+    if (ParseNumber(value, v)) {
+        if (format_.empty()) {
+            buffer_.append(value);
+        } else {
+            // Readings keep a period whatever the locale, so the comma stays the separator.
+            buffer_ += ToInvariantDecimal(FormatNumber(v, format_));
+        }
+    } else {
+        AppendCsv(buffer_, value, true);
+    }
+    buffer_.push_back(',');
+    AppendCsv(buffer_, Trim(fields[7]), true);
+    buffer_.push_back('\n');
+    ++readings_;
+    if (buffer_.size() >= kFlushSize) {
+        Flush();
+    }
+}
+
+void OutputFile::Flush() {
+    if (buffer_.empty() || !file_) {
+        return;
+    }
+    try {
+        file_->Write(buffer_);
+    } catch (...) {
+        const PendingError e = CapturePendingError();
+        buffer_.clear();
+        Fail("WriteReading", "Writing the download file '" + Path() + "' failed: " + e.description,
+             e.number != 0 ? e.number : kErrDeviceIO);
+    }
+    buffer_.clear();
+}
+
+void OutputFile::Close() {
+    if (!file_) {
+        return;
+    }
+    std::unique_ptr<ITextFile> file = std::move(file_);
+    try {
+        if (!buffer_.empty()) {
+            file->Write(buffer_);
+            buffer_.clear();
+        }
+        file->Close();
+    } catch (...) {
+        const PendingError e = CapturePendingError();
+        buffer_.clear();
+        try {
+            file->Close();
+        } catch (...) {
+            // Already failing; the first error is the one to report.
+        }
+        Fail("Close", "Writing the download file '" + Path() + "' failed: " + e.description,
+             e.number != 0 ? e.number : kErrDeviceIO);
+    }
+}
+
+void OutputFile::View(bool flag) {
+    const std::string path = Path();
+    if (path.empty() || !files_.FileExists(path)) {
+        Fail("View", ReplaceTokens(LoadResString(kResDownloadFileNotFound), path),
+             kErrFileNotFound);
+    }
+    const ProgramRun run = RunProgram({"xdg-open", path}, flag ? kViewWaitMs : 0, &ui_);
+    if (run.spawnError != 0) {
+        Fail("View",
+             "The file viewer cannot be started (xdg-open: " + ErrnoText(run.spawnError) +
+                 "); open '" + path + "' by hand",
+             kErrViewFailed);
+    }
+    if (run.finished && (run.exitCode != 0 || run.signal != 0)) {
+        std::string why;
+        switch (run.exitCode) {
+            case 2:
+                why = "the file was not found";
+                break;
+            case 3:
+                why = "no viewer program is installed for this kind of file";
+                break;
+            case 4:
+                why = "the viewer failed to open it";
+                break;
+            default:
+                why = run.signal != 0
+                          ? "xdg-open was stopped by signal " + NumberText(int64_t{run.signal})
+                          : "xdg-open exited with code " + NumberText(int64_t{run.exitCode});
+        }
+        Fail("View",
+             "The file '" + path + "' could not be opened for viewing: " + why +
+                 OutputTail(run.output),
+             kErrViewFailed);
+    }
+}
+
+void OutputFile::Print(bool selectPrinter) {
+    const std::string path = Path();
+    if (path.empty() || !files_.FileExists(path)) {
+        Fail("Print", ReplaceTokens(LoadResString(kResDownloadFileNotFound), path),
+             kErrFileNotFound);
+    }
+    std::vector<std::string> argv{"lp"};
+    if (selectPrinter && registry_) {
+        const std::string printer(
+            Trim(registry_->ReadValue(kRegPrinterName, 0, kHKeyCurrentUser, "")));
+        if (!printer.empty()) {
+            argv.push_back("-d");
+            argv.push_back(printer);
+        }
+    }
+    argv.push_back(path);
+    const ProgramRun run = RunProgram(argv, kPrintWaitMs, &ui_);
+    if (run.spawnError != 0) {
+        Fail("Print",
+             "The print command cannot be started (lp: " + ErrnoText(run.spawnError) +
+                 "); is a print system installed?",
+             kErrPrintFailed);
+    }
+    if (!run.finished) {
+        Fail("Print", "The print command did not finish within 30 seconds for '" + path + "'",
+             kErrPrintFailed);
+    }
+    if (run.exitCode != 0 || run.signal != 0) {
+        Fail("Print",
+             "The file '" + path + "' could not be printed: lp exited with code " +
+                 NumberText(int64_t{run.exitCode}) + OutputTail(run.output),
+             kErrPrintFailed);
+    }
+    ShowInfoMessage(ui_, ReplaceTokens(LoadResString(kResFileSentToPrinter), path), kMsgCaption);
+}
+
+}  // namespace vesk

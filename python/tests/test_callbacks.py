@@ -1,0 +1,86 @@
+"""Python's own progress, passcode and message handling."""
+
+import pytest
+
+import vesk4710
+
+
+class TestCallbacks:
+    def test_progress_reports_and_can_cancel(self, connect, messages):
+        seen = []
+        inst = connect(progress=lambda text, percent: seen.append((text, percent)))
+        assert inst.QueryInfo()
+        percents = [p for _, p in seen]
+        assert seen and all(0.0 <= p <= 100.0 for p in percents)
+        assert max(percents) == pytest.approx(100.0)
+
+        cancelling = connect(progress=lambda text, percent: percent < 30)
+        assert not cancelling.QueryInfo()
+        assert messages  # told the query was aborted
+        # Still usable afterwards.
+        assert cancelling.QueryIdentification()
+
+    def test_an_exception_in_a_callback_ends_the_call_and_is_raised(self, connect, messages):
+        class Stop(Exception):
+            pass
+
+        def progress(text, percent):
+            raise Stop(text)
+
+        inst = connect(progress=progress)
+        with pytest.raises(Stop):
+            inst.QueryInfo()
+        assert messages == []  # the exception tells it, not a message box
+        assert inst.QueryIdentification() and inst.Model == "4710"
+
+    def test_a_bad_passcode_answer_is_a_type_error(self, connect):
+        inst = connect(passcode=lambda: 1234)
+        assert inst.QueryInfo()
+        with pytest.raises(TypeError):
+            inst.ValidatePasscode()
+
+    def test_passcode_queue_like_the_command_line(self, connect):
+        inst = connect(passcodes=["9999", "1234"])
+        assert inst.QueryInfo()
+        assert inst.ValidatePasscode()
+        assert inst.Passcode == "1234"
+
+    def test_trace_records_the_session(self, connect, tmp_path):
+        trace = tmp_path / "io.log"
+        inst = connect(trace=str(trace))
+        assert inst.QueryIdentification()
+        del inst
+        text = trace.read_text(errors="replace")
+        assert text.strip()
+
+
+class TestInterrupt:
+    def test_a_signal_ends_a_wait_for_a_new_reading(self, inst):
+        import signal
+        import time
+
+        class Alarm(Exception):
+            pass
+
+        def on_alarm(signum, frame):
+            raise Alarm()
+
+        assert inst.QueryInterval()
+        before = inst.Interval
+        inst.Interval = vesk4710.INT_1_MIN
+        assert inst.UpdateInterval()
+        previous = signal.signal(signal.SIGALRM, on_alarm)
+        try:
+            signal.setitimer(signal.ITIMER_REAL, 0.2)
+            started = time.monotonic()
+            with pytest.raises(Alarm):
+                # The first call may find a reading nobody has fetched yet.
+                for _ in range(3):
+                    inst.QueryMeasurement(1, True)
+            assert time.monotonic() - started < 5
+        finally:
+            signal.setitimer(signal.ITIMER_REAL, 0)
+            signal.signal(signal.SIGALRM, previous)
+            inst.Interval = before
+            assert inst.UpdateInterval()
+        assert isinstance(inst.QueryMeasurement(1), float)

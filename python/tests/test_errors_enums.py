@@ -1,0 +1,97 @@
+"""The error class and the enumerations."""
+
+import datetime
+import pickle
+
+import pytest
+
+import vesk4710
+
+
+class TestAutomationError:
+    def test_library_errors_carry_all_five_fields(self, inst):
+        with pytest.raises(vesk4710.AutomationError) as err:
+            inst.Modules(7)
+        e = err.value
+        assert e.number == vesk4710.OBJECT_ERROR_BASE + 1002
+        assert e.number < 0  # a signed 32-bit object error, as automation clients see it
+        assert e.description
+        assert e.source == "CVesk4710 - Modules"
+        assert e.help_file == inst.HelpFile
+        assert e.help_context == inst.DVCICommError
+        assert "0x800403EA" in str(e) and e.source in str(e)
+
+    def test_is_an_exception_that_survives_pickling(self):
+        e = vesk4710.AutomationError(13, "Type mismatch", "here", "help.html", 7)
+        assert isinstance(e, Exception)
+        back = pickle.loads(pickle.dumps(e))
+        assert (back.number, back.description, back.source, back.help_file,
+                back.help_context) == (13, "Type mismatch", "here", "help.html", 7)
+        assert str(back) == "Type mismatch (error 13 in here)"
+
+    def test_out_of_range_integers_are_overflow(self):
+        ch = vesk4710.CVesk4710Channel()
+        with pytest.raises(vesk4710.AutomationError) as err:
+            ch.Resolution = 40000
+        assert err.value.number == 6
+        ch.Resolution = 2.5  # rounds half to even, as automation coercion does
+        assert ch.Resolution == 2
+
+    def test_late_bound_errors(self, inst):
+        with pytest.raises(vesk4710.AutomationError) as err:
+            inst.invoke("NoSuchMember")
+        assert err.value.number == 438
+        with pytest.raises(vesk4710.AutomationError) as err:
+            inst.invoke("QueryMeasurement", 1, False, 3)
+        assert err.value.number == 450
+        with pytest.raises(vesk4710.AutomationError) as err:
+            inst.invoke("QueryMeasurement", object())
+        assert err.value.number == 13
+
+    def test_texts_that_are_not_utf8_round_trip(self):
+        ch = vesk4710.CVesk4710Channel()
+        ch.RJCTemperatureFormat = b"\xff\xfe0.00".decode("utf-8", "surrogateescape")
+        assert ch.RJCTemperatureFormat.encode("utf-8", "surrogateescape") == b"\xff\xfe0.00"
+
+
+EXPECTED = {
+    "E4710Units": {"UNITS_RAW_VALUE": -2, "UNITS_NONE": -1, "UNITS_DEGREESC": 0,
+                   "UNITS_DEGREESF": 1},
+    "E4710Interval": {"INT_AUTO": -1, "INT_1_SEC": 1, "INT_2_SEC": 2, "INT_5_SEC": 5,
+                      "INT_10_SEC": 10, "INT_30_SEC": 30, "INT_1_MIN": 60},
+    "E4710ScanMode": {"SM_SIMULTANEOUS": 0, "SM_SCAN": 1},
+    "E4710PasscodeState": {"PS_ENABLED": 0, "PS_DISABLED": 1},
+    "E4710RJCType": {"RJC_EXTERNAL": 0, "RJC_INTERNAL": 1},
+    "E4710ModuleType": {"CT_PRT": 0},
+    "E4710DownloadOption": {"DOWNLOAD_SINGLE_FILE": 0, "DOWNLOAD_MULTIPLE_FILES": 1},
+    "E4710DownloadLogOption": {"DOWNLOAD_DEMAND_LOG": 0, "DOWNLOAD_AUTO_LOG": 1},
+    "EProbeType": {"ptUnknown": -1, "ptPRT": 0, "ptThermistor": 1, "ptTC": 2},
+}
+
+
+class TestEnums:
+    @pytest.mark.parametrize("name", sorted(EXPECTED))
+    def test_exact_names_and_values(self, name):
+        cls = getattr(vesk4710, name)
+        assert {m.name: m.value for m in cls} == EXPECTED[name]
+        for member, value in EXPECTED[name].items():
+            assert getattr(vesk4710, member) is cls[member]  # also at module level
+            assert cls[member] == value
+
+    def test_properties_hand_out_members_and_take_plain_ints(self, inst):
+        inst.ScanMode = 1
+        assert inst.ScanMode is vesk4710.SM_SCAN
+        inst.ScanMode = vesk4710.SM_SIMULTANEOUS
+        assert inst.ScanMode is vesk4710.SM_SIMULTANEOUS
+        assert inst.GetChannelReference(1).ProbeType in set(vesk4710.EProbeType)
+        with pytest.raises(TypeError):
+            inst.ScanMode = "scan"
+
+    def test_dates_are_datetime_values(self):
+        inst = vesk4710.CVesk4710()
+        inst.SystemClock = datetime.datetime(2024, 3, 7, 12, 34, 56)
+        assert inst.SystemClock == datetime.datetime(2024, 3, 7, 12, 34, 56)
+        inst.CalDate = datetime.date(2023, 2, 28)
+        assert inst.CalDate == datetime.date(2023, 2, 28)
+        assert inst.invoke("CalDate") == datetime.date(2023, 2, 28)
+        assert inst.invoke("SystemClock") == datetime.datetime(2024, 3, 7, 12, 34, 56)

@@ -1,0 +1,266 @@
+// Late-bound access to the three classes: member tables, argument counting and coercion,
+// by-reference results and objects crossing as automation values.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "components/probes/Probe.h"
+#include "tests/testsupport/Fakes.h"
+#include "vesk4710/channel/CVesk4710Channel.h"
+#include "vesk4710/core/CVesk4710.h"
+#include "vesk4710/modules/CVesk4710Card.h"
+#include "vesk4710/support/DispatchBinder.h"
+
+namespace vesk {
+namespace {
+
+using test::FakeHost;
+using K = MemberKind;
+
+int32_t MemberCount(const std::vector<MemberInfo>& table) {
+    std::set<int32_t> ids;
+    for (const auto& m : table) {
+        ids.insert(m.dispid);
+    }
+    return static_cast<int32_t>(ids.size());
+}
+
+int32_t DispidOf(const std::vector<MemberInfo>& table, const std::string& name) {
+    for (const auto& m : table) {
+        if (m.name == name) {
+            return m.dispid;
+        }
+    }
+    return 0;
+}
+
+// Calls and returns the AutomationError raised (a failure when none is).
+AutomationError ErrorOf(IDispatchable& target, const std::string& name, K kind,
+                        std::vector<Variant> args) {
+    try {
+        target.Invoke(name, kind, args);
+    } catch (const AutomationError& e) {
+        return e;
+    }
+    ADD_FAILURE() << name << " raised nothing";
+    return AutomationError(0, "");
+}
+
+class DispatchTest : public ::testing::Test {
+  protected:
+    DispatchTest() {
+        host->probeFactory = [] { return probes::Probe::Create(); };
+        unit = CVesk4710::Create(host);
+        unit->InitializeCommunications();
+    }
+
+    // A two-module, two-channel tree, as the instrument reports it.
+    void TwoChannels() {
+        host->comm->Reply(SET_NUM_CHANNELS, "2");
+        unit->QueryNumChannels();
+        host->comm->Reply(SET_NUM_MODULES, "2");
+        unit->QueryNumModules();
+    }
+
+    Variant Call(IDispatchable& target, const std::string& name, K kind,
+                 std::vector<Variant> args = {}) {
+        return target.Invoke(name, kind, args);
+    }
+
+    std::shared_ptr<FakeHost> host = std::make_shared<FakeHost>();
+    std::shared_ptr<CVesk4710> unit;
+};
+
+TEST_F(DispatchTest, MemberTablesKeepInterfaceOrderAndCounts) {
+    const auto& inst = CVesk4710::MemberTable();
+    EXPECT_EQ(MemberCount(inst), 81);
+    EXPECT_EQ(inst.front().name, "DVCICommError");
+    EXPECT_EQ(inst.back().name, "Communications");
+    EXPECT_EQ(inst.back().dispid, 81);
+    EXPECT_EQ(DispidOf(inst, "QueryInfo"), 39);
+    EXPECT_EQ(DispidOf(inst, "DownloadLog"), 70);
+    EXPECT_EQ(DispidOf(inst, "GetChannelReference"), 80);
+    // Dispatch ids never go back: accessors of a property sit together.
+    EXPECT_TRUE(std::is_sorted(inst.begin(), inst.end(),
+                               [](const auto& a, const auto& b) { return a.dispid < b.dispid; }));
+
+    const auto& card = CVesk4710Card::MemberTable();
+    EXPECT_EQ(card.size(), 16u);  // accessors; FilePath and Changed have two each
+    EXPECT_EQ(MemberCount(card), 14);
+    EXPECT_EQ(card.front().name, "FilePath");
+    EXPECT_EQ(card.back().name, "Channels");
+
+    const auto& channel = CVesk4710Channel::MemberTable();
+    EXPECT_EQ(channel.front().name, "CalDate");
+    EXPECT_EQ(channel.back().name, "FillRJCTypeList");
+    EXPECT_EQ(DispidOf(channel, "SetConversionType"), DispidOf(channel, "Edit") + 1);
+}
+
+// Too many arguments reach the argument check only when the member is served at all.
+TEST_F(DispatchTest, EveryMemberOfEveryClassIsBound) {
+    TwoChannels();
+    std::vector<std::pair<IDispatchable*, const std::vector<MemberInfo>*>> classes = {
+        {unit.get(), &CVesk4710::MemberTable()},
+        {unit->Modules(0).get(), &CVesk4710Card::MemberTable()},
+        {unit->GetChannelReference(1).get(), &CVesk4710Channel::MemberTable()},
+    };
+    for (auto [target, table] : classes) {
+        for (const auto& m : *table) {
+            const AutomationError e = ErrorOf(*target, m.name, m.kind, std::vector<Variant>(12));
+            EXPECT_EQ(e.Number(), kErrWrongArgCount) << target->ClassName() << "." << m.name;
+            EXPECT_EQ(e.Source(), target->ClassName() + " - " + m.name);
+        }
+    }
+}
+
+TEST_F(DispatchTest, PropertyLetAndGetGoThroughTheSetterRules) {
+    Call(*unit, "Resolution", K::Let, {Variant(int16_t{7})});
+    const Variant r = Call(*unit, "Resolution", K::Get);
+    EXPECT_EQ(r.Type(), VariantType::Integer);
+    EXPECT_EQ(r.AsInteger(), 3);                             // capped by MaxResolution
+    const Variant changed = Call(*unit, "changed", K::Get);  // names are case-insensitive
+    EXPECT_EQ(changed.Type(), VariantType::Boolean);
+    EXPECT_EQ(changed.AsInteger(), -1);
+
+    // A text that is a number coerces; an automation boolean -1 is true.
+    Call(*unit, "Changed", K::Let, {Variant(int16_t{0})});
+    Call(*unit, "ScanSeqDelay", K::Let, {Variant("12")});
+    EXPECT_EQ(unit->ScanSeqDelay(), 12);
+    Call(*unit, "AllowSetSerial", K::Let, {Variant(int16_t{-1})});
+    EXPECT_TRUE(unit->AllowSetSerial());
+    // Enumerations cross as Long, including values with no enumerator.
+    Call(*unit, "Units", K::Let, {Variant(int32_t{2})});
+    EXPECT_EQ(Call(*unit, "Units", K::Get).Type(), VariantType::Long);
+    EXPECT_EQ(Call(*unit, "Units", K::Get).AsLong(), 2);
+    Call(*unit, "SystemClock", K::Let, {Variant("2024-03-07")});
+    EXPECT_EQ(unit->SystemClock(), Date::FromYMD(2024, 3, 7));
+}
+
+TEST_F(DispatchTest, ErrorsHaveTheirAutomationNumbersAndLeaveStateAlone) {
+    AutomationError e = ErrorOf(*unit, "Frobnicate", K::Method, {});
+    EXPECT_EQ(e.Number(), kErrNotSupported);
+    EXPECT_EQ(e.Description(), "Object doesn't support this property or method");
+    EXPECT_EQ(e.Source(), "CVesk4710 - Frobnicate");
+    // A read-only property has no let.
+    EXPECT_EQ(ErrorOf(*unit, "Model", K::Let, {Variant("x")}).Number(), kErrNotSupported);
+
+    e = ErrorOf(*unit, "Resolution", K::Let, {});
+    EXPECT_EQ(e.Number(), kErrWrongArgCount);
+    EXPECT_EQ(e.Description(), "Wrong number of arguments or invalid property assignment");
+
+    unit->Resolution(2);
+    e = ErrorOf(*unit, "Resolution", K::Let, {Variant("two")});
+    EXPECT_EQ(e.Number(), kErrTypeMismatch);
+    EXPECT_EQ(e.Source(), "CVesk4710 - Resolution");
+    EXPECT_EQ(unit->Resolution(), 2);
+    EXPECT_EQ(ErrorOf(*unit, "Resolution", K::Let, {Variant(40000.0)}).Number(), kErrOverflow);
+    // An object where a number is wanted, and a number where an object is wanted.
+    EXPECT_EQ(ErrorOf(*unit, "Resolution", K::Let, {Variant(unit)}).Number(), kErrTypeMismatch);
+    EXPECT_EQ(ErrorOf(*unit, "SetRegistry", K::Method, {Variant(int16_t{1})}).Number(),
+              kErrTypeMismatch);
+    // The member's own errors keep their number and source.
+    e = ErrorOf(*unit, "Modules", K::Get, {Variant(int16_t{5})});
+    EXPECT_EQ(e.Number(), kErrInvalidModuleIndex);
+    EXPECT_EQ(e.Source(), "CVesk4710 - Modules");
+}
+
+TEST_F(DispatchTest, OutArgumentsAreWrittenBack) {
+    host->comm->Reply(SET_LOGGING_LABEL_READ, " Run 2 ");
+    std::vector<Variant> args{Variant("")};
+    const Variant ok = unit->Invoke("QueryLoggingLabel", K::Method, args);
+    EXPECT_TRUE(ok.AsBoolean());
+    ASSERT_EQ(args.size(), 1u);
+    EXPECT_EQ(args[0].Type(), VariantType::String);
+    EXPECT_EQ(args[0].AsString(), " Run 2 ");
+
+    // A list control given as nothing is made, filled and handed back.
+    std::vector<Variant> list{Variant()};
+    unit->Invoke("FillRTLSUnitsList", K::Method, list);
+    auto box = std::dynamic_pointer_cast<ListBox>(list[0].AsObject());
+    ASSERT_NE(box, nullptr);
+    ASSERT_EQ(box->ListCount(), 3);
+    EXPECT_EQ(box->ItemData(0), UNITS_RAW_VALUE);
+    EXPECT_EQ(box->ItemData(2), UNITS_DEGREESF);
+    // The list answers late-bound too.
+    std::vector<Variant> index{Variant(int16_t{0})};
+    EXPECT_EQ(box->Invoke("List", K::Get, index).AsString(), box->List(0));
+    index[0] = Variant(int16_t{3});
+    EXPECT_EQ(ErrorOf(*box, "List", K::Get, index).Number(), kErrSubscriptOutOfRange);
+}
+
+TEST_F(DispatchTest, OptionalArgumentsKeepTheirDefaults) {
+    host->comm->ReplyAlways(SET_IDENTIFICATION, "Vesk Scientific, 4710, B77, 1.20");
+    Call(*unit, "QueryIdentification", K::Method, {Variant(false)});
+    EXPECT_EQ(unit->Serial(), "");
+    Call(*unit, "QueryIdentification", K::Method);
+    EXPECT_EQ(unit->Serial(), "B77");
+
+    // Left out or given as nothing, chan is -1: with no channel selected that is an error.
+    TwoChannels();
+    for (std::vector<Variant> args : {std::vector<Variant>{}, std::vector<Variant>{Variant()}}) {
+        const AutomationError e = ErrorOf(*unit, "QueryMeasurement", K::Method, args);
+        EXPECT_EQ(e.Number(), kErrInvalidChannel);
+    }
+    host->comm->ClearScript();
+    host->comm->Reply(SET_TEMPERATURE, "25.125");
+    EXPECT_DOUBLE_EQ(Call(*unit, "QueryMeasurement", K::Method, {Variant(int16_t{1})}).AsDouble(),
+                     25.125);
+    // UpdateScanMode(override true) sends nothing.
+    host->comm->log.clear();
+    EXPECT_TRUE(Call(*unit, "UpdateScanMode", K::Method, {Variant(true)}).AsBoolean());
+    EXPECT_TRUE(host->comm->Requests().empty());
+}
+
+TEST_F(DispatchTest, ObjectsCrossAsObjectsAndComeBackIntact) {
+    TwoChannels();
+    const Variant module = Call(*unit, "Modules", K::Get, {Variant(int16_t{1})});
+    ASSERT_EQ(module.Type(), VariantType::Object);
+    EXPECT_EQ(module.AsObject()->ClassName(), "CVesk4710Card");
+    EXPECT_EQ(module.AsObject(), std::static_pointer_cast<IDispatchable>(unit->Modules(1)));
+
+    const Variant channel = Call(*unit, "GetChannelReference", K::Method, {Variant(int16_t{2})});
+    auto ch = std::dynamic_pointer_cast<CVesk4710Channel>(channel.AsObject());
+    ASSERT_NE(ch, nullptr);
+    EXPECT_EQ(Call(*ch, "ActualChannel", K::Get).AsInteger(), 2);
+    EXPECT_EQ(Call(*ch, "Module", K::Get).AsObject(), module.AsObject());
+    EXPECT_EQ(Call(*ch, "BaseUnit", K::Get).AsObject(),
+              std::static_pointer_cast<IDispatchable>(unit));
+    // Beyond the channels there is nothing, not an error.
+    const Variant none = Call(*unit, "GetChannelReference", K::Method, {Variant(int16_t{9})});
+    EXPECT_EQ(none.Type(), VariantType::Object);
+    EXPECT_EQ(none.AsObject(), nullptr);
+
+    // The channel's module is set through its set accessor; a wrong class is refused.
+    Call(*ch, "SetModule", K::Set, {Variant(unit->Modules(0))});
+    EXPECT_EQ(ch->Module(), unit->Modules(0));
+    EXPECT_EQ(ErrorOf(*ch, "SetModule", K::Set, {Variant(unit)}).Number(), kErrTypeMismatch);
+    auto card = module.AsObject();
+    EXPECT_EQ(Call(*card, "Channels", K::Get, {Variant(int16_t{0})}).AsObject(),
+              std::static_pointer_cast<IDispatchable>(ch));
+    EXPECT_EQ(ErrorOf(*card, "Channels", K::Get, {Variant(int16_t{1})}).Number(),
+              kErrSubscriptOutOfRange);
+}
+
+TEST_F(DispatchTest, ForeignObjectsRoundTripAndNothingClearsThem) {
+    unit->SetRegistry(host->registry);
+    const Variant registry = Call(*unit, "Registry", K::Get);
+    ASSERT_EQ(registry.Type(), VariantType::Object);
+    EXPECT_EQ(registry.AsObject()->ClassName(), "Registry");
+
+    auto other = CVesk4710::Create(host);
+    Call(*other, "SetRegistry", K::Method, {registry});
+    EXPECT_EQ(other->Registry(), host->registry);
+    Call(*other, "SetRegistry", K::Method, {Variant()});
+    EXPECT_EQ(other->Registry(), nullptr);
+    EXPECT_EQ(Call(*other, "Registry", K::Get).AsObject(), nullptr);
+    // A registry is not a form.
+    EXPECT_EQ(ErrorOf(*unit, "QueryInfo", K::Method, {registry}).Number(), kErrTypeMismatch);
+    EXPECT_EQ(Call(*unit, "Communications", K::Get).AsObject()->ClassName(), "Communications");
+}
+
+}  // namespace
+}  // namespace vesk

@@ -1,0 +1,223 @@
+// Conversion type numbers, names, instrument codes, probe families and SetConversionType.
+#include <gtest/gtest.h>
+
+#include "tests/channel/ChannelFixture.h"
+#include "vesk4710/channel/modConversionTypes.h"
+
+namespace vesk::test {
+namespace {
+
+TEST(ConversionTable, DisplayNamesCoverEveryNumber) {
+    EXPECT_EQ(ConversionTypeName(-1), "<keep existing>");
+    EXPECT_EQ(ConversionTypeName(-2), "<unknown>");
+    EXPECT_EQ(ConversionTypeName(21), "<unknown>");
+    const std::vector<std::string> names = {"ITS-90",
+                                            "IPTS-68",
+                                            "Callendar-Van Dusen",
+                                            "High-Temp. PRT",
+                                            "Polynomial",
+                                            "T(R)",
+                                            "R(T)",
+                                            "Polynomial",
+                                            "Table",
+                                            "Thermocouple Type",
+                                            "Ohms",
+                                            "Volts",
+                                            "IEC-751",
+                                            "YSI-400",
+                                            "W(T90)",
+                                            "Ratio",
+                                            "PT100",
+                                            "ITS-90 Subrange 5",
+                                            "Ohms",
+                                            "PT100",
+                                            "Thermocouple Type"};
+    for (int32_t type = 0; type <= 20; ++type) {
+        EXPECT_EQ(ConversionTypeName(type), names[static_cast<size_t>(type)]) << type;
+    }
+}
+
+TEST(ConversionTable, InstrumentCodesAndThermocoupleLetters) {
+    EXPECT_EQ(ConversionTypeCode(0, 4), "ITS");
+    EXPECT_EQ(ConversionTypeCode(2, 4), "CVD");
+    EXPECT_EQ(ConversionTypeCode(6, 4), "TRES");
+    EXPECT_EQ(ConversionTypeCode(10, 4), "RPRT");
+    EXPECT_EQ(ConversionTypeCode(11, 4), "V");
+    EXPECT_EQ(ConversionTypeCode(17, 4), "ITS5");
+    EXPECT_EQ(ConversionTypeCode(18, 4), "RTHM");
+    EXPECT_EQ(ConversionTypeCode(19, 4), "PT");
+    const std::string letters = "BCEJKLMNRSTU";
+    for (int32_t i = 0; i < 12; ++i) {
+        EXPECT_EQ(ConversionTypeCode(20, i), std::string(1, letters[static_cast<size_t>(i)]));
+    }
+    // The thirteenth thermocouple has a name but no code.
+    EXPECT_EQ(ConversionTypeCode(20, 12), "");
+    EXPECT_EQ(ThermocoupleName(12), "AuPt");
+    EXPECT_EQ(ConversionTypeCode(20, -1), "");
+    for (int32_t type : {-1, 1, 3, 4, 5, 7, 8, 9, 12, 13, 14, 15, 16, 21}) {
+        EXPECT_EQ(ConversionTypeCode(type, 4), "") << type;
+    }
+}
+
+TEST(ConversionTable, CodesDecodeInTheirFixedOrder) {
+    struct Case {
+        const char* code;
+        int32_t type;
+        int32_t tc;
+    };
+    const Case cases[] = {
+        {"ITS5", 17, 4}, {"ITS", 0, 4},   {"XITS90", 0, 4}, {"PT100", 19, 4}, {"PT", 19, 4},
+        {"CVD", 2, 4},   {"RPRT", 10, 4}, {"TRES", 6, 4},   {"RTHM", 18, 4},  {"B", 20, 0},
+        {"C", 20, 1},    {"E", 20, 2},    {"J", 20, 3},     {"K", 20, 4},     {"L", 20, 5},
+        {"M", 20, 6},    {"N", 20, 7},    {"R", 20, 8},     {"S", 20, 9},     {"T", 20, 10},
+        {"U", 20, 11},   {"KX", -1, 4},   {"VOLT", 11, 4},  {"V", 11, 4},     {"", -1, 4},
+        {"X", -1, 4},    {"AUPT", 19, 4},
+    };
+    for (const auto& c : cases) {
+        const ConversionCode got = ConversionTypeFromCode(c.code);
+        EXPECT_EQ(got.conversionType, c.type) << c.code;
+        EXPECT_EQ(got.tcType, c.tc) << c.code;
+    }
+}
+
+TEST(ConversionTable, ProbeFamilies) {
+    for (int32_t type = -2; type <= 22; ++type) {
+        int32_t family = -1;
+        if (type == 0 || type == 2 || type == 10 || type == 17 || type == 19) {
+            family = 0;
+        } else if (type == 6 || type == 18) {
+            family = 1;
+        } else if (type == 11 || type == 20) {
+            family = 2;
+        }
+        EXPECT_EQ(ProbeFamilyOf(type), family) << type;
+    }
+    EXPECT_EQ(ProbeFamilyName(0), "PRT");
+    EXPECT_EQ(ProbeFamilyName(1), "Thermistor");
+    EXPECT_EQ(ProbeFamilyName(2), "TC");
+    EXPECT_EQ(ProbeFamilyName(-1), "<unknown>");
+}
+
+using SetConversion = ChannelTest;
+
+TEST_F(SetConversion, ITS90AfterCVDStartsFromAClearedSet) {
+    instrument->FilePath("/instrument/files");
+    ASSERT_TRUE(channel->SetConversionType(2, 4));
+    ASSERT_TRUE(channel->SetConversionType(0, 4));
+    auto probe = channel->Probe();
+    EXPECT_EQ(probe->ConversionType(), 0);
+    IConversion& c = conv();
+    EXPECT_EQ(c.RTPW(), 100.0);
+    EXPECT_EQ(c.RTPWFormat(), "##0.00000");
+    IConversionRange& low = c.LowRange();
+    IConversionRange& high = c.HighRange();
+    EXPECT_EQ(low.ValueFormat(), "0.0000000E-00");
+    EXPECT_EQ(high.ValueFormat(), "0.0000000E-00");
+    EXPECT_EQ(low.Range(), 4);
+    EXPECT_EQ(low.MinRange(), 4);
+    EXPECT_EQ(low.MaxRange(), 4);
+    EXPECT_FALSE(low.AllowChangeRange());
+    EXPECT_EQ(high.Range(), 6);
+    EXPECT_EQ(high.MinRange(), 6);
+    EXPECT_EQ(high.MaxRange(), 6);
+    EXPECT_FALSE(high.AllowChangeRange());
+    EXPECT_FALSE(high.ShowCoefRange());
+    ASSERT_EQ(low.NumCoefficients(), 2);
+    ASSERT_EQ(high.NumCoefficients(), 4);
+
+    // Coefficients left from an earlier ITS-90 set are cleared when the type is chosen again.
+    low.Coefficients(0, -1.2e-4);
+    high.Coefficients(3, 2.5e-6);
+    c.RTPW(25.5);
+    ASSERT_TRUE(channel->SetConversionType(2, 4));
+    ASSERT_TRUE(channel->SetConversionType(0, 4));
+    EXPECT_EQ(low.Coefficients(0), 0.0);
+    EXPECT_EQ(high.Coefficients(3), 0.0);
+    EXPECT_EQ(c.RTPW(), 100.0);
+    // The channel's own folder wins over the instrument's.
+    EXPECT_EQ(c.FilePath(), channel->FilePath());
+}
+
+TEST_F(SetConversion, Subrange5UsesRange7AndClearsTheLowRangeOnly) {
+    ASSERT_TRUE(channel->SetConversionType(17, 4));
+    IConversion& c = conv();
+    c.LowRange().Coefficients(1, 3.5e-5);
+    c.HighRange().Coefficients(0, 7.5e-5);
+    ASSERT_TRUE(channel->SetConversionType(19, 4));
+    ASSERT_TRUE(channel->SetConversionType(17, 4));
+    EXPECT_EQ(c.RTPW(), 100.0);
+    EXPECT_EQ(c.RTPWFormat(), "##0.00000");
+    EXPECT_EQ(c.HighRange().Range(), 7);
+    EXPECT_EQ(c.HighRange().MinRange(), 7);
+    EXPECT_EQ(c.HighRange().MaxRange(), 7);
+    EXPECT_FALSE(c.HighRange().ShowCoefRange());
+    EXPECT_FALSE(c.HighRange().AllowChangeRange());
+    EXPECT_EQ(c.LowRange().Coefficients(1), 0.0);
+    EXPECT_EQ(c.HighRange().Coefficients(0), 7.5e-5);
+}
+
+TEST_F(SetConversion, CVDAndThermistorGetTheirStartingCoefficients) {
+    ASSERT_TRUE(channel->SetConversionType(2, 4));
+    IConversion& cvd = conv();
+    EXPECT_TRUE(cvd.UsePolynomial());
+    const std::vector<double> cvdValues = {100.0, 0.00385, 1.507, 0.111};
+    const std::vector<std::string> cvdFormats = {"##0.0000", "0.000000000", "0.0000", "0.000"};
+    for (int32_t i = 0; i < 4; ++i) {
+        EXPECT_EQ(cvd.Coefficients(i), cvdValues[static_cast<size_t>(i)]) << i;
+        EXPECT_EQ(cvd.ValueFormat(i), cvdFormats[static_cast<size_t>(i)]) << i;
+    }
+    ASSERT_TRUE(channel->SetConversionType(6, 4));
+    IConversion& thermistor = conv();
+    EXPECT_EQ(thermistor.ValueFormat(), "0.0000000E-00");
+    const std::vector<double> thermValues = {-4.0, 4000.0, 0.0, 0.0};
+    for (int32_t i = 0; i < 4; ++i) {
+        EXPECT_EQ(thermistor.Coefficients(i), thermValues[static_cast<size_t>(i)]) << i;
+    }
+}
+
+TEST_F(SetConversion, ThermocoupleResetsTheJunctionAndTakesTheLetter) {
+    channel->RJCType(0);
+    channel->RJCTemperature(21.5);
+    channel->Changed(false);
+    ASSERT_TRUE(channel->SetConversionType(20, 9));
+    EXPECT_EQ(channel->Probe()->ConversionType(), 20);
+    EXPECT_EQ(conv().TCType(), 9);
+    EXPECT_EQ(channel->RJCType(), 1);
+    EXPECT_EQ(channel->RJCTemperature(), 0.0);
+    EXPECT_TRUE(channel->Changed());
+}
+
+TEST_F(SetConversion, SameTypeChangesNothingNotEvenTheLetter) {
+    ASSERT_TRUE(channel->SetConversionType(20, 4));
+    channel->RJCType(0);
+    channel->FilePath("/elsewhere");
+    conv().FilePath("/stale");
+    ASSERT_TRUE(channel->SetConversionType(20, 3));
+    EXPECT_EQ(conv().TCType(), 4);
+    EXPECT_EQ(channel->RJCType(), 0);
+    // Only the conversion's folder follows the channel on this path too.
+    EXPECT_EQ(conv().FilePath(), "/elsewhere");
+}
+
+TEST_F(SetConversion, PlainTypesOnlySetTheType) {
+    for (int32_t type : {10, 11, 18, 19}) {
+        auto fresh = MakeChannel();
+        fresh->RJCType(0);
+        ASSERT_TRUE(fresh->SetConversionType(type, 4));
+        EXPECT_EQ(fresh->Probe()->ConversionType(), type);
+        EXPECT_EQ(fresh->RJCType(), 0) << type;
+    }
+}
+
+TEST_F(SetConversion, UnsupportedTypesBecomeKeepExisting) {
+    for (int32_t type : {-2, 1, 3, 4, 5, 7, 8, 9, 12, 13, 14, 15, 16, 21, 99}) {
+        ASSERT_TRUE(channel->SetConversionType(19, 4));
+        ASSERT_TRUE(channel->SetConversionType(type, 4)) << type;
+        EXPECT_EQ(channel->Probe()->ConversionType(), -1) << type;
+        EXPECT_EQ(ConversionTypeName(channel->Probe()->ConversionType()), "<keep existing>");
+    }
+    EXPECT_TRUE(host->ui.boxes.empty());
+}
+
+}  // namespace
+}  // namespace vesk::test

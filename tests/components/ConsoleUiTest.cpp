@@ -1,0 +1,195 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+#include <thread>
+
+#include "ui/console/ConsoleUi.h"
+
+namespace vesk {
+namespace {
+
+constexpr int32_t kQuestion = kMbYesNo | kMbQuestion;
+
+struct Console {
+    explicit Console(ConsoleOptions o = {}, const char* typed = nullptr, bool terminal = false)
+        : in(typed ? typed : ""), ui(std::move(o), err, typed ? &in : nullptr, terminal) {}
+    std::ostringstream err;
+    std::istringstream in;
+    ConsoleUi ui;
+};
+
+class TestDialog : public IDialogLogic {
+  public:
+    std::string DialogName() const override { return "frmTest"; }
+};
+
+TEST(ConsoleUi, MessagesGoToStderrWithCaptionAndLineBreaks) {
+    Console c;
+    EXPECT_EQ(c.ui.MessageBox("An error occurred.\r\rError: 5 - x\r(src)", kMbCritical,
+                              "Vesk Scientific", "", 0),
+              kAnsOk);
+    EXPECT_EQ(c.err.str(), "[Vesk Scientific] An error occurred.\n\nError: 5 - x\n(src)\n");
+
+    Console h;
+    h.ui.MessageBox("See help", kMbCritical | kMbHelpButton, "", "/x/vesk.chm", 42);
+    EXPECT_EQ(h.err.str(), "[] See help\n  (help: /x/vesk.chm, topic 42)\n");
+}
+
+TEST(ConsoleUi, QuestionsFollowTheAssumeFlags) {
+    Console yes({.assumeYes = true});
+    EXPECT_EQ(yes.ui.MessageBox("Write?", kQuestion, "C", "", 0), kAnsYes);
+    EXPECT_EQ(yes.err.str(), "[C] Write?\n  answer: yes\n");
+    EXPECT_EQ(yes.ui.MessageBox("Go on?", 1, "C", "", 0), kAnsOk);  // OK/Cancel
+
+    Console no({.assumeNo = true}, "y\n");
+    EXPECT_EQ(no.ui.MessageBox("Write?", kQuestion, "C", "", 0), kAnsNo);
+    EXPECT_EQ(no.ui.MessageBox("Go on?", 1, "C", "", 0), kAnsCancel);
+    EXPECT_EQ(no.ui.MessageBox("Save?", 3, "C", "", 0), kAnsNo);  // Yes/No/Cancel
+
+    Console both({.assumeYes = true, .assumeNo = true});
+    EXPECT_EQ(both.ui.MessageBox("Write?", kQuestion, "C", "", 0), kAnsYes);
+
+    // Nobody to ask and nothing assumed: the safe answer.
+    Console nobody;
+    EXPECT_EQ(nobody.ui.MessageBox("Write?", kQuestion, "C", "", 0), kAnsNo);
+    EXPECT_EQ(nobody.err.str(), "[C] Write?\n  answer: no\n");
+}
+
+TEST(ConsoleUi, QuestionsReadFromTheTerminal) {
+    Console c({}, "maybe\n Y \nno\n");
+    EXPECT_EQ(c.ui.MessageBox("Write?", kQuestion, "C", "", 0), kAnsYes);
+    EXPECT_EQ(c.err.str(), "[C] Write?\n  [y/n]   [y/n] ");
+    EXPECT_EQ(c.ui.MessageBox("Again?", kQuestion, "C", "", 0), kAnsNo);
+    // Input ended: no.
+    EXPECT_EQ(c.ui.MessageBox("Third?", kQuestion, "C", "", 0), kAnsNo);
+    // An information box never waits for input.
+    EXPECT_EQ(c.ui.MessageBox("Note", kMbInformation, "C", "", 0), kAnsOk);
+}
+
+TEST(ConsoleUi, JsonLinesMode) {
+    Console c({.json = true});
+    c.ui.MessageBox("line1\rline2 \xFF", kMbInformation, "Vesk Scientific", "", 0);
+    c.ui.MessageBox("Write?", kQuestion, "Vesk Scientific", "", 0);
+    std::istringstream lines(c.err.str());
+    std::string line;
+    ASSERT_TRUE(std::getline(lines, line));
+    const auto first = nlohmann::json::parse(line);
+    EXPECT_EQ(first["message"]["caption"], "Vesk Scientific");
+    EXPECT_EQ(first["message"]["text"], "line1\nline2 \xEF\xBF\xBD");
+    EXPECT_EQ(first["message"]["style"], kMbInformation);
+    ASSERT_TRUE(std::getline(lines, line));
+    const auto second = nlohmann::json::parse(line);
+    EXPECT_EQ(second["message"]["answer"], "no");
+    EXPECT_FALSE(std::getline(lines, line));
+}
+
+TEST(ConsoleUi, PasscodesFromQueueThenCancelled) {
+    Console c({.passcodes = {"1234", ""}}, "typed\n");
+    PasscodeEntry a = c.ui.PromptPasscode(nullptr);
+    EXPECT_EQ(a.text, "1234");
+    EXPECT_TRUE(a.confirmed);
+    PasscodeEntry b = c.ui.PromptPasscode(nullptr);
+    EXPECT_EQ(b.text, "");
+    EXPECT_TRUE(b.confirmed);
+    // Queue used up: cancelled, the terminal is not consulted.
+    EXPECT_FALSE(c.ui.PromptPasscode(nullptr).confirmed);
+    EXPECT_EQ(c.err.str(), "");
+}
+
+TEST(ConsoleUi, PasscodesFromTheTerminal) {
+    Console c({}, "secret\r\n");
+    PasscodeEntry a = c.ui.PromptPasscode(nullptr);
+    EXPECT_EQ(a.text, "secret");
+    EXPECT_TRUE(a.confirmed);
+    EXPECT_EQ(c.ui.PromptPasscode(nullptr).confirmed, false);  // end of input
+    EXPECT_EQ(c.err.str().find("secret"), std::string::npos) << "the passcode was echoed";
+
+    Console none;
+    EXPECT_FALSE(none.ui.PromptPasscode(nullptr).confirmed);
+}
+
+TEST(ConsoleUi, PointerHelpDialogsAndEvents) {
+    Console c;
+    c.ui.MousePointer(kPointerHourglass);
+    EXPECT_EQ(c.ui.MousePointer(), kPointerHourglass);
+    EXPECT_EQ(c.ui.ShowHelp("/usr/share/doc/vesk.html", 1, 3001), 1);
+    EXPECT_EQ(c.err.str(), "[help] /usr/share/doc/vesk.html topic 3001\n");
+
+    TestDialog dialog;
+    EXPECT_FALSE(c.ui.ShowModal(dialog, nullptr));
+    std::string shown;
+    c.ui.modalHandler = [&](IDialogLogic& d, IForm*) {
+        shown = d.DialogName();
+        return true;
+    };
+    EXPECT_TRUE(c.ui.ShowModal(dialog, nullptr));
+    EXPECT_EQ(shown, "frmTest");
+
+    int events = 0;
+    c.ui.onEvents = [&] { ++events; };
+    c.ui.DoEvents();
+    c.ui.WaitEvents(0);
+    EXPECT_EQ(events, 2);
+}
+
+TEST(ConsoleUi, WaitsSleepAndTicksAdvance) {
+    Console c;
+    const int32_t t0 = c.ui.Ticks();
+    const auto start = std::chrono::steady_clock::now();
+    c.ui.WaitEvents(60);
+    const auto slept = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(slept, std::chrono::milliseconds(60));
+    // Compared the way the library compares ticks: wrapping signed 32-bit difference.
+    const int32_t elapsed =
+        static_cast<int32_t>(static_cast<uint32_t>(c.ui.Ticks()) - static_cast<uint32_t>(t0));
+    EXPECT_GE(elapsed, 60);
+}
+
+TEST(ConsoleUi, InterruptCutsWaitsShortAndCancelsProgress) {
+    Console c;
+    auto before = c.ui.CreateProgress();
+    EXPECT_TRUE(before->Continue());
+    EXPECT_TRUE(before->Step());
+
+    std::thread interrupter([] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        ConsoleUi::NoteInterrupt();
+    });
+    const auto start = std::chrono::steady_clock::now();
+    c.ui.WaitEvents(60'000);
+    interrupter.join();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
+
+    EXPECT_FALSE(before->Continue());
+    EXPECT_FALSE(before->Step());
+    // An interrupt that came before a display was made does not cancel it.
+    auto after = c.ui.CreateProgress();
+    EXPECT_TRUE(after->Continue());
+}
+
+TEST(ConsoleUi, ProgressBarOnlyOnATerminal) {
+    Console quiet;
+    auto p = quiet.ui.CreateProgress();
+    p->Status("Reading 4710 settings...", 50);
+    p->Close();
+    EXPECT_EQ(quiet.err.str(), "");
+
+    Console tty({}, nullptr, true);
+    auto bar = tty.ui.CreateProgress();
+    bar->StartPhase("Reading", 25);
+    bar->Step();
+    bar->Step();
+    EXPECT_NE(tty.err.str().find("Reading"), std::string::npos);
+    EXPECT_NE(tty.err.str().find("50%"), std::string::npos) << tty.err.str();
+    bar->Status("Done", 250);  // clamped
+    EXPECT_NE(tty.err.str().find("100%"), std::string::npos);
+    const size_t len = tty.err.str().size();
+    bar->Close();
+    EXPECT_GT(tty.err.str().size(), len) << "closing clears the bar line";
+}
+
+}  // namespace
+}  // namespace vesk

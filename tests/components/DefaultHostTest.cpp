@@ -1,0 +1,96 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "components/comm/Communications.h"
+#include "components/host/DefaultHost.h"
+#include "components/registry/Registry.h"
+#include "tests/testsupport/FakeFileSystem.h"
+#include "tests/testsupport/FakeUi.h"
+#include "vesk4710/support/AutomationError.h"
+
+namespace vesk {
+namespace {
+
+class DefaultHostTest : public ::testing::Test {
+  protected:
+    void TearDown() override { Host::SetDefault(nullptr); }
+    test::FakeFileSystem tmp;
+    HostOptions Options() {
+        HostOptions o;
+        o.registryPath = tmp.Root() + "/settings.json";
+        o.console = false;
+        return o;
+    }
+};
+
+TEST_F(DefaultHostTest, WiresTheRealComponents) {
+    auto host = MakeDefaultHost(Options());
+
+    // One settings store per host, at the configured place.
+    auto reg = host->CreateRegistry();
+    EXPECT_EQ(reg, host->CreateRegistry());
+    reg->WriteValue("COMAutoClose", 0, kHKeyCurrentUser, "1");
+    EXPECT_EQ(Registry::Create(tmp.Root() + "/settings.json")
+                  ->ReadValue("COMAutoClose", 0, kHKeyCurrentUser, ""),
+              "1");
+
+    // Fresh objects per call, where the library expects them.
+    auto c1 = host->CreateCommunications();
+    auto c2 = host->CreateCommunications();
+    ASSERT_TRUE(c1 && c2);
+    EXPECT_NE(c1, c2);
+    auto comm = std::dynamic_pointer_cast<comm::Communications>(c1);
+    ASSERT_TRUE(comm);
+    EXPECT_EQ(comm->Options().device, "sim");
+    EXPECT_EQ(comm->Options().registry, reg) << "port names come from the host's settings";
+
+    auto p1 = host->CreateProbe();
+    ASSERT_TRUE(p1);
+    EXPECT_NE(p1, host->CreateProbe());
+
+    auto out = host->CreateOutputFile();
+    ASSERT_TRUE(out);
+    EXPECT_EQ(out->Registry(), reg);
+
+    auto split = host->CreateTextSplitter();
+    split->FS(",");
+    split->L("a,b");
+    EXPECT_EQ(split->NF(), 2);
+
+    EXPECT_EQ(host->Files().GetSpecialFolder(SpecialFolder::System), "/usr/lib");
+    EXPECT_EQ(host->Files().BuildPath("/a", "b"), "/a/b");
+}
+
+TEST_F(DefaultHostTest, ConsoleFlagsAndCustomServices) {
+    HostOptions o = Options();
+    o.assumeYes = true;
+    auto host = MakeDefaultHost(o);
+    EXPECT_EQ(host->Ui().MessageBox("Write?", kMbYesNo | kMbQuestion, "t", "", 0), kAnsYes);
+    EXPECT_FALSE(host->Ui().PromptPasscode(nullptr).confirmed) << "nobody to ask";
+
+    o.assumeYes = false;
+    o.consoleOptions.passcodes = {"4321"};
+    auto queued = MakeDefaultHost(o);
+    EXPECT_EQ(queued->Ui().MessageBox("Write?", kMbYesNo, "t", "", 0), kAnsNo);
+    EXPECT_EQ(queued->Ui().PromptPasscode(nullptr).text, "4321");
+
+    auto fake = std::make_shared<test::FakeUi>();
+    o.ui = fake;
+    auto custom = MakeDefaultHost(o);
+    custom->Ui().MessageBox("hello", kMbInformation, "t", "", 0);
+    EXPECT_EQ(fake->Prompts(), (std::vector<std::string>{"hello"}));
+}
+
+TEST_F(DefaultHostTest, UseDefaultComponentsInstallsTheProcessDefault) {
+    Host::SetDefault(nullptr);
+    EXPECT_THROW(Host::Default(), AutomationError);
+    UseDefaultComponents(Options());
+    auto host = Host::Default();
+    ASSERT_TRUE(host);
+    EXPECT_TRUE(host->CreateTextSplitter());
+}
+
+}  // namespace
+}  // namespace vesk

@@ -1,0 +1,195 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <system_error>
+
+#include "components/host/LocalFileSystem.h"
+#include "tests/testsupport/FakeFileSystem.h"
+#include "vesk4710/support/AutomationError.h"
+
+namespace vesk {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string Slurp(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+// Sets environment variables for one test and puts the old values back.
+class EnvGuard {
+  public:
+    void Set(const char* name, const char* value) {
+        if (!saved_.count(name)) {
+            const char* old = std::getenv(name);
+            saved_[name] = old ? std::optional<std::string>(old) : std::nullopt;
+        }
+        value ? ::setenv(name, value, 1) : ::unsetenv(name);
+    }
+    ~EnvGuard() {
+        for (const auto& [name, value] : saved_) {
+            value ? ::setenv(name.c_str(), value->c_str(), 1) : ::unsetenv(name.c_str());
+        }
+    }
+
+  private:
+    std::map<std::string, std::optional<std::string>> saved_;
+};
+
+template <typename F>
+AutomationError Raised(F&& f) {
+    try {
+        f();
+    } catch (const AutomationError& e) {
+        return e;
+    }
+    ADD_FAILURE() << "no AutomationError raised";
+    return AutomationError(0, "");
+}
+
+class LocalFileSystemTest : public ::testing::Test {
+  protected:
+    test::FakeFileSystem tmp;  // a private temporary folder
+    LocalFileSystem files;
+};
+
+TEST_F(LocalFileSystemTest, WritesExistsAndDeletes) {
+    const std::string path = files.BuildPath(tmp.Root(), "out.txt");
+    EXPECT_FALSE(files.FileExists(path));
+    auto f = files.CreateTextFile(path);
+    f->WriteLine("first");
+    f->Write("second ");
+    f->Write(std::string(100'000, 'x'));  // past the buffer
+    f->WriteLine("");
+    f->Close();
+    f->Close();  // closing twice is harmless
+    EXPECT_EQ(Slurp(path), "first\nsecond " + std::string(100'000, 'x') + "\n");
+    EXPECT_TRUE(files.FileExists(path));
+    EXPECT_FALSE(files.FileExists(tmp.Root())) << "a folder is not a file";
+
+    EXPECT_EQ(Raised([&] { f->Write("late"); }).Number(), kErrDeviceIO);
+
+    // Creating again truncates.
+    files.CreateTextFile(path)->Close();
+    EXPECT_EQ(Slurp(path), "");
+
+    files.DeleteFile(path);
+    EXPECT_FALSE(files.FileExists(path));
+    const AutomationError missing = Raised([&] { files.DeleteFile(path); });
+    EXPECT_EQ(missing.Number(), kErrFileNotFound);
+    EXPECT_NE(missing.Description().find(path), std::string::npos);
+}
+
+TEST_F(LocalFileSystemTest, UnclosedFileIsStillWrittenAtDestruction) {
+    const std::string path = tmp.Root() + "/dropped.txt";
+    files.CreateTextFile(path)->WriteLine("kept");
+    EXPECT_EQ(Slurp(path), "kept\n");
+}
+
+TEST_F(LocalFileSystemTest, FullDiskIsReportedAtWriteOrClose) {
+    auto small = files.CreateTextFile("/dev/full");
+    small->WriteLine("buffered");
+    const AutomationError atClose = Raised([&] { small->Close(); });
+    EXPECT_EQ(atClose.Number(), kErrDiskFull);
+    EXPECT_NE(atClose.Description().find("/dev/full"), std::string::npos);
+    EXPECT_NE(atClose.Description().find(std::generic_category().message(ENOSPC)),
+              std::string::npos)
+        << atClose.Description();
+    // The text was not dropped: a retry fails again instead of pretending success.
+    EXPECT_EQ(Raised([&] { small->Close(); }).Number(), kErrDiskFull);
+
+    auto big = files.CreateTextFile("/dev/full");
+    EXPECT_EQ(Raised([&] { big->Write(std::string(200'000, 'y')); }).Number(), kErrDiskFull);
+}
+
+TEST_F(LocalFileSystemTest, CreateInMissingOrUnwritableFolderRaises) {
+    const AutomationError missing =
+        Raised([&] { files.CreateTextFile(tmp.Root() + "/no/such/folder/x.txt"); });
+    EXPECT_EQ(missing.Number(), kErrPathNotFound);
+    EXPECT_NE(missing.Description().find("/no/such/folder/x.txt"), std::string::npos);
+
+    const std::string plain = tmp.Root() + "/plain";
+    files.CreateTextFile(plain)->Close();
+    EXPECT_EQ(Raised([&] { files.CreateTextFile(plain + "/x.txt"); }).Number(), kErrPathNotFound);
+
+    // A read-only folder; a privileged user writes anywhere, so fall back to sysfs then.
+    std::string locked = tmp.Root() + "/locked";
+    fs::create_directory(locked);
+    ::chmod(locked.c_str(), 0555);
+    const int probe = ::open((locked + "/probe").c_str(), O_WRONLY | O_CREAT, 0644);
+    if (probe >= 0) {
+        ::close(probe);
+        locked = "/sys/kernel";
+        const int again = ::open((locked + "/vesk-probe").c_str(), O_WRONLY | O_CREAT, 0644);
+        if (again >= 0 || !fs::is_directory(locked)) {
+            if (again >= 0) {
+                ::close(again);
+            }
+            GTEST_SKIP() << "no folder here refuses writes";
+        }
+    }
+    const AutomationError denied = Raised([&] { files.CreateTextFile(locked + "/x.txt"); });
+    EXPECT_EQ(denied.Number(), kErrPermissionDenied);
+    EXPECT_NE(denied.Description().find(locked + "/x.txt"), std::string::npos);
+}
+
+TEST_F(LocalFileSystemTest, BuildPathInsertsOneSeparator) {
+    EXPECT_EQ(files.BuildPath("/a", "b.txt"), "/a/b.txt");
+    EXPECT_EQ(files.BuildPath("/a/", "b.txt"), "/a/b.txt");
+    EXPECT_EQ(files.BuildPath("/a/", "/b.txt"), "/a/b.txt");
+    EXPECT_EQ(files.BuildPath("/a", "/b.txt"), "/a/b.txt");
+    EXPECT_EQ(files.BuildPath("", "b.txt"), "b.txt");
+    EXPECT_EQ(files.BuildPath("/a", ""), "/a");
+}
+
+TEST_F(LocalFileSystemTest, SpecialFoldersFollowTheEnvironment) {
+    EnvGuard env;
+    env.Set("TMPDIR", "/scratch/tmp/");
+    EXPECT_EQ(files.GetSpecialFolder(SpecialFolder::Temporary), "/scratch/tmp");
+    env.Set("TMPDIR", nullptr);
+    EXPECT_EQ(files.GetSpecialFolder(SpecialFolder::Temporary), "/tmp");
+    EXPECT_EQ(files.GetSpecialFolder(SpecialFolder::System), "/usr/lib");
+
+    const std::string home = tmp.Root() + "/home";
+    fs::create_directories(home);
+    env.Set("HOME", home.c_str());
+    env.Set("XDG_DOCUMENTS_DIR", nullptr);
+    env.Set("XDG_CONFIG_HOME", nullptr);
+    env.Set("XDG_STATE_HOME", "relative/is/ignored");
+    EXPECT_EQ(files.GetSpecialFolder(SpecialFolder::Home), home);
+    EXPECT_EQ(files.GetSpecialFolder(SpecialFolder::Documents), home);
+    fs::create_directories(home + "/Documents");
+    EXPECT_EQ(files.GetSpecialFolder(SpecialFolder::Documents), home + "/Documents");
+    env.Set("XDG_DOCUMENTS_DIR", "/data/docs");
+    EXPECT_EQ(files.GetSpecialFolder(SpecialFolder::Documents), "/data/docs");
+    EXPECT_EQ(files.GetSpecialFolder(SpecialFolder::Config), home + "/.config");
+    EXPECT_EQ(files.GetSpecialFolder(SpecialFolder::State), home + "/.local/state");
+    env.Set("XDG_CONFIG_HOME", "/etc/xdg-user");
+    EXPECT_EQ(files.GetSpecialFolder(SpecialFolder::Config), "/etc/xdg-user");
+}
+
+TEST_F(LocalFileSystemTest, LibraryFolderHoldsTheLoadedLibrary) {
+    const std::string lib = files.GetSpecialFolder(SpecialFolder::Library);
+    ASSERT_TRUE(fs::is_directory(lib)) << lib;
+    bool found = false;
+    for (const auto& e : fs::directory_iterator(lib)) {
+        found = found || e.path().filename().string().rfind("libvesk4710.so", 0) == 0;
+    }
+    EXPECT_TRUE(found) << lib;
+}
+
+}  // namespace
+}  // namespace vesk

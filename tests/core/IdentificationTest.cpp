@@ -1,0 +1,238 @@
+// Identification, the firmware check and the whole-instrument query.
+#include <algorithm>
+
+#include "tests/core/InstrumentFixture.h"
+
+namespace vesk::test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+
+struct Split {
+    std::string model, serial;
+    double firmware;
+};
+
+Split Extract(const std::string& id) {
+    Split s{"x", "x", -1};
+    ExtractModSerFWFromID(id, s.model, s.serial, s.firmware);
+    return s;
+}
+
+TEST(Identification, SplitterTakesModelSerialAndFirmware) {
+    auto s = Extract("Vesk Scientific , 4710 , A12345 , 1.10");
+    EXPECT_EQ(s.model, "4710");
+    EXPECT_EQ(s.serial, "A12345");
+    EXPECT_DOUBLE_EQ(s.firmware, 1.1);
+
+    s = Extract("Vesk,4710,A12345");
+    EXPECT_EQ(s.model, "4710");
+    EXPECT_EQ(s.serial, "<unknown>");
+    EXPECT_EQ(s.firmware, 0.0);
+
+    s = Extract("Vesk 4710");
+    EXPECT_EQ(s.model, "<unknown>");
+    EXPECT_EQ(s.serial, "<unknown>");
+
+    // Firmware is the leading period-decimal number, whatever the locale.
+    EXPECT_DOUBLE_EQ(Extract("V,4710,S,0.06beta").firmware, 0.06);
+    EXPECT_DOUBLE_EQ(Extract("V,4710,S,2,5").firmware, 2.0);
+    EXPECT_EQ(Extract("V,4710,S,rev b").firmware, 0.0);
+    EXPECT_EQ(Extract("V,4710,S,").firmware, 0.0);
+}
+
+TEST_F(InstrumentTest, QueryIdentificationReadsWithoutTheFlagAndSetsTheProperties) {
+    comm().Reply(SET_IDENTIFICATION, "Vesk,4710,B777,1.25");
+    EXPECT_TRUE(unit->QueryIdentification());
+    EXPECT_THAT(Log(), ElementsAre("ClearAll", "Read 18 false"));
+    EXPECT_EQ(unit->Identification(), "Vesk,4710,B777,1.25");
+    EXPECT_EQ(unit->Serial(), "B777");
+    EXPECT_DOUBLE_EQ(unit->Firmware(), 1.25);
+    EXPECT_TRUE(unit->Changed());
+
+    // setprops false only stores the identification.
+    comm().Reply(SET_IDENTIFICATION, "Other,4711,C1,3");
+    EXPECT_TRUE(unit->QueryIdentification(false));
+    EXPECT_EQ(unit->Identification(), "Other,4711,C1,3");
+    EXPECT_EQ(unit->Model(), "4710");
+    EXPECT_EQ(unit->Serial(), "B777");
+
+    // An empty reply is a silent false that leaves the rest alone.
+    comm().Reply(SET_IDENTIFICATION, "");
+    EXPECT_FALSE(unit->QueryIdentification());
+    EXPECT_EQ(unit->Serial(), "B777");
+    EXPECT_TRUE(ui().boxes.empty());
+}
+
+TEST_F(InstrumentTest, FirmwareCheckUsesTheMinimumInclusively) {
+    comm().Reply(SET_IDENTIFICATION, "V,4710,S,0.06");
+    unit->QueryIdentification();
+    EXPECT_TRUE(unit->VerifyMinimumFirmware());
+    comm().Reply(SET_IDENTIFICATION, "V,4710,S,0.059");
+    unit->QueryIdentification();
+    EXPECT_FALSE(unit->VerifyMinimumFirmware());
+}
+
+class QueryInfoTest : public InstrumentTest {
+  protected:
+    QueryInfoTest() {
+        comm().ReplyAlways(SET_IDENTIFICATION, "Vesk,4710,A12345,1.10");
+        comm().ReplyAlways(SET_CONV_PROTECTION, "1");
+        comm().ReplyAlways(SET_PASSCODE_STATE, "0");
+        comm().ReplyAlways(SET_NUM_CHANNELS, "2");
+        comm().ReplyAlways(SET_MODULE_LIST, "PRT,PRT");
+        comm().ReplyAlways(SET_NUM_MODULES, "2");
+        comm().ReplyAlways(SET_CHANNEL_STATE, "0");
+        comm().ReplyAlways(SET_UNITS_READ, "F");
+        comm().ReplyAlways(SET_AUTO_POWER_READ, "ON");
+        comm().ReplyAlways(SET_CAL_DATE_READ, "2024,3,7");
+        comm().ReplyAlways(SET_CAL_COUNT_READ, "1");
+        comm().ReplyAlways(SET_CAL_REFERENCE_READ, "100.0");
+        comm().ReplyAlways(SET_CAL_VALUE_READ, "100.02");
+        comm().ReplyAlways(122, "pt-17");
+    }
+    std::vector<std::string> Prompts() const { return host->ui.Prompts(); }
+};
+
+TEST_F(QueryInfoTest, RunsEveryStepInOrderAndBuildsTheTree) {
+    ASSERT_TRUE(unit->QueryInfo());
+
+    std::vector<std::string> expected = {"Write 0", "Read 18 false", "Read 5", "Read 3", "Read 43",
+                                         "Read 40", "Read 41",
+                                         // Building two modules reads each channel's state.
+                                         "Read 88", "Read 88", "Read 168", "Read 304", "Read 72"};
+    for (int range = 0; range < 5; ++range) {
+        for (const char* r : {"Write 77", "Read 78", "Read 82", "Read 80"}) {
+            expected.push_back(r);
+        }
+    }
+    // Serial numbers of the channels that are on; only input 1 can report on.
+    for (const char* r : {"Write 77", "Read 88", "Read 122", "Read 88"}) {
+        expected.push_back(r);
+    }
+    EXPECT_THAT(comm().Requests(), ElementsAreArray(expected));
+
+    const std::vector<std::string> progress = {
+        "SetOwner", "StartPhase Reading 4710 settings... 6.666666666666667",
+        "Step",     "Step",
+        "Step",     "Step",
+        "Step",     "Step",
+        "Step",     "Step",
+        "Step",     "Hide",
+        "Reset",    "StartPhase Reading probe serial numbers... 50",
+        "Step",     "Step",
+        "Close"};
+    EXPECT_THAT(ui().progressLog, ElementsAreArray(progress));
+    EXPECT_FALSE(ui().progressOwnerGiven);
+    EXPECT_THAT(ui().pointers, ElementsAre(kPointerHourglass, kPointerDefault));
+    EXPECT_TRUE(ui().boxes.empty());
+
+    EXPECT_EQ(unit->Model(), "4710");
+    EXPECT_EQ(unit->Serial(), "A12345");
+    EXPECT_TRUE(unit->ProtectConversion());
+    EXPECT_TRUE(unit->ProtectCalParams());
+    EXPECT_EQ(unit->PasscodeState(), PS_DISABLED);
+    EXPECT_EQ(unit->NumChannels(), 2);
+    EXPECT_EQ(unit->ModuleList(), "PRT,PRT");
+    EXPECT_EQ(unit->NumModules(), 2);
+    EXPECT_EQ(unit->Units(), UNITS_DEGREESF);
+    EXPECT_TRUE(unit->AutoPower());
+    EXPECT_EQ(unit->CalDate(), Date::FromYMD(2024, 3, 7));
+    EXPECT_EQ(unit->CalibrationGrid().TextMatrix(2, 1), "100.0");
+    EXPECT_EQ(unit->CalibrationGrid().TextMatrix(2, 2), "100.02");
+    EXPECT_EQ(unit->GetChannelReference(1)->Probe()->Serial(), "PT-17");
+    EXPECT_EQ(unit->GetChannelReference(2)->Probe()->Serial(), "");
+}
+
+TEST_F(QueryInfoTest, FormGridAndOwnerAreUsed) {
+    FakeForm form(true);
+    FakeGrid& grid = form.grid;
+    LayOutCalibrationGrid(grid);
+    ASSERT_TRUE(unit->QueryInfo(&form));
+    EXPECT_TRUE(ui().progressOwnerGiven);
+    EXPECT_EQ(ui().progressOwner, &form);
+    EXPECT_EQ(grid.TextMatrix(2, 9), "100.0");
+    EXPECT_EQ(grid.TextMatrix(3, 9), "-");
+}
+
+TEST_F(QueryInfoTest, FullChannelQueryRunsWithoutProgressSteps) {
+    ASSERT_TRUE(unit->QueryInfo(nullptr, true));
+    const auto& log = ui().progressLog;
+    const auto hide = std::find(log.begin(), log.end(), "Hide");
+    ASSERT_NE(hide, log.end());
+    // After the instrument's phase, no Reset/StartPhase/Step of the instrument's display.
+    EXPECT_EQ(std::count(hide, log.end(), "Reset"), 0);
+    // The channel query read more than its serial number (its calibration date, 126).
+    const auto requests = comm().Requests();
+    EXPECT_NE(std::find(requests.begin(), requests.end(), "Read 126"), requests.end());
+}
+
+TEST_F(QueryInfoTest, AnotherModelIsRefusedBeforeAnySettingIsRead) {
+    comm().ReplyAlways(SET_IDENTIFICATION, "Vesk,4700,A1,2.0");
+    EXPECT_FALSE(unit->QueryInfo());
+    EXPECT_THAT(comm().Requests(), ElementsAre("Write 0", "Read 18 false"));
+    ASSERT_EQ(ui().boxes.size(), 1u);
+    EXPECT_EQ(ui().boxes[0].prompt,
+              "The connected instrument is not a model '4710'. You must connect a model "
+              "'4710' to continue.");
+    EXPECT_EQ(ui().boxes[0].caption, "Vesk Scientific");
+    EXPECT_EQ(ui().boxes[0].style, kMbInformation);
+    EXPECT_THAT(ui().progressLog, ElementsAre("SetOwner", "Hide", "Close"));
+    EXPECT_EQ(ui().pointer, kPointerDefault);
+}
+
+TEST_F(QueryInfoTest, EmptyIdentificationStopsSilently) {
+    comm().ReplyAlways(SET_IDENTIFICATION, "");
+    EXPECT_FALSE(unit->QueryInfo());
+    EXPECT_TRUE(ui().boxes.empty());
+    EXPECT_THAT(comm().Requests(), ElementsAre("Write 0", "Read 18 false"));
+    EXPECT_THAT(ui().progressLog, ElementsAre("SetOwner", "Close"));
+}
+
+TEST_F(QueryInfoTest, CancelBetweenStepsKeepsWhatWasRead) {
+    // Steps a to c run; the cancel is seen before the module count.
+    ui().cancelAtStep = 3;
+    EXPECT_FALSE(unit->QueryInfo());
+    EXPECT_THAT(Prompts(), ElementsAre("Aborted querying information."));
+    EXPECT_EQ(unit->NumChannels(), 2);
+    EXPECT_EQ(unit->ModuleList(), "PRT,PRT");
+    EXPECT_EQ(unit->NumModules(), 0);
+    const auto requests = comm().Requests();
+    EXPECT_EQ(requests.back(), "Read 40");
+    EXPECT_EQ(ui().progressLog.back(), "Close");
+}
+
+TEST_F(QueryInfoTest, CancelDuringTheSerialNumbersAborts) {
+    // 9 steps in the first phase, then the first channel's step.
+    ui().cancelAtStep = 9;
+    EXPECT_FALSE(unit->QueryInfo());
+    EXPECT_THAT(Prompts(), ElementsAre("Aborted querying information."));
+    EXPECT_EQ(comm().Requests().back(), "Read 122");
+}
+
+TEST_F(QueryInfoTest, FailingStepIsNamed) {
+    comm().ReplyAlways(SET_UNITS_READ, "?");
+    EXPECT_FALSE(unit->QueryInfo());
+    EXPECT_THAT(Prompts(), ElementsAre("Failed to successfully query 'Units'."));
+    EXPECT_EQ(comm().Requests().back(), "Read 168");
+    EXPECT_EQ(ui().progressLog.back(), "Close");
+    EXPECT_EQ(ui().pointer, kPointerDefault);
+}
+
+TEST_F(QueryInfoTest, ErrorInsideAStepIsRaisedAsQueryInfos) {
+    comm().Fail(SET_MODULE_LIST, Broken());
+    unit->DVCICommError(12);
+    const auto e = CaughtError([&] { unit->QueryInfo(); });
+    EXPECT_EQ(e.Number(), Broken().Number());
+    EXPECT_EQ(e.Source(), "CVesk4710 - QueryInfo");
+    EXPECT_EQ(e.HelpContext(), 12);
+    EXPECT_EQ(ui().progressLog.back(), "Close");
+    EXPECT_EQ(ui().pointer, kPointerDefault);
+    EXPECT_TRUE(ui().boxes.empty());
+    // The object stays usable.
+    EXPECT_TRUE(unit->QueryInfo());
+}
+
+}  // namespace
+}  // namespace vesk::test

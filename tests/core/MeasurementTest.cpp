@@ -1,0 +1,120 @@
+// Readings: channel state, the channel and raw/temperature choice of a reading, the wait
+// for a fresh reading, and the units lists.
+#include "tests/core/InstrumentFixture.h"
+
+namespace vesk::test {
+namespace {
+
+using ::testing::ElementsAre;
+
+class MeasurementTest : public InstrumentTest {
+  protected:
+    MeasurementTest() { TwoChannels(); }
+    void Conversion(int16_t channel, int32_t type) {
+        unit->GetChannelReference(channel)->Probe()->ConversionType(type);
+    }
+};
+
+TEST_F(InstrumentTest, ChannelStateReadsBitZeroOfInputOneOnly) {
+    const std::vector<std::pair<std::string, bool>> replies = {
+        {"0", true}, {"2", true}, {"1", false}, {"3", false}, {"", true}};
+    for (const auto& [reply, on] : replies) {
+        comm().Reply(SET_CHANNEL_STATE, reply);
+        EXPECT_EQ(unit->QueryChannelState(1), on) << reply;
+    }
+    comm().Reply(SET_CHANNEL_STATE, "0");
+    EXPECT_FALSE(unit->QueryChannelState(2));
+    EXPECT_EQ(comm().Requests().back(), "Read 88");
+}
+
+TEST_F(MeasurementTest, ChannelOutsideTheInstrumentIsRefused) {
+    for (int16_t chan : {int16_t{0}, int16_t{3}, int16_t{-5}}) {
+        const auto e = CaughtError([&] { unit->QueryMeasurement(chan); });
+        EXPECT_EQ(e.Number(), static_cast<int32_t>(0x800403E9u)) << chan;
+        EXPECT_EQ(e.Description(), "Invalid module index");
+        EXPECT_EQ(e.Source(), "CVesk4710 - QueryMeasurement");
+    }
+    // No selection either.
+    EXPECT_EQ(CaughtError([&] { unit->QueryMeasurement(); }).Number(),
+              static_cast<int32_t>(0x800403E9u));
+    EXPECT_TRUE(Log().empty());
+}
+
+TEST_F(MeasurementTest, ReadingFollowsTheChannelsConversionAndTheUnits) {
+    comm().ReplyAlways(SET_TEMPERATURE, "21.503 C");
+    comm().ReplyAlways(SET_RAW_VALUE, "108.2 OHM");
+    comm().ReplyAlways(SET_RAW_MILLI, "12.5");
+    struct Case {
+        int32_t conversion;
+        E4710Units units;
+        const char* request;
+        double value;
+    };
+    const std::vector<Case> cases = {
+        // A thermocouple reads its temperature unless raw values are asked for.
+        {20, UNITS_DEGREESC, "Read 12", 21.503},  {11, UNITS_DEGREESC, "Read 14", 0.0125},
+        {10, UNITS_DEGREESC, "Read 13", 108.2},   {18, UNITS_DEGREESF, "Read 13", 108.2},
+        {0, UNITS_DEGREESC, "Read 12", 21.503},   {0, UNITS_RAW_VALUE, "Read 13", 108.2},
+        {20, UNITS_RAW_VALUE, "Read 14", 0.0125}, {-1, UNITS_DEGREESF, "Read 12", 21.503},
+    };
+    for (const auto& c : cases) {
+        Conversion(2, c.conversion);
+        unit->Units(c.units);
+        ClearLog();
+        EXPECT_DOUBLE_EQ(unit->QueryMeasurement(2), c.value) << c.conversion << "/" << c.units;
+        EXPECT_THAT(Log(), ElementsAre("ClearAll", "Channel=2", c.request)) << c.conversion;
+    }
+}
+
+TEST_F(MeasurementTest, SelectedChannelIsUsedAsItStands) {
+    comm().ReplyAlways(SET_TEMPERATURE, "-3.5");
+    unit->SelectedChannel(1);
+    EXPECT_DOUBLE_EQ(unit->QueryMeasurement(), -3.5);
+    EXPECT_EQ(comm().requestParams.back().at("Channel"), "1");
+    // A reply without a number reads as 0.
+    comm().ReplyAlways(SET_TEMPERATURE, "OVER");
+    EXPECT_EQ(unit->QueryMeasurement(1), 0.0);
+}
+
+TEST_F(MeasurementTest, WaitForNewPollsUntilTheInstrumentHasOne) {
+    comm().Reply(SET_READING_STATE, "0");
+    comm().Reply(SET_READING_STATE, "8");
+    comm().Reply(SET_READING_STATE, "16");
+    comm().ReplyAlways(SET_TEMPERATURE, "1.25");
+    const int32_t start = ui().ticks;
+    EXPECT_DOUBLE_EQ(unit->QueryMeasurement(1, true), 1.25);
+    EXPECT_THAT(comm().Requests(), ElementsAre("Read 15", "Read 15", "Read 15", "Read 12"));
+    // Two waits of a second each, with the user interface served meanwhile.
+    EXPECT_GE(ui().ticks - start, 2000);
+    EXPECT_GT(ui().doEvents + static_cast<int>(ui().waits.size()), 0);
+}
+
+TEST_F(MeasurementTest, FailureIsRaisedWithTheMeasurementText) {
+    unit->DVCICommError(99);
+    comm().Fail(SET_TEMPERATURE, Broken());
+    const auto e = CaughtError([&] { unit->QueryMeasurement(1); });
+    EXPECT_EQ(e.Number(), Broken().Number());
+    EXPECT_EQ(e.Description(), "Unable to successfully query measurement.");
+    EXPECT_EQ(e.Source(), "CVesk4710 - QueryMeasurement");
+    EXPECT_EQ(e.HelpContext(), 99);
+    comm().ReplyAlways(SET_TEMPERATURE, "2");
+    EXPECT_DOUBLE_EQ(unit->QueryMeasurement(1), 2.0);
+}
+
+TEST_F(InstrumentTest, UnitsListsCarryTheirCodes) {
+    FakeList list;
+    list.AddItem("stale");
+    unit->FillRTLSUnitsList(list);
+    EXPECT_THAT(list.Texts(), ElementsAre("Raw Value", "°C", "°F"));
+    EXPECT_THAT(list.Data(), ElementsAre(-2, 0, 1));
+
+    unit->FillUnitsList(list);
+    EXPECT_THAT(list.Texts(), ElementsAre("°C", "°F", "K"));
+    EXPECT_THAT(list.Data(), ElementsAre(0, 1, 2));
+    unit->FillUnitsList(list, true);
+    EXPECT_THAT(list.Texts(), ElementsAre("<keep existing>", "°C", "°F", "K"));
+    EXPECT_THAT(list.Data(), ElementsAre(-1, 0, 1, 2));
+}
+
+}  // namespace
+}  // namespace vesk::test

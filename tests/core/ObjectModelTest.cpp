@@ -1,0 +1,207 @@
+// The instrument object's defaults, setter rules, limits and member table.
+#include <algorithm>
+#include <set>
+
+#include "tests/core/InstrumentFixture.h"
+#include "vesk4710/modules/CVesk4710Card.h"
+#include "vesk4710/support/modPaths.h"
+
+namespace vesk::test {
+namespace {
+
+using ::testing::ElementsAre;
+
+TEST_F(InstrumentTest, FreshObjectHasTheDocumentedDefaults) {
+    auto fresh = CVesk4710::Create(host);
+    EXPECT_EQ(fresh->Model(), "4710");
+    EXPECT_EQ(fresh->NumModules(), 0);
+    EXPECT_EQ(fresh->NumChannels(), 0);
+    EXPECT_EQ(fresh->SelectedChannel(), -1);
+    EXPECT_FALSE(fresh->HasScanSeqDelay());
+    EXPECT_EQ(fresh->ScanChannels(), "");
+    EXPECT_FALSE(fresh->AllowSetSerial());
+    EXPECT_FALSE(fresh->ReadAfterApply());
+    EXPECT_FALSE(fresh->ProtectConversion());
+    EXPECT_TRUE(fresh->ProtectCalParams());
+    // The passcode states are set after the protections, so they all read disabled.
+    EXPECT_EQ(fresh->PasscodeState(), PS_DISABLED);
+    EXPECT_EQ(fresh->ConvPasscodeState(), PS_DISABLED);
+    EXPECT_EQ(fresh->CalParamPasscodeState(), PS_DISABLED);
+    EXPECT_EQ(fresh->Passcode(), "");
+    EXPECT_EQ(fresh->FilePath(), LibraryFolder());
+    EXPECT_EQ(fresh->SystemClock(), Date());
+    EXPECT_EQ(fresh->CalDate(), Date());
+    EXPECT_EQ(fresh->Units(), UNITS_DEGREESC);
+    EXPECT_EQ(fresh->Interval(), 0);
+    EXPECT_EQ(fresh->DateFormat(), DTFMT_YYYY_MM_DD);
+    EXPECT_EQ(fresh->TimeFormat(), TMFMT_24_HOUR);
+    EXPECT_EQ(fresh->Communications(), nullptr);
+    EXPECT_EQ(fresh->Registry(), nullptr);
+    EXPECT_FALSE(fresh->Changed());
+    EXPECT_EQ(fresh->Modules(0), nullptr);
+}
+
+TEST_F(InstrumentTest, LimitsAreTheModelsConstants) {
+    EXPECT_EQ(unit->MaxInterval(), INT_1_MIN);
+    EXPECT_EQ(unit->MinInterval(), 0);
+    EXPECT_EQ(unit->MaxResolution(), 3);
+    EXPECT_EQ(unit->MinResolution(), 0);
+    EXPECT_EQ(unit->MaxLabelLength(), 8);
+    EXPECT_EQ(unit->NumLoggingLabels(), 25);
+    EXPECT_DOUBLE_EQ(unit->MinFirmwareRequired(), 0.06);
+}
+
+TEST_F(InstrumentTest, SettersThatMarkChangedOnlyDoSoOnADifferentValue) {
+    struct Case {
+        const char* name;
+        std::function<void(CVesk4710&)> same;
+        std::function<void(CVesk4710&)> different;
+    };
+    const std::vector<Case> cases = {
+        {"ScanChannels", [](CVesk4710& u) { u.ScanChannels(""); },
+         [](CVesk4710& u) { u.ScanChannels("1,2"); }},
+        {"ScanMode", [](CVesk4710& u) { u.ScanMode(SM_SIMULTANEOUS); },
+         [](CVesk4710& u) { u.ScanMode(SM_SCAN); }},
+        {"DateTimeStamp", [](CVesk4710& u) { u.DateTimeStamp(false); },
+         [](CVesk4710& u) { u.DateTimeStamp(true); }},
+        {"Units", [](CVesk4710& u) { u.Units(UNITS_DEGREESC); },
+         [](CVesk4710& u) { u.Units(UNITS_DEGREESF); }},
+        {"Serial", [](CVesk4710& u) { u.Serial(""); }, [](CVesk4710& u) { u.Serial("A1"); }},
+        {"Interval", [](CVesk4710& u) { u.Interval(static_cast<E4710Interval>(0)); },
+         [](CVesk4710& u) { u.Interval(INT_AUTO); }},
+        {"ScanSeqDelay", [](CVesk4710& u) { u.ScanSeqDelay(0); },
+         [](CVesk4710& u) { u.ScanSeqDelay(4); }},
+        {"Resolution", [](CVesk4710& u) { u.Resolution(0); },
+         [](CVesk4710& u) { u.Resolution(2); }},
+    };
+    for (const auto& c : cases) {
+        auto fresh = CVesk4710::Create(host);
+        c.same(*fresh);
+        EXPECT_FALSE(fresh->Changed()) << c.name;
+        c.different(*fresh);
+        EXPECT_TRUE(fresh->Changed()) << c.name;
+        // Marking never clears.
+        c.same(*fresh);
+        EXPECT_TRUE(fresh->Changed()) << c.name;
+    }
+    // Serial compares case-sensitively.
+    unit->Serial("abc");
+    unit->Changed(false);
+    unit->Serial("ABC");
+    EXPECT_TRUE(unit->Changed());
+}
+
+TEST_F(InstrumentTest, PlainStoresNeverMarkChanged) {
+    unit->AutoPower(true);
+    unit->DisableSerial(true);
+    unit->Passcode("1234");
+    unit->DemandLogCount(9);
+    unit->AllowSetSerial(true);
+    unit->ReadAfterApply(true);
+    unit->LogSessionInterval(5);
+    unit->SystemClock(Date::FromYMD(2024, 1, 2));
+    unit->DVCICommError(77);
+    unit->PasscodeState(PS_ENABLED);
+    EXPECT_FALSE(unit->Changed());
+    EXPECT_TRUE(unit->AutoPower());
+    EXPECT_TRUE(unit->DisableSerial());
+    EXPECT_EQ(unit->Passcode(), "1234");
+    EXPECT_EQ(unit->DemandLogCount(), 9);
+}
+
+TEST_F(InstrumentTest, ResolutionIsCappedAboveButNotBelow) {
+    unit->Resolution(7);
+    EXPECT_EQ(unit->Resolution(), 3);
+    EXPECT_TRUE(unit->Changed());
+    unit->Resolution(-2);
+    EXPECT_EQ(unit->Resolution(), -2);
+    unit->Changed(false);
+    unit->Resolution(-2);
+    EXPECT_FALSE(unit->Changed());
+}
+
+TEST_F(InstrumentTest, CalDateMarksChangedEvenWithTheSameValue) {
+    unit->CalDate(Date());
+    EXPECT_TRUE(unit->Changed());
+    EXPECT_EQ(unit->CalDate(), Date());
+}
+
+TEST_F(InstrumentTest, ProtectionsDriveTheirPasscodeStates) {
+    unit->ProtectConversion(true);
+    EXPECT_EQ(unit->ConvPasscodeState(), PS_DISABLED);
+    unit->ProtectConversion(false);
+    EXPECT_EQ(unit->ConvPasscodeState(), PS_ENABLED);
+    unit->ProtectCalParams(false);
+    EXPECT_EQ(unit->CalParamPasscodeState(), PS_ENABLED);
+    unit->ProtectCalParams(true);
+    EXPECT_EQ(unit->CalParamPasscodeState(), PS_DISABLED);
+    EXPECT_FALSE(unit->Changed());
+}
+
+TEST_F(InstrumentTest, HelpFileIsSharedByAllInstances) {
+    auto other = CVesk4710::Create(host);
+    unit->HelpFile("/opt/help/vesk4710.html");
+    EXPECT_EQ(other->HelpFile(), "/opt/help/vesk4710.html");
+    other->HelpFile("");
+    EXPECT_EQ(unit->HelpFile(), "");
+}
+
+TEST_F(InstrumentTest, FilePathReachesEveryModuleAndChannel) {
+    TwoChannels();
+    unit->FilePath("/data/probes");
+    for (int16_t i = 0; i < 2; ++i) {
+        EXPECT_EQ(unit->Modules(i)->FilePath(), "/data/probes");
+        EXPECT_EQ(unit->Modules(i)->Channels(0)->FilePath(), "/data/probes");
+    }
+}
+
+TEST_F(InstrumentTest, TeardownReleasesTheTreeAndTheSession) {
+    TwoChannels();
+    std::weak_ptr<CVesk4710Card> module = unit->Modules(0);
+    std::weak_ptr<ICommunications> session = unit->Communications();
+    host->comm.reset();
+    unit.reset();
+    EXPECT_TRUE(module.expired());
+    EXPECT_TRUE(session.expired());
+}
+
+TEST(InstrumentMembers, TableFollowsTheInterfaceOrder) {
+    const auto& table = CVesk4710::MemberTable();
+    std::vector<std::string> names;
+    for (const auto& m : table) {
+        if (names.empty() || names.back() != m.name) {
+            names.push_back(m.name);
+        }
+    }
+    ASSERT_EQ(names.size(), 81u);
+    EXPECT_EQ(names.front(), "DVCICommError");
+    EXPECT_EQ(names[16], "InitializeCommunications");
+    EXPECT_EQ(names[20], "Resolution");
+    EXPECT_EQ(names[69], "DownloadLog");
+    EXPECT_EQ(names.back(), "Communications");
+    // Accessors of one property share its position; positions run 1..81.
+    std::set<int32_t> ids;
+    for (const auto& m : table) {
+        ids.insert(m.dispid);
+    }
+    EXPECT_EQ(ids.size(), 81u);
+    EXPECT_EQ(*ids.begin(), 1);
+    EXPECT_EQ(*ids.rbegin(), 81);
+
+    const auto kinds = [&](const std::string& name) {
+        std::vector<MemberKind> out;
+        for (const auto& m : table) {
+            if (m.name == name) {
+                out.push_back(m.kind);
+            }
+        }
+        return out;
+    };
+    EXPECT_THAT(kinds("DVCICommError"), ElementsAre(MemberKind::Let, MemberKind::Get));
+    EXPECT_THAT(kinds("Resolution"), ElementsAre(MemberKind::Get, MemberKind::Let));
+    EXPECT_THAT(kinds("DateFormat"), ElementsAre(MemberKind::Get));
+    EXPECT_THAT(kinds("QueryInfo"), ElementsAre(MemberKind::Method));
+}
+
+}  // namespace
+}  // namespace vesk::test

@@ -1,0 +1,250 @@
+// The session set-up, the request sequence of every single-setting method, its parsing,
+// and the error path.
+#include <filesystem>
+
+#include "tests/core/InstrumentFixture.h"
+#include "vesk4710/support/modHelp.h"
+#include "vesk4710/support/modPaths.h"
+
+namespace vesk::test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+
+std::string ParentOf(const std::string& folder) {
+    std::filesystem::path p(folder);
+    if (!p.has_filename()) {
+        p = p.parent_path();
+    }
+    return p.parent_path().string();
+}
+
+TEST_F(InstrumentTest, InitializeCommunicationsConfiguresANewSessionInOrder) {
+    host->registry->values["COMAutoClose"] = "1";
+    unit->SetRegistry(host->registry);
+    ClearLog();
+    auto second = std::make_shared<FakeCommunications>();
+    host->commFactory = [&] { return second; };
+    EXPECT_TRUE(unit->InitializeCommunications("/ignored", 3, 4));
+    EXPECT_EQ(unit->Communications(), second);
+    // Outside the system folder the component's folder is beside the library's.
+    EXPECT_THAT(second->log,
+                ElementsAre("Port.LinkMode=2", "FolderPath=" + ParentOf(LibraryFolder()),
+                            "InstrumentCode=11", "Port.BaudRateCode=4", "Port.PortNumber=3",
+                            "Port.AutoClose=1"));
+    // Nothing is asked of the instrument.
+    EXPECT_TRUE(second->Requests().empty());
+}
+
+TEST_F(InstrumentTest, LibraryInsideTheSystemFolderUsesTheCallersFolder) {
+    host->files.folderOverrides[SpecialFolder::System] = LibraryFolder() + "/system32";
+    unit->InitializeCommunications("", 1, 6);
+    EXPECT_EQ(comm().folderPath, "");
+    unit->InitializeCommunications("/opt/vesk", 1, 6);
+    EXPECT_EQ(comm().folderPath, "/opt/vesk");
+    // The test is case-blind.
+    host->files.folderOverrides[SpecialFolder::System] = "/X" + LibraryFolder();
+    for (auto& c : host->files.folderOverrides[SpecialFolder::System]) {
+        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    }
+    unit->InitializeCommunications("/opt/vesk", 1, 6);
+    EXPECT_EQ(comm().folderPath, "/opt/vesk");
+}
+
+TEST_F(InstrumentTest, AbsentAutoCloseValueGivesTheEmptyDefault) {
+    unit->SetRegistry(host->registry);
+    comm().SerialPort().autoClose = 5;
+    unit->InitializeCommunications();
+    EXPECT_EQ(comm().SerialPort().autoClose, 0);
+    EXPECT_EQ(comm().SerialPort().baudRateCode, 6);
+    EXPECT_EQ(comm().SerialPort().portNumber, 1);
+}
+
+TEST_F(InstrumentTest, InitializeCommunicationsErrorCarriesItsArguments) {
+    host->commFactory = []() -> std::shared_ptr<ICommunications> {
+        throw AutomationError(53, "File not found");
+    };
+    unit->DVCICommError(42);
+    const auto e = CaughtError([&] { unit->InitializeCommunications("/f", 2, 5); });
+    EXPECT_EQ(e.Number(), 53);
+    EXPECT_EQ(e.Source(), "CVesk4710 - InitializeCommunications(),/f,2,5");
+    EXPECT_EQ(e.HelpFile(), "");
+    EXPECT_EQ(e.HelpContext(), 0);
+}
+
+TEST_F(InstrumentTest, SingleSettingWritesSendExactlyTheirRequests) {
+    struct Case {
+        std::function<void()> call;
+        std::vector<std::string> log;
+    };
+    unit->Units(UNITS_DEGREESF);
+    unit->ScanMode(SM_SCAN);
+    unit->ScanChannels("1,2");
+    unit->Interval(INT_10_SEC);
+    unit->ScanSeqDelay(12);
+    unit->Resolution(2);
+    unit->AutoPower(true);
+    unit->Serial("A123");
+    const std::vector<Case> cases = {
+        {[&] { unit->InitializeCommunicationSettings(); }, {"ClearAll", "Write 0"}},
+        {[&] { unit->UpdateUnits(); }, {"ClearAll", "Value=F", "Write 169"}},
+        {[&] { unit->UpdateScanMode(); }, {"ClearAll", "Value=1", "Write 57"}},
+        {[&] { unit->UpdateScanMode(true, true); }, {}},
+        {[&] { unit->UpdateScanChannelList(); }, {"ClearAll", "ChannelList=1,2", "Write 47"}},
+        {[&] { unit->UpdateInterval(); }, {"ClearAll", "Value=10", "Write 33"}},
+        {[&] { unit->UpdateScanSeqDelay(); }, {"ClearAll", "Value=12", "Write 39"}},
+        {[&] { unit->UpdateResolution(); },
+         {"ClearAll", "Value=2", "Channel=1", "Write 67", "Channel=2", "Write 67"}},
+        {[&] { unit->UpdateAutoPower(); }, {"ClearAll", "Value=ON", "Write 305"}},
+        {[&] { unit->UpdateDisableSerial(); }, {}},
+        {[&] { unit->UpdateSerialNumber(); }, {"ClearAll", "Value=A123", "Write 23"}},
+        {[&] { unit->StartMeasure(); }, {"ClearAll", "Write 10"}},
+        {[&] { unit->StopMeasure(); }, {"ClearAll", "Write 11"}},
+        {[&] { unit->UpdatePasscodeState("9876"); }, {"ClearAll", "Value=9876", "Write 2"}},
+        {[&] { unit->UpdatePasscodeState("9876", true); }, {"ClearAll", "Write 4"}},
+    };
+    for (size_t i = 0; i < cases.size(); ++i) {
+        ClearLog();
+        cases[i].call();
+        EXPECT_THAT(Log(), ElementsAreArray(cases[i].log)) << "case " << i;
+    }
+
+    // The variants of the value texts.
+    ClearLog();
+    unit->Interval(INT_AUTO);
+    unit->UpdateInterval();
+    unit->AutoPower(false);
+    unit->UpdateAutoPower();
+    unit->DisableSerial(true);
+    unit->UpdateDisableSerial();
+    unit->Units(static_cast<E4710Units>(2));
+    unit->UpdateUnits();
+    unit->Units(UNITS_RAW_VALUE);
+    unit->UpdateUnits();
+    EXPECT_THAT(Log(), ElementsAre("ClearAll", "Value=AUTO", "Write 33", "ClearAll", "Value=OFF",
+                                   "Write 305", "ClearAll", "Write 306", "ClearAll", "Value=K",
+                                   "Write 169", "ClearAll", "Write 169"));
+}
+
+TEST_F(InstrumentTest, UnitsReplyIsTestedForCThenFThenK) {
+    const std::vector<std::pair<std::string, int32_t>> replies = {
+        {"C", UNITS_DEGREESC},  {"CF", UNITS_DEGREESC}, {"deg F", UNITS_DEGREESF}, {"K", 2},
+        {"FK", UNITS_DEGREESF},
+    };
+    for (const auto& [reply, units] : replies) {
+        comm().Reply(SET_UNITS_READ, reply);
+        EXPECT_TRUE(unit->QueryUnits()) << reply;
+        EXPECT_EQ(unit->Units(), units) << reply;
+    }
+    ClearLog();
+    comm().Reply(SET_UNITS_READ, "x");
+    EXPECT_FALSE(unit->QueryUnits());
+    EXPECT_EQ(unit->Units(), UNITS_NONE);
+    EXPECT_THAT(Log(), ElementsAre("ClearAll", "Read 168"));
+}
+
+TEST_F(InstrumentTest, QueriesParseTheirReplies) {
+    comm().Reply(SET_SCAN_MODE_READ, "1");
+    unit->QueryScanMode();
+    EXPECT_EQ(unit->ScanMode(), SM_SCAN);
+
+    comm().Reply(SET_SCAN_LIST_READ, "(@1,2)");
+    unit->QueryScanChannelList();
+    EXPECT_EQ(unit->ScanChannels(), "1,2");
+    comm().Reply(SET_SCAN_LIST_READ, "(@1");
+    unit->QueryScanChannelList();
+    EXPECT_EQ(unit->ScanChannels(), "");
+
+    comm().Reply(SET_INTERVAL_READ, "AUTO");
+    unit->QueryInterval();
+    EXPECT_EQ(unit->Interval(), INT_AUTO);
+    comm().Reply(SET_INTERVAL_READ, "30 s");
+    unit->QueryInterval();
+    EXPECT_EQ(unit->Interval(), INT_30_SEC);
+
+    unit->AutoPower(true);
+    comm().Reply(SET_AUTO_POWER_READ, "OFF");
+    unit->QueryAutoPower();
+    EXPECT_FALSE(unit->AutoPower());
+    comm().Reply(SET_AUTO_POWER_READ, "on");
+    unit->QueryAutoPower();
+    EXPECT_FALSE(unit->AutoPower());
+    comm().Reply(SET_AUTO_POWER_READ, "ON");
+    unit->QueryAutoPower();
+    EXPECT_TRUE(unit->AutoPower());
+
+    EXPECT_THAT(comm().Requests(), ElementsAre("Read 56", "Read 46", "Read 46", "Read 32",
+                                               "Read 32", "Read 304", "Read 304", "Read 304"));
+}
+
+TEST_F(InstrumentTest, PasscodeQueriesReadTheirStates) {
+    const std::vector<std::pair<std::string, E4710PasscodeState>> states = {
+        {"1", PS_ENABLED}, {"0", PS_DISABLED}, {"2", PS_DISABLED}, {"on", PS_DISABLED}};
+    for (const auto& [reply, state] : states) {
+        comm().Reply(SET_PASSCODE_STATE, reply);
+        unit->QueryPasscodeState();
+        EXPECT_EQ(unit->PasscodeState(), state) << reply;
+    }
+    comm().Reply(SET_CONV_PROTECTION, "1");
+    unit->QueryProtectConversion();
+    EXPECT_TRUE(unit->ProtectConversion());
+    EXPECT_EQ(unit->ConvPasscodeState(), PS_DISABLED);
+    comm().Reply(SET_CONV_PROTECTION, "3");
+    unit->QueryProtectConversion();
+    EXPECT_FALSE(unit->ProtectConversion());
+    EXPECT_EQ(unit->ConvPasscodeState(), PS_ENABLED);
+
+    // Calibration parameters count as protected whatever the instrument says.
+    unit->ProtectCalParams(false);
+    ClearLog();
+    comm().Reply(SET_CONV_PROTECTION, "0");
+    comm().Reply(SET_PASSCODE_STATE, "1");
+    EXPECT_TRUE(unit->QueryPasscodeProtection());
+    EXPECT_TRUE(unit->ProtectCalParams());
+    EXPECT_THAT(comm().Requests(), ElementsAre("Read 5", "Read 3"));
+}
+
+TEST_F(InstrumentTest, FailedRequestIsRaisedWithTheMembersSourceAndKeepsTheCache) {
+    HelpFile("/help/4710.html");
+    unit->DVCICommError(3456);
+    unit->ScanMode(SM_SCAN);
+    comm().Fail(SET_SCAN_MODE_READ, Broken());
+    const auto e = CaughtError([&] { unit->QueryScanMode(); });
+    EXPECT_EQ(e.Number(), Broken().Number());
+    EXPECT_EQ(e.Description(), "link dropped");
+    EXPECT_EQ(e.Source(), "CVesk4710 - QueryScanMode");
+    EXPECT_EQ(e.HelpFile(), "/help/4710.html");
+    EXPECT_EQ(e.HelpContext(), 3456);
+    EXPECT_EQ(unit->ScanMode(), SM_SCAN);
+
+    // A garbled number is an overflow in the same form; the object stays usable.
+    comm().Reply(SET_SCAN_MODE_READ, "99999");
+    EXPECT_EQ(CaughtError([&] { unit->QueryScanMode(); }).Number(), kErrOverflow);
+    comm().Reply(SET_SCAN_MODE_READ, "0");
+    EXPECT_TRUE(unit->QueryScanMode());
+    EXPECT_EQ(unit->ScanMode(), SM_SIMULTANEOUS);
+
+    const std::vector<std::pair<std::function<void()>, std::string>> writes = {
+        {[&] { unit->UpdateUnits(); }, "CVesk4710 - UpdateUnits"},
+        {[&] { unit->UpdateResolution(); }, "CVesk4710 - UpdateResolution"},
+        {[&] { unit->UpdatePasscodeState("1"); }, "CVesk4710 - UpdatePasscodeState"},
+        {[&] { unit->QueryPasscodeState(); }, "CVesk4710 - QueryPasscodeState"},
+        {[&] { unit->StartMeasure(); }, "CVesk4710 - StartMeasure"},
+    };
+    for (const auto& [call, source] : writes) {
+        comm().FailAfter(1, Broken());
+        EXPECT_EQ(CaughtError(call).Source(), source);
+    }
+    HelpFile("");
+}
+
+TEST_F(InstrumentTest, RequestsBeforeASessionFailCleanly) {
+    auto fresh = CVesk4710::Create(host);
+    const auto e = CaughtError([&] { fresh->QueryUnits(); });
+    EXPECT_EQ(e.Number(), kErrObjectRequired);
+    EXPECT_EQ(e.Source(), "CVesk4710 - QueryUnits");
+}
+
+}  // namespace
+}  // namespace vesk::test

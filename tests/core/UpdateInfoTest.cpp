@@ -1,0 +1,206 @@
+// The write-back of the instrument settings and the passcode that unlocks it.
+#include "tests/core/InstrumentFixture.h"
+
+namespace vesk::test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+
+class UpdateInfoTest : public InstrumentTest {
+  protected:
+    UpdateInfoTest() : form(true) {
+        comm().ReplyAlways(SET_IDENTIFICATION, "Vesk,4710,A12345,1.10");
+        comm().ReplyAlways(SET_UNITS_READ, "C");
+        comm().ReplyAlways(SET_CAL_DATE_READ, "2023,12,31");
+        comm().ReplyAlways(SET_AUTO_POWER_READ, "OFF");
+        LayOutCalibrationGrid(form.grid);
+        unit->CalDate(Date::FromYMD(2023, 12, 31));
+        unit->Units(UNITS_DEGREESC);
+    }
+
+    // Requests of the settings after the passcode and serial number.
+    static std::vector<std::string> SettingWrites() {
+        std::vector<std::string> r = {"Write 169", "Read 168", "Write 73", "Read 72"};
+        for (int range = 0; range < 5; ++range) {
+            r.push_back("Write 77");
+            r.push_back("Write 79");
+        }
+        for (const char* s : {"Write 77", "Write 4", "Write 305", "Read 304"}) {
+            r.push_back(s);
+        }
+        return r;
+    }
+
+    std::string StartPhase() const {
+        for (const auto& line : host->ui.progressLog) {
+            if (line.rfind("StartPhase", 0) == 0) {
+                return line;
+            }
+        }
+        return {};
+    }
+
+    FakeForm form;
+};
+
+TEST_F(UpdateInfoTest, WithoutPasscodeWritesEverySettingInFourteenSteps) {
+    unit->AllowSetSerial(true);  // no effect without the passcode
+    ASSERT_TRUE(unit->UpdateInfo(&form));
+    std::vector<std::string> expected = {"Write 0", "Read 18 false"};
+    for (const auto& r : SettingWrites()) {
+        expected.push_back(r);
+    }
+    EXPECT_THAT(comm().Requests(), ElementsAreArray(expected));
+    EXPECT_EQ(StartPhase(), "StartPhase Updating 4710 settings... 7.142857142857143");
+    EXPECT_EQ(std::count(ui().progressLog.begin(), ui().progressLog.end(), "Step"), 6);
+    EXPECT_EQ(ui().progressLog.back(), "Close");
+    EXPECT_EQ(ui().pointer, kPointerDefault);
+    EXPECT_TRUE(ui().boxes.empty());
+
+    // The date goes as year,month,day; the calibration counts of an all "-" grid are 0.
+    const auto params = comm().requestParams;
+    const auto requests = comm().Requests();
+    for (size_t i = 0; i < requests.size(); ++i) {
+        if (requests[i] == "Write 73") {
+            EXPECT_EQ(params[i].at("Value"), "2023,12,31");
+        }
+        if (requests[i] == "Write 79") {
+            EXPECT_EQ(params[i].at("Value"), "0");
+        }
+        if (requests[i] == "Write 305") {
+            EXPECT_EQ(params[i].at("Value"), "OFF");
+        }
+    }
+}
+
+TEST_F(UpdateInfoTest, DisabledSerialPortIsWrittenLast) {
+    unit->DisableSerial(true);
+    ASSERT_TRUE(unit->UpdateInfo(&form));
+    EXPECT_EQ(comm().Requests().back(), "Write 306");
+}
+
+TEST_F(UpdateInfoTest, PasscodeUnlocksFirstRelocksLastAndIsConsumed) {
+    unit->PasscodeState(PS_ENABLED);
+    unit->Passcode("1234");
+    ASSERT_TRUE(unit->UpdateInfo(&form));
+    std::vector<std::string> expected = {"Write 0", "Read 18 false", "Write 2"};
+    for (const auto& r : SettingWrites()) {
+        expected.push_back(r);
+    }
+    expected.push_back("Write 4");
+    EXPECT_THAT(comm().Requests(), ElementsAreArray(expected));
+    EXPECT_EQ(comm().requestParams[2].at("Value"), "1234");
+    EXPECT_EQ(StartPhase(), "StartPhase Updating 4710 settings... 6.666666666666667");
+    EXPECT_EQ(unit->Passcode(), "");
+    EXPECT_EQ(unit->PasscodeState(), PS_DISABLED);
+
+    // A second write-back is no longer unlocked.
+    ClearLog();
+    ASSERT_TRUE(unit->UpdateInfo(&form));
+    EXPECT_EQ(comm().Requests()[2], "Write 169");
+}
+
+TEST_F(UpdateInfoTest, SerialNumberIsWrittenOnlyWithPasscodeAndPermission) {
+    unit->PasscodeState(PS_ENABLED);
+    unit->Passcode("1234");
+    unit->AllowSetSerial(true);
+    ASSERT_TRUE(unit->UpdateInfo(&form));
+    const auto requests = comm().Requests();
+    ASSERT_GE(requests.size(), 5u);
+    EXPECT_THAT(std::vector<std::string>(requests.begin(), requests.begin() + 5),
+                ElementsAre("Write 0", "Read 18 false", "Write 2", "Write 23", "Write 169"));
+    EXPECT_EQ(StartPhase(), "StartPhase Updating 4710 settings... 6.25");
+    EXPECT_EQ(std::count(ui().progressLog.begin(), ui().progressLog.end(), "Step"), 8);
+}
+
+TEST_F(UpdateInfoTest, FailingReadBackIsNamed) {
+    comm().ReplyAlways(SET_UNITS_READ, "?");
+    EXPECT_FALSE(unit->UpdateInfo(&form));
+    EXPECT_THAT(ui().Prompts(), ElementsAre("Failed to successfully update 'Units'."));
+    EXPECT_EQ(comm().Requests().back(), "Read 168");
+}
+
+TEST_F(UpdateInfoTest, CancelEndsTheWriteBackAndRelocks) {
+    unit->PasscodeState(PS_ENABLED);
+    unit->Passcode("1234");
+    // The first step passes, the one after the passcode is cancelled.
+    ui().cancelAtStep = 1;
+    EXPECT_FALSE(unit->UpdateInfo(&form));
+    EXPECT_THAT(ui().Prompts(), ElementsAre("Aborted updating information."));
+    EXPECT_THAT(comm().Requests(), ElementsAre("Write 0", "Read 18 false", "Write 2", "Write 4"));
+    // Not spent: the user may try again.
+    EXPECT_EQ(unit->Passcode(), "1234");
+    EXPECT_EQ(unit->PasscodeState(), PS_ENABLED);
+}
+
+TEST_F(UpdateInfoTest, ErrorIsRaisedAsUpdateInfosAfterRelocking) {
+    unit->PasscodeState(PS_ENABLED);
+    unit->Passcode("1234");
+    comm().Fail(SET_CAL_DATE_WRITE, Broken());
+    const auto e = CaughtError([&] { unit->UpdateInfo(&form); });
+    EXPECT_EQ(e.Source(), "CVesk4710 - UpdateInfo");
+    EXPECT_EQ(e.Description(), "link dropped");
+    EXPECT_EQ(comm().Requests().back(), "Write 4");
+    EXPECT_EQ(ui().pointer, kPointerDefault);
+    EXPECT_EQ(ui().progressLog.back(), "Close");
+}
+
+TEST_F(UpdateInfoTest, AnotherModelIsRefused) {
+    comm().ReplyAlways(SET_IDENTIFICATION, "Vesk,1590,A1,1");
+    EXPECT_FALSE(unit->UpdateInfo(&form));
+    EXPECT_EQ(ui().boxes.size(), 1u);
+    EXPECT_THAT(comm().Requests(), ElementsAre("Write 0", "Read 18 false"));
+}
+
+TEST_F(UpdateInfoTest, OwnGridIsNotWrittenBeforeItWasFilled) {
+    ASSERT_TRUE(unit->UpdateInfo());
+    const auto requests = comm().Requests();
+    EXPECT_EQ(std::count(requests.begin(), requests.end(), "Write 77"), 0);
+
+    comm().ReplyAlways(SET_CAL_COUNT_READ, "0");
+    unit->FillCalibrationGrid(unit->CalibrationGrid());
+    ClearLog();
+    ASSERT_TRUE(unit->UpdateInfo());
+    const auto after = comm().Requests();
+    EXPECT_EQ(std::count(after.begin(), after.end(), "Write 77"), 6);
+}
+
+TEST_F(InstrumentTest, ValidatePasscodeAsksUntilTheInstrumentAccepts) {
+    FakeForm dialog;
+    ui().passcodes = {{"0000", true}, {"1234", true}};
+    comm().Reply(SET_PASSCODE_STATE, "0");
+    comm().Reply(SET_PASSCODE_STATE, "1");
+    EXPECT_TRUE(unit->ValidatePasscode(&dialog));
+    EXPECT_THAT(Log(),
+                ElementsAre("ClearAll", "Value=0000", "Write 2", "ClearAll", "Read 3", "ClearAll",
+                            "Value=1234", "Write 2", "ClearAll", "Read 3", "ClearAll", "Write 4"));
+    EXPECT_THAT(ui().Prompts(), ElementsAre("The passcode entered is incorrect."));
+    EXPECT_EQ(ui().passcodeOwners, std::vector<IForm*>({&dialog, &dialog}));
+    EXPECT_EQ(unit->Passcode(), "1234");
+    EXPECT_EQ(unit->PasscodeState(), PS_ENABLED);
+}
+
+TEST_F(InstrumentTest, ValidatePasscodeCancelledChangesNothing) {
+    unit->Passcode("old");
+    EXPECT_FALSE(unit->ValidatePasscode(nullptr));
+    EXPECT_EQ(unit->Passcode(), "old");
+    EXPECT_TRUE(Log().empty());
+
+    // A wrong passcode followed by a cancel: false, still nothing stored.
+    ui().passcodes = {{"0000", true}, {"", false}};
+    comm().ReplyAlways(SET_PASSCODE_STATE, "0");
+    EXPECT_FALSE(unit->ValidatePasscode(nullptr));
+    EXPECT_EQ(unit->Passcode(), "old");
+    EXPECT_EQ(ui().passcodePrompts, 3);
+}
+
+TEST_F(InstrumentTest, ValidatePasscodeErrorIsRaised) {
+    ui().passcodes = {{"1", true}};
+    comm().Fail(SET_PASSCODE, Broken());
+    EXPECT_EQ(CaughtError([&] { unit->ValidatePasscode(nullptr); }).Source(),
+              "CVesk4710 - ValidatePasscode");
+}
+
+}  // namespace
+}  // namespace vesk::test

@@ -1,0 +1,273 @@
+#include <gtest/gtest.h>
+
+#include <map>
+
+#include "tests/dialogs/DialogTestSupport.h"
+#include "vesk4710/channel/CVesk4710Channel.h"
+#include "vesk4710/dialogs/frm4710Channel.h"
+#include "vesk4710/support/NumberText.h"
+#include "vesk4710/support/modStrings.h"
+
+namespace vesk::test {
+namespace {
+
+class ChannelDialog : public DialogTest {
+  protected:
+    void SetUp() override {
+        DialogTest::SetUp();
+        ScriptInstrument();
+        ScriptChannel("ITS", {{"RTPW", "25.54321"},
+                              {"A4", "-1.2E-04"},
+                              {"B4", "2.5E-05"},
+                              {"A", "-1.6E-04"},
+                              {"B", "1.1E-05"},
+                              {"MINOP", "-200"},
+                              {"MAXOP", "660"}});
+        ASSERT_TRUE(instrument->QueryInfo());
+        channel = instrument->GetChannelReference(1);
+        ASSERT_NE(channel, nullptr);
+        Make();
+    }
+
+    // Channel replies: the conversion code and the named parameters.
+    void ScriptChannel(const std::string& code, std::map<std::string, std::string> params) {
+        comm().ReplyAlways(122, "S1001");
+        comm().ReplyAlways(130, code);
+        comm().ReplyAlways(126, "2023,11,2");
+        comm().ReplyAlways(66, "3");
+        comm().ReplyAlways(144, "0");
+        comm().responder =
+            [params](int32_t id,
+                     const std::map<std::string, std::string>& p) -> std::optional<std::string> {
+            if (id != 134) {
+                return std::nullopt;
+            }
+            const auto it = params.find(p.count("paramname") ? p.at("paramname") : "");
+            return it == params.end() ? std::string("0") : it->second;
+        };
+    }
+
+    void Make() {
+        dialog = std::make_unique<frm4710Channel>(channel);
+        dialog->Bind({&form,
+                      &lblProbeSerial,
+                      &txtProbeSerial,
+                      &lblProbeType,
+                      &cboProbeType,
+                      &lblConversionType,
+                      &cboConversionType,
+                      &lblTCType,
+                      &cboTCType,
+                      &lblCoefficients,
+                      &vsfgCoefficients,
+                      &lblCalDate,
+                      &dtpCalDate,
+                      &lblResolution,
+                      &cboResolution,
+                      &lblRJCType,
+                      &cboRJCType,
+                      &lblRJCTemperature,
+                      &txtRJCTemperature,
+                      &chkProbeLock,
+                      &lblMINOP,
+                      &txtMINOP,
+                      &lblMAXOP,
+                      &txtMAXOP,
+                      &cmdUnlock,
+                      {&cmdOK, &cmdCancel, &cmdHelp}});
+        dialog->OnHide([this] { ++hides; });
+        dialog->Load();
+    }
+
+    void Open() {
+        dialog->Activate();
+        comm().log.clear();
+        ui().boxes.clear();
+    }
+
+    std::vector<std::string> Names() const {
+        std::vector<std::string> names;
+        for (int32_t row = 1; row < vsfgCoefficients.Rows(); ++row) {
+            names.push_back(vsfgCoefficients.TextMatrix(row, 0));
+        }
+        return names;
+    }
+
+    std::vector<int32_t> Writes() { return comm().Writes(); }
+    void OK() { dialog->cmdOKCancelHelp_Click(kCmdOK); }
+
+    std::shared_ptr<CVesk4710Channel> channel;
+    FakeForm form;
+    FakeLabel lblProbeSerial, lblProbeType, lblConversionType, lblTCType, lblCoefficients,
+        lblCalDate, lblResolution, lblRJCType, lblRJCTemperature, lblMINOP, lblMAXOP;
+    FakeTextBox txtProbeSerial, dtpCalDate, txtRJCTemperature, txtMINOP, txtMAXOP;
+    FakeList cboProbeType, cboConversionType, cboTCType, cboResolution, cboRJCType;
+    FakeGrid vsfgCoefficients;
+    FakeCheckBox chkProbeLock;
+    FakeButton cmdUnlock, cmdOK, cmdCancel, cmdHelp;
+    std::unique_ptr<frm4710Channel> dialog;
+    int hides = 0;
+};
+
+TEST_F(ChannelDialog, ActivationShowsTheChannelAsRead) {
+    Open();
+    EXPECT_EQ(form.caption, "Channel 1 Settings");
+    EXPECT_EQ(lblProbeSerial.caption, "Probe serial number");
+    EXPECT_EQ(txtProbeSerial.text, "S1001");
+    EXPECT_EQ(cboProbeType.Texts(), (std::vector<std::string>{"PRT", "Thermistor"}));
+    EXPECT_EQ(cboConversionType.List(cboConversionType.ListIndex()), "ITS-90");
+    EXPECT_EQ(Names(), (std::vector<std::string>{"RTPW", "A4", "B4", "High A", "High B", "High C",
+                                                 "High D"}));
+    EXPECT_EQ(vsfgCoefficients.TextMatrix(1, 1), "25" + LocaleDecimalSeparator() + "54321");
+    EXPECT_EQ(dtpCalDate.text, "2023-11-02");
+    EXPECT_EQ(cboResolution.ItemData(cboResolution.ListIndex()), 3);
+    EXPECT_EQ(txtMINOP.text, "-200");
+    EXPECT_EQ(txtMAXOP.text, "660");
+    EXPECT_FALSE(cboRJCType.enabled) << "no reference junction for a PRT";
+    EXPECT_FALSE(txtRJCTemperature.enabled);
+    // Protected conversion stays shut; the serial may be typed and asks for the passcode.
+    EXPECT_FALSE(cboConversionType.enabled);
+    EXPECT_FALSE(vsfgCoefficients.Enabled());
+    EXPECT_TRUE(txtProbeSerial.enabled);
+    EXPECT_TRUE(cmdUnlock.enabled);
+    EXPECT_FALSE(channel->Changed()) << "what was read is not an edit";
+}
+
+TEST_F(ChannelDialog, UnprotectedChangesAreWrittenAloneWithoutAPasscode) {
+    Open();
+    SelectData(cboResolution, -1);
+    chkProbeLock.Value(1);
+    txtMAXOP.Text("700");
+    OK();
+    ASSERT_EQ(ui().boxes.size(), 1U);
+    EXPECT_EQ(ui().boxes[0].prompt, LoadResString(198));
+    EXPECT_EQ(ui().passcodePrompts, 0);
+    EXPECT_EQ(Writes(), (std::vector<int32_t>{67, 145, 135}));
+    EXPECT_TRUE(Logged("Value=3")) << "automatic resolution is written as 3";
+    EXPECT_TRUE(Logged("paramname=MAXOP"));
+    EXPECT_EQ(hides, 1);
+    EXPECT_FALSE(dialog->Cancelled());
+    EXPECT_FALSE(channel->Changed());
+}
+
+TEST_F(ChannelDialog, ANewSerialNumberNeedsThePasscodeFirst) {
+    Open();
+    txtProbeSerial.Text("");
+    for (char ch : std::string("pt-17")) {
+        int16_t key = static_cast<unsigned char>(ch);
+        dialog->txtProbeSerial_KeyPress(key);
+        txtProbeSerial.Text(txtProbeSerial.text + static_cast<char>(key));
+    }
+    EXPECT_EQ(txtProbeSerial.text, "PT-17");
+
+    OK();  // the prompt is cancelled: nothing is written, the dialog stays
+    EXPECT_EQ(ui().passcodePrompts, 1);
+    EXPECT_TRUE(Writes().empty());
+    EXPECT_EQ(hides, 0);
+
+    ui().passcodes.push_back({"1234", true});
+    comm().Reply(SET_PASSCODE_STATE, "1");
+    OK();
+    EXPECT_TRUE(Logged("Value=PT-17"));
+    const auto writes = Writes();
+    const auto at = [&](int32_t id) { return std::find(writes.begin(), writes.end(), id); };
+    ASSERT_NE(at(123), writes.end());
+    EXPECT_LT(at(SET_PASSCODE), at(123));
+    EXPECT_EQ(hides, 1);
+}
+
+TEST_F(ChannelDialog, ChangingTheConversionAndCancellingPutsTheProbeBack) {
+    Open();
+    ui().passcodes.push_back({"1234", true});
+    comm().Reply(SET_PASSCODE_STATE, "1");
+    dialog->cmdUnlock_Click();
+    EXPECT_TRUE(cboConversionType.enabled);
+    SelectData(cboConversionType, 2);
+    dialog->cboConversionType_Click();
+    EXPECT_EQ(Names(), (std::vector<std::string>{"R0", "A", "B", "C"}));
+    EXPECT_EQ(channel->Probe()->ConversionType(), 2);
+
+    SelectData(cboProbeType, 1);
+    dialog->cboProbeType_Click();
+    EXPECT_EQ(cboConversionType.Texts(), (std::vector<std::string>{"R(T)", "Ohms"}));
+    EXPECT_EQ(channel->Probe()->ConversionType(), 6) << "the family's first conversion";
+    EXPECT_EQ(Names(), (std::vector<std::string>{"B0", "B1", "B2", "B3"}));
+
+    dialog->cmdOKCancelHelp_Click(kCmdCancel);
+    EXPECT_TRUE(dialog->Cancelled());
+    EXPECT_EQ(channel->Probe()->ConversionType(), 0);
+    EXPECT_DOUBLE_EQ(channel->Probe()->ActiveConversion().RTPW(), 25.54321);
+    EXPECT_FALSE(channel->Changed());
+    EXPECT_EQ(Writes(), (std::vector<int32_t>{SET_PASSCODE, SET_PASSCODE_LOCK}));
+}
+
+TEST_F(ChannelDialog, EntriesOutsideTheirLimitsAreRefused) {
+    Open();
+    const auto refused = [&](const std::function<void()>& edit, const std::string& message) {
+        ui().boxes.clear();
+        edit();
+        OK();
+        ASSERT_EQ(ui().boxes.size(), 1U) << message;
+        EXPECT_EQ(ui().boxes[0].prompt, message);
+        EXPECT_EQ(hides, 0);
+    };
+    refused([&] { txtMINOP.Text("12.5"); }, "MINOP must be a whole number from -32768 to 32767.");
+    refused([&] { txtMINOP.Text("40000"); }, "MINOP must be a whole number from -32768 to 32767.");
+    txtMINOP.Text("-200");
+    refused([&] { txtProbeSerial.Text("ABCDEFGHI"); },
+            "The probe serial number can not be longer than 8 characters.");
+    refused([&] { txtProbeSerial.Text("AB_1"); },
+            "The probe serial number may hold letters, digits and '-' only.");
+    txtProbeSerial.Text("S1001");
+    refused([&] { dtpCalDate.Text("2023-13-01"); }, "The calibration date is not a valid date.");
+    EXPECT_TRUE(Writes().empty());
+
+    std::string text = "1e";
+    vsfgCoefficients.Enabled(true);
+    EXPECT_FALSE(dialog->vsfgCoefficients_ValidateEdit(1, 1, text));
+    EXPECT_EQ(ui().Prompts().back(), "The coefficient RTPW must be a number.");
+    text = "1" + LocaleDecimalSeparator() + "5E-3";
+    EXPECT_TRUE(dialog->vsfgCoefficients_ValidateEdit(1, 1, text));
+    EXPECT_FALSE(dialog->vsfgCoefficients_ValidateEdit(1, 0, text)) << "names are fixed";
+}
+
+class ThermocoupleChannelDialog : public ChannelDialog {
+  protected:
+    void SetUp() override {
+        DialogTest::SetUp();
+        ScriptInstrument();
+        comm().ReplyAlways(SET_CONV_PROTECTION, "0");
+        ScriptChannel("K", {{"C0", "0.0012"}, {"RJTYPE", "0"}, {"RJTEMP", "21.5"}});
+        ASSERT_TRUE(instrument->QueryInfo());
+        channel = instrument->GetChannelReference(1);
+        Make();
+        Open();
+    }
+};
+
+TEST_F(ThermocoupleChannelDialog, ReferenceJunctionIsOfferedAndChecked) {
+    EXPECT_EQ(cboProbeType.Texts(), (std::vector<std::string>{"TC"}));
+    EXPECT_EQ(cboTCType.List(cboTCType.ListIndex()), "K");
+    EXPECT_TRUE(cboTCType.enabled) << "conversion is not protected here";
+    EXPECT_EQ(cboRJCType.ItemData(cboRJCType.ListIndex()), RJC_EXTERNAL);
+    EXPECT_TRUE(txtRJCTemperature.enabled);
+    EXPECT_EQ(txtRJCTemperature.text, "21" + LocaleDecimalSeparator() + "500");
+
+    txtRJCTemperature.Text("55");
+    OK();
+    EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{
+                                  "The reference junction temperature must be a number from -10 "
+                                  "to 50."}));
+    SelectData(cboRJCType, RJC_INTERNAL);
+    dialog->cboRJCType_Click();
+    EXPECT_FALSE(txtRJCTemperature.enabled) << "an internal junction measures itself";
+
+    ui().boxes.clear();
+    OK();
+    EXPECT_EQ(Writes(), (std::vector<int32_t>{135}));
+    EXPECT_TRUE(Logged("paramname=RJTYPE"));
+    EXPECT_EQ(hides, 1);
+}
+
+}  // namespace
+}  // namespace vesk::test

@@ -1,0 +1,138 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "components/outputfile/OutputFile.h"
+#include "components/splitter/TextSplitter.h"
+#include "tests/dialogs/DialogTestSupport.h"
+#include "vesk4710/dialogs/frm4710Download.h"
+#include "vesk4710/support/modStrings.h"
+
+namespace vesk::test {
+namespace {
+
+class DownloadDialog : public DialogTest {
+  protected:
+    void SetUp() override {
+        DialogTest::SetUp();
+        host->splitterFactory = [] { return TextSplitter::Create(); };
+        FakeHost* h = host.get();
+        host->outputFileFactory = [h] { return OutputFile::Create(h->registry, h->ui, h->files); };
+        downloads = host->files.Root() + "/downloads";
+        std::filesystem::create_directories(downloads);
+        dialog = std::make_unique<frm4710Download>(instrument);
+        dialog->Bind({&form,
+                      &lblLog,
+                      &cboLog,
+                      &lblLabel,
+                      &cboLabel,
+                      &lblDecimals,
+                      &cboDecimals,
+                      {&optSingle, &optMultiple},
+                      &lblFolder,
+                      &txtFolder,
+                      &cmdBrowse,
+                      {&cmdOK, &cmdCancel, &cmdHelp}});
+        dialog->OnHide([this] { ++hides; });
+        dialog->Load();
+    }
+
+    static int32_t Chosen(const FakeList& list) { return list.ItemData(list.ListIndex()); }
+    bool Transferred() {
+        return std::any_of(comm().log.begin(), comm().log.end(),
+                           [](const std::string& l) { return l.rfind("Transfer", 0) == 0; });
+    }
+
+    std::string downloads;
+    FakeForm form;
+    FakeLabel lblLog, lblLabel, lblDecimals, lblFolder;
+    FakeList cboLog, cboLabel, cboDecimals;
+    FakeCheckBox optSingle, optMultiple;
+    FakeTextBox txtFolder;
+    FakeButton cmdBrowse, cmdOK, cmdCancel, cmdHelp;
+    std::unique_ptr<frm4710Download> dialog;
+    int hides = 0;
+};
+
+TEST_F(DownloadDialog, OffersTheChoicesAndRestoresTheLastOnes) {
+    host->registry->forms["frm4710Download"] = {{"Label", "3"}, {"Decimals", "4"}, {"Files", "1"}};
+    host->registry->values["DownloadFolder"] = downloads;
+    dialog->Activate();
+    EXPECT_EQ(form.caption, "Download Logged Data");
+    EXPECT_EQ(cboLog.Texts(), (std::vector<std::string>{"Demand log"}));
+    EXPECT_EQ(cboLabel.ListCount(), 26) << "all labels, then each of the 25";
+    EXPECT_EQ(Chosen(cboLabel), 3);
+    EXPECT_EQ(Chosen(cboDecimals), 4);
+    EXPECT_EQ(cboDecimals.ItemData(0), -1) << "readings as the instrument logged them";
+    EXPECT_EQ(optSingle.value, 0);
+    EXPECT_EQ(optMultiple.value, 1);
+    EXPECT_EQ(txtFolder.text, downloads);
+
+    dialog->optFiles_Click(0);
+    EXPECT_EQ(optSingle.value, 1);
+    EXPECT_EQ(optMultiple.value, 0);
+}
+
+TEST_F(DownloadDialog, WithoutStoredChoicesTheDocumentsFolderIsProposed) {
+    dialog->Activate();
+    EXPECT_EQ(Chosen(cboLabel), 0);
+    EXPECT_EQ(Chosen(cboDecimals), 2);
+    EXPECT_EQ(optSingle.value, 1);
+    EXPECT_EQ(txtFolder.text, host->files.GetSpecialFolder(SpecialFolder::Documents));
+}
+
+TEST_F(DownloadDialog, AMissingFolderIsRefusedBeforeAnythingIsRead) {
+    dialog->Activate();
+    txtFolder.Text(downloads + "/nowhere");
+    dialog->cmdOKCancelHelp_Click(kCmdOK);
+    EXPECT_EQ(ui().Prompts(),
+              (std::vector<std::string>{"The folder '" + downloads + "/nowhere' does not exist."}));
+    EXPECT_EQ(txtFolder.focusCount, 1);
+    EXPECT_TRUE(comm().Requests().empty());
+    EXPECT_EQ(hides, 0);
+}
+
+TEST_F(DownloadDialog, OKDownloadsTheChosenLabelShowsTheFilesAndRemembers) {
+    dialog->Activate();
+    txtFolder.Text(downloads);
+    SelectData(cboLabel, 2);
+    SelectData(cboDecimals, 1);
+    comm().Reply(280, "998,2");
+    comm().TransferReply(
+        {"1,2024/03/07,12:00:01,1,2,BATH_A,25.0412,C\r"
+         "2,2024/03/07,12:00:31,1,2,BATH_A,25.0437,C",
+         false});
+    dialog->cmdOKCancelHelp_Click(kCmdOK);
+    EXPECT_TRUE(Logged("Transfer 279 2 value=2"));
+    EXPECT_EQ(ui().dialogsShown, (std::vector<std::string>{"frmShowFiles"}));
+    EXPECT_TRUE(dialog->Downloaded());
+    EXPECT_EQ(hides, 1);
+    EXPECT_EQ(host->registry->values["DownloadFolder"], downloads);
+
+    dialog->Unload();
+    const auto& saved = host->registry->forms["frm4710Download"];
+    EXPECT_EQ(saved.at("Label"), "2");
+    EXPECT_EQ(saved.at("Decimals"), "1");
+    EXPECT_EQ(saved.at("Files"), "0");
+}
+
+TEST_F(DownloadDialog, AnEmptyLogKeepsTheDialogOpenAndCancelDownloadsNothing) {
+    dialog->Activate();
+    txtFolder.Text(downloads);
+    comm().Reply(280, "1000,0");
+    dialog->cmdOKCancelHelp_Click(kCmdOK);
+    EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{LoadResString(337)}));
+    EXPECT_FALSE(Transferred());
+    EXPECT_EQ(hides, 0);
+    EXPECT_FALSE(dialog->Downloaded());
+
+    dialog->cmdOKCancelHelp_Click(kCmdHelp);
+    ASSERT_EQ(ui().helpCalls.size(), 1U);
+    EXPECT_EQ(ui().helpCalls[0].topic, dialog->HelpContextID());
+    dialog->cmdOKCancelHelp_Click(kCmdCancel);
+    EXPECT_EQ(hides, 1);
+    EXPECT_FALSE(Transferred());
+}
+
+}  // namespace
+}  // namespace vesk::test

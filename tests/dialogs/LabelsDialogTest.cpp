@@ -1,0 +1,246 @@
+#include <gtest/gtest.h>
+
+#include "tests/dialogs/DialogTestSupport.h"
+#include "vesk4710/dialogs/frm4710Labels.h"
+#include "vesk4710/support/modStrings.h"
+
+namespace vesk::test {
+namespace {
+
+class LabelsDialog : public DialogTest {
+  protected:
+    void SetUp() override {
+        DialogTest::SetUp();
+        dialog = std::make_unique<frm4710Labels>(instrument);
+        dialog->Bind(
+            {&form, &lblLabelName, &txtLabelName, &cmdReset, {&cmdOK, &cmdCancel, &cmdHelp}});
+        dialog->OnHide([this] { ++hides; });
+        dialog->Load();
+    }
+
+    void Open(const std::string& label) {
+        comm().Reply(285, label);
+        dialog->Activate();
+    }
+
+    // Types one character the way the binding does: filter, then insert what is left.
+    void Type(char ch) {
+        int16_t key = static_cast<unsigned char>(ch);
+        dialog->txtLabelName_KeyPress(key);
+        if (key >= 32) {
+            std::string text = txtLabelName.text;
+            text.replace(static_cast<size_t>(txtLabelName.selStart),
+                         static_cast<size_t>(txtLabelName.selLength), 1, static_cast<char>(key));
+            const int32_t caret = txtLabelName.selStart + 1;
+            txtLabelName.Text(text);
+            txtLabelName.SelStart(caret);
+            dialog->txtLabelName_Change();
+        }
+    }
+
+    int16_t Filtered(int16_t key) {
+        dialog->txtLabelName_KeyPress(key);
+        return key;
+    }
+
+    size_t LabelWrites() {
+        return static_cast<size_t>(std::count(comm().log.begin(), comm().log.end(), "Write 286"));
+    }
+
+    FakeForm form;
+    FakeLabel lblLabelName;
+    FakeTextBox txtLabelName;
+    FakeButton cmdReset, cmdOK, cmdCancel, cmdHelp;
+    std::unique_ptr<frm4710Labels> dialog;
+    int hides = 0;
+};
+
+TEST_F(LabelsDialog, LoadCaptionsTheDialogAndItsButtons) {
+    EXPECT_EQ(form.caption, "4710 Logging Label");
+    EXPECT_EQ(lblLabelName.caption, "Label name");
+    EXPECT_EQ(cmdReset.caption, "&Reset");
+    EXPECT_EQ(cmdOK.caption, "&OK");
+    EXPECT_EQ(cmdCancel.caption, "&Cancel");
+    EXPECT_EQ(cmdHelp.caption, "&Help");
+    EXPECT_EQ(dialog->HelpContextID(), 10330);
+}
+
+TEST_F(LabelsDialog, FirstActivationReadsTheLabelOnceAndSelectsIt) {
+    Open("RUN 7");
+    EXPECT_EQ(txtLabelName.text, "RUN 7");
+    EXPECT_EQ(txtLabelName.focusCount, 1);
+    EXPECT_EQ(txtLabelName.selStart, 0);
+    EXPECT_EQ(txtLabelName.selLength, 5);
+    EXPECT_FALSE(dialog->Changed()) << "the label read is not an edit";
+    EXPECT_EQ(ui().progressLog,
+              (std::vector<std::string>{"SetOwner", "Status Reading logging label... 4", "Close"}));
+    EXPECT_EQ(ui().pointers, (std::vector<int32_t>{kPointerHourglass, kPointerDefault}));
+
+    dialog->Activate();
+    EXPECT_EQ(comm().Requests(), (std::vector<std::string>{"Read 285"}));
+    EXPECT_TRUE(cmdOK.enabled);
+}
+
+TEST_F(LabelsDialog, CancelledReadDisablesEverythingButCancelAndHelp) {
+    ui().cancelAtStep = 0;
+    Open("RUN 7");
+    EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{LoadResString(344)}));
+    EXPECT_EQ(ui().progressLog.back(), "Close");
+    EXPECT_NE(std::find(ui().progressLog.begin(), ui().progressLog.end(), "Hide"),
+              ui().progressLog.end());
+    EXPECT_FALSE(lblLabelName.enabled);
+    EXPECT_FALSE(txtLabelName.enabled);
+    EXPECT_FALSE(cmdReset.enabled);
+    EXPECT_FALSE(cmdOK.enabled);
+    EXPECT_TRUE(cmdCancel.enabled);
+    EXPECT_TRUE(cmdHelp.enabled);
+    EXPECT_EQ(ui().pointer, kPointerDefault);
+}
+
+TEST_F(LabelsDialog, FailedReadIsReportedAndDisablesOK) {
+    comm().Fail(285, AutomationError(-2147220990, "No reply from the instrument"));
+    dialog->Activate();
+    ASSERT_EQ(ui().boxes.size(), 1U);
+    EXPECT_NE(ui().boxes[0].prompt.find("attempting to read logging label"), std::string::npos);
+    EXPECT_NE(ui().boxes[0].prompt.find("No reply from the instrument"), std::string::npos);
+    EXPECT_FALSE(cmdOK.enabled);
+    EXPECT_FALSE(txtLabelName.enabled);
+    EXPECT_EQ(ui().progressLog.back(), "Close");
+}
+
+TEST_F(LabelsDialog, KeyRulesUpperCaseLettersAndRefusePunctuation) {
+    Open("");
+    EXPECT_EQ(Filtered('a'), 'A');
+    EXPECT_EQ(Filtered('z'), 'Z');
+    EXPECT_EQ(Filtered('Q'), 'Q');
+    EXPECT_EQ(Filtered('0'), '0');
+    EXPECT_EQ(Filtered('9'), '9');
+    EXPECT_EQ(Filtered(' '), ' ');
+    EXPECT_EQ(Filtered('_'), '_');
+    for (char refused : std::string("-.,;:/\\!?*+=@#$%&()[]{}'\"~`^|<>")) {
+        EXPECT_EQ(Filtered(static_cast<int16_t>(refused)), 0) << refused;
+    }
+    for (int16_t control : {8, 3, 22, 24, 26}) {
+        EXPECT_EQ(Filtered(control), control);
+    }
+    EXPECT_EQ(Filtered(9), 0) << "tab is not a label character";
+    EXPECT_EQ(Filtered(200), 0);
+}
+
+TEST_F(LabelsDialog, EnterSelectsTheTextInsteadOfClosing) {
+    Open("");
+    Type('p');
+    Type('t');
+    Type('1');
+    EXPECT_EQ(txtLabelName.text, "PT1");
+    EXPECT_EQ(Filtered(13), 0);
+    EXPECT_EQ(txtLabelName.selStart, 0);
+    EXPECT_EQ(txtLabelName.selLength, 3);
+    EXPECT_EQ(hides, 0);
+    EXPECT_TRUE(dialog->Visible());
+}
+
+TEST_F(LabelsDialog, LabelsAreHeldToTheInstrumentsLength) {
+    Open("ABCDEFGH");
+    txtLabelName.SelStart(8);
+    txtLabelName.SelLength(0);
+    EXPECT_EQ(Filtered('X'), 0) << "a ninth character does not fit";
+    EXPECT_EQ(Filtered(8), 8) << "backspace still works";
+    txtLabelName.SelStart(0);
+    txtLabelName.SelLength(8);
+    EXPECT_EQ(Filtered('x'), 'X') << "typing over the selection fits";
+}
+
+TEST_F(LabelsDialog, SpacesAreTrimmedWhenTheBoxIsLeftNotWhileTyping) {
+    Open("");
+    Type(' ');
+    Type('a');
+    Type(' ');
+    EXPECT_EQ(txtLabelName.text, " A ");
+    bool cancel = false;
+    dialog->txtLabelName_Validate(cancel);
+    EXPECT_FALSE(cancel);
+    EXPECT_EQ(txtLabelName.text, "A");
+}
+
+TEST_F(LabelsDialog, OKWithoutChangeSaysSoAndClosesWithoutWriting) {
+    Open("DEMAND");
+    dialog->cmdOKCancelHelp_Click(kCmdOK);
+    EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{LoadResString(287)}));
+    EXPECT_EQ(ui().boxes[0].style, kMbInformation);
+    EXPECT_EQ(LabelWrites(), 0U);
+    EXPECT_EQ(hides, 1);
+}
+
+TEST_F(LabelsDialog, ResetThenOKWritesDemandEvenWhenUnchanged) {
+    Open("DEMAND");
+    dialog->cmdReset_Click();
+    EXPECT_EQ(txtLabelName.selLength, 6);
+    ui().progressLog.clear();
+    dialog->cmdOKCancelHelp_Click(kCmdOK);
+    EXPECT_EQ(LabelWrites(), 1U);
+    EXPECT_TRUE(Logged("Value=DEMAND"));
+    EXPECT_EQ(ui().progressLog, (std::vector<std::string>{
+                                    "SetOwner", "Status Writing logging label... 100", "Close"}));
+    EXPECT_GE(ui().ticks, 250) << "the write waits 250 ms for the instrument";
+    EXPECT_EQ(hides, 1);
+    EXPECT_TRUE(ui().boxes.empty());
+}
+
+TEST_F(LabelsDialog, EditedLabelIsWrittenAsTyped) {
+    Open("DEMAND");
+    txtLabelName.SelStart(0);
+    txtLabelName.SelLength(6);
+    for (char ch : std::string("bath_2")) {
+        Type(ch);
+    }
+    dialog->cmdOKCancelHelp_Click(kCmdOK);
+    EXPECT_TRUE(Logged("Value=BATH_2"));
+    EXPECT_EQ(hides, 1);
+}
+
+TEST_F(LabelsDialog, CancelledWriteKeepsTheDialogOpenWithTheEditedText) {
+    Open("DEMAND");
+    Type('x');
+    ui().cancelAtStep = ui().progressChecks;
+    dialog->cmdOKCancelHelp_Click(kCmdOK);
+    EXPECT_EQ(LabelWrites(), 1U);
+    EXPECT_EQ(hides, 0);
+    EXPECT_TRUE(dialog->Visible());
+    EXPECT_EQ(txtLabelName.text, "X");
+}
+
+TEST_F(LabelsDialog, FailedWriteIsReportedAndKeepsTheDialogOpen) {
+    Open("DEMAND");
+    Type('x');
+    comm().Fail(286, AutomationError(-2147220989, "Link dropped"));
+    dialog->cmdOKCancelHelp_Click(kCmdOK);
+    ASSERT_EQ(ui().boxes.size(), 1U);
+    EXPECT_NE(ui().boxes[0].prompt.find("attempting to write logging label"), std::string::npos);
+    EXPECT_EQ(hides, 0);
+    EXPECT_EQ(ui().progressLog.back(), "Close");
+
+    dialog->cmdOKCancelHelp_Click(kCmdOK);
+    EXPECT_EQ(hides, 1) << "a second try once the link is back closes the dialog";
+}
+
+TEST_F(LabelsDialog, CancelClosesWithoutWritingAndHelpOpensTheTopic) {
+    Open("DEMAND");
+    Type('x');
+    dialog->cmdOKCancelHelp_Click(kCmdHelp);
+    ASSERT_EQ(ui().helpCalls.size(), 1U);
+    EXPECT_EQ(ui().helpCalls[0].topic, 10330);
+    EXPECT_EQ(hides, 0);
+    dialog->cmdOKCancelHelp_Click(kCmdCancel);
+    EXPECT_EQ(hides, 1);
+    EXPECT_EQ(LabelWrites(), 0U);
+}
+
+TEST_F(LabelsDialog, UnloadSavesTheFormState) {
+    dialog->Unload();
+    EXPECT_EQ(host->registry->forms.count("frm4710Labels"), 1U);
+    EXPECT_EQ(dialog->Instrument(), nullptr);
+}
+
+}  // namespace
+}  // namespace vesk::test

@@ -1,0 +1,137 @@
+#include <gtest/gtest.h>
+
+#include "tests/dialogs/DialogTestSupport.h"
+#include "vesk4710/dialogs/frm4710LogStatus.h"
+#include "vesk4710/support/NumberText.h"
+#include "vesk4710/support/modStrings.h"
+
+namespace vesk::test {
+namespace {
+
+class LogStatusDialog : public DialogTest {
+  protected:
+    void SetUp() override {
+        DialogTest::SetUp();
+        dialog = std::make_unique<frm4710LogStatus>(instrument);
+        dialog->Bind({&form,
+                      &lblDemandLog,
+                      &pbarDemandLog,
+                      &cmdDemandLogClear,
+                      &cmdRefresh,
+                      {&cmdClose, &cmdUnused, &cmdHelp}});
+        dialog->Load();
+    }
+
+    static std::string Fill(const std::string& percent) {
+        return LoadResString(226) + ": " + percent + LoadResString(227);
+    }
+    static std::string Decimal(const char* whole, const char* fraction) {
+        return std::string(whole) + LocaleDecimalSeparator() + fraction;
+    }
+
+    FakeForm form;
+    FakeLabel lblDemandLog;
+    FakeProgressBar pbarDemandLog;
+    FakeButton cmdDemandLogClear, cmdRefresh, cmdClose, cmdUnused, cmdHelp;
+    std::unique_ptr<frm4710LogStatus> dialog;
+};
+
+TEST_F(LogStatusDialog, LoadCaptionsEveryControlFromTheStringTable) {
+    EXPECT_EQ(form.caption, "4710 Log Status");
+    EXPECT_EQ(cmdDemandLogClear.caption, "Clear &Demand Log");
+    EXPECT_EQ(cmdRefresh.caption, "&Refresh");
+    EXPECT_EQ(cmdClose.caption, "&Close");
+    EXPECT_EQ(cmdHelp.caption, "&Help");
+    EXPECT_EQ(dialog->HelpContextID(), 10340);
+    EXPECT_TRUE(comm().Requests().empty()) << "loading alone reads nothing";
+}
+
+TEST_F(LogStatusDialog, FirstActivationReadsTheStatusOnceAndShowsThePercentage) {
+    comm().Reply(280, "750,250");
+    dialog->Activate();
+    EXPECT_FLOAT_EQ(pbarDemandLog.max, 1000.0F);
+    EXPECT_FLOAT_EQ(pbarDemandLog.value, 250.0F);
+    EXPECT_EQ(lblDemandLog.caption, Fill(Decimal("25", "00")));
+
+    dialog->Activate();
+    dialog->Activate();
+    EXPECT_EQ(comm().Requests(), (std::vector<std::string>{"Read 280"}));
+    EXPECT_TRUE(ui().boxes.empty());
+}
+
+TEST_F(LogStatusDialog, RefreshShowsFullAndFractionalLogs) {
+    comm().Reply(280, "0,1000");
+    dialog->cmdRefresh_Click();
+    EXPECT_EQ(lblDemandLog.caption, Fill(Decimal("100", "00")));
+
+    comm().Reply(280, "2,1");
+    dialog->cmdRefresh_Click();
+    EXPECT_EQ(lblDemandLog.caption, Fill(Decimal("33", "33")));
+    EXPECT_FLOAT_EQ(pbarDemandLog.max, 3.0F);
+}
+
+TEST_F(LogStatusDialog, ClearEmptiesTheDemandLogThenRefreshesWithoutAsking) {
+    comm().Reply(280, "750,250");
+    dialog->Activate();
+    comm().Reply(280, "1000,0");
+    dialog->cmdDemandLogClear_Click();
+    EXPECT_EQ(comm().Requests(), (std::vector<std::string>{"Read 280", "Write 284", "Read 280"}));
+    EXPECT_EQ(lblDemandLog.caption, Fill(Decimal("0", "00")));
+    EXPECT_FLOAT_EQ(pbarDemandLog.value, 0.0F);
+    EXPECT_TRUE(ui().boxes.empty()) << "no confirmation before clearing";
+}
+
+TEST_F(LogStatusDialog, ZeroCapacityIsReportedAndLeavesTheLabelAlone) {
+    comm().Reply(280, "750,250");
+    dialog->Activate();
+    const std::string before = lblDemandLog.caption;
+
+    comm().Reply(280, "0,0");
+    dialog->cmdRefresh_Click();
+    ASSERT_EQ(ui().boxes.size(), 1U);
+    const auto& box = ui().boxes[0];
+    EXPECT_NE(box.prompt.find("attempting to read log settings"), std::string::npos);
+    EXPECT_NE(box.prompt.find("Error: 6 - Overflow"), std::string::npos) << box.prompt;
+    EXPECT_EQ(box.style, kMbCritical);
+    EXPECT_EQ(box.caption, "Vesk Scientific");
+    EXPECT_EQ(lblDemandLog.caption, before);
+}
+
+TEST_F(LogStatusDialog, CommunicationFailureIsReportedAndTheDialogStaysUsable) {
+    comm().Fail(280, AutomationError(-2147220991, "Time-out waiting for the instrument"));
+    dialog->Activate();
+    ASSERT_EQ(ui().boxes.size(), 1U);
+    EXPECT_NE(ui().boxes[0].prompt.find("Time-out waiting for the instrument"), std::string::npos);
+    EXPECT_EQ(lblDemandLog.caption, "");
+
+    comm().Reply(280, "500,500");
+    dialog->cmdRefresh_Click();
+    EXPECT_EQ(lblDemandLog.caption, Fill(Decimal("50", "00")));
+}
+
+TEST_F(LogStatusDialog, CloseHidesAndHelpOpensTheDialogsTopic) {
+    bool hidden = false;
+    dialog->OnHide([&] { hidden = true; });
+    dialog->cmdOKCancelHelp_Click(kCmdHelp);
+    ASSERT_EQ(ui().helpCalls.size(), 1U);
+    EXPECT_EQ(ui().helpCalls[0].topic, 10340);
+    EXPECT_EQ(ui().helpCalls[0].command, 1);
+    EXPECT_TRUE(dialog->Visible());
+
+    dialog->cmdOKCancelHelp_Click(kCmdOK);
+    EXPECT_TRUE(hidden);
+    EXPECT_FALSE(dialog->Visible());
+}
+
+TEST_F(LogStatusDialog, UnloadSavesTheFormStateAndReleasesTheInstrument) {
+    dialog->OnSaveState([] { return DialogBase::FormState{{"Left", "120"}, {"Top", "80"}}; });
+    const auto uses = instrument.use_count();
+    dialog->Unload();
+    ASSERT_EQ(host->registry->forms.count("frm4710LogStatus"), 1U);
+    EXPECT_EQ(host->registry->forms["frm4710LogStatus"].at("Left"), "120");
+    EXPECT_EQ(instrument.use_count(), uses - 1);
+    EXPECT_EQ(dialog->Instrument(), nullptr);
+}
+
+}  // namespace
+}  // namespace vesk::test

@@ -1,0 +1,314 @@
+#include <gtest/gtest.h>
+
+#include "tests/dialogs/DialogTestSupport.h"
+#include "vesk4710/calibration/CalibrationGrid.h"
+#include "vesk4710/dialogs/frm4710Settings.h"
+#include "vesk4710/support/NumberText.h"
+#include "vesk4710/support/modStrings.h"
+
+namespace vesk::test {
+namespace {
+
+class SettingsDialog : public DialogTest {
+  protected:
+    void SetUp() override {
+        DialogTest::SetUp();
+        ScriptInstrument();
+
+        dialog = std::make_unique<frm4710Settings>(instrument);
+        dialog->Bind({&form,
+                      &lblModel,
+                      &lblSerial,
+                      &txtSerial,
+                      &lblUnits,
+                      &cboUnits,
+                      &lblInterval,
+                      &txtInterval,
+                      &chkAutoInterval,
+                      &lblScanMode,
+                      &cboScanMode,
+                      &lblScanChannels,
+                      &txtScanChannels,
+                      &lblScanSeqDelay,
+                      &txtScanSeqDelay,
+                      &lblResolution,
+                      &cboResolution,
+                      &chkAutoPower,
+                      &chkDisableSerial,
+                      &lblCalDate,
+                      &dtpCalDate,
+                      &lblCalParams,
+                      &form.grid,
+                      &lblChannels,
+                      &lstChannels,
+                      &cmdEditChannel,
+                      &cmdUnlock,
+                      {&cmdOK, &cmdCancel, &cmdHelp}});
+        dialog->OnHide([this] { ++hides; });
+        dialog->Load();
+    }
+
+    void Open() {
+        dialog->Activate();
+        comm().log.clear();
+        ui().boxes.clear();
+    }
+
+    std::vector<int32_t> Writes() { return comm().Writes(); }
+    void OK() { dialog->cmdOKCancelHelp_Click(kCmdOK); }
+
+    FakeForm form{true};
+    FakeLabel lblModel, lblSerial, lblUnits, lblInterval, lblScanMode, lblScanChannels,
+        lblScanSeqDelay, lblResolution, lblCalDate, lblCalParams, lblChannels;
+    FakeTextBox txtSerial, txtInterval, txtScanChannels, txtScanSeqDelay, dtpCalDate;
+    FakeCheckBox chkAutoInterval, chkAutoPower, chkDisableSerial;
+    FakeList cboUnits, cboScanMode, cboResolution, lstChannels;
+    FakeButton cmdEditChannel, cmdUnlock, cmdOK, cmdCancel, cmdHelp;
+    std::unique_ptr<frm4710Settings> dialog;
+    int hides = 0;
+};
+
+TEST_F(SettingsDialog, ActivationShowsWhatTheInstrumentHolds) {
+    Open();
+    EXPECT_EQ(form.caption, "4710 Settings");
+    EXPECT_EQ(lblUnits.caption, "Units");
+    EXPECT_EQ(chkAutoPower.caption, LoadResString(348));
+    EXPECT_EQ(txtSerial.text, "A12345");
+    EXPECT_EQ(cboUnits.ItemData(cboUnits.ListIndex()), UNITS_DEGREESC);
+    EXPECT_EQ(txtInterval.text, "5");
+    EXPECT_EQ(chkAutoInterval.value, 0);
+    EXPECT_EQ(cboScanMode.ItemData(cboScanMode.ListIndex()), SM_SIMULTANEOUS);
+    EXPECT_EQ(txtScanChannels.text, "1,2");
+    EXPECT_EQ(dtpCalDate.text, "2024-01-15");
+    EXPECT_EQ(form.grid.TextMatrix(0, 1), "L75_OHMS");
+    EXPECT_EQ(form.grid.TextMatrix(2, 1), "100");
+    EXPECT_EQ(form.grid.TextMatrix(3, 2), "100.02");
+    EXPECT_EQ(form.grid.TextMatrix(4, 1), "-");
+    EXPECT_EQ(lstChannels.ListCount(), 2);
+    // Calibration and the serial number stay shut until the passcode is given.
+    EXPECT_FALSE(form.grid.Enabled());
+    EXPECT_FALSE(dtpCalDate.enabled);
+    EXPECT_FALSE(txtSerial.enabled);
+    EXPECT_TRUE(cmdUnlock.enabled);
+    EXPECT_TRUE(cmdOK.enabled);
+
+    dialog->Activate();
+    EXPECT_TRUE(comm().Requests().empty()) << "read once";
+}
+
+TEST_F(SettingsDialog, AFailedReadLeavesNothingToWrite) {
+    comm().Fail(SET_INTERVAL_READ, AutomationError(-2147220991, "Time-out"));
+    dialog->Activate();
+    ASSERT_FALSE(ui().boxes.empty());
+    EXPECT_NE(ui().boxes.back().prompt.find("attempting to read settings"), std::string::npos);
+    EXPECT_FALSE(cmdOK.enabled);
+    EXPECT_TRUE(cmdCancel.enabled);
+}
+
+TEST_F(SettingsDialog, OKWithoutChangesSaysSoAndWritesNothing) {
+    Open();
+    OK();
+    EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{"There are no changes to apply."}));
+    EXPECT_TRUE(Writes().empty());
+    EXPECT_EQ(hides, 1);
+    EXPECT_FALSE(dialog->Cancelled());
+}
+
+TEST_F(SettingsDialog, UnitsAreWrittenAloneAfterTheQuestion) {
+    Open();
+    SelectData(cboUnits, UNITS_DEGREESF);
+    OK();
+    ASSERT_EQ(ui().boxes.size(), 1U);
+    EXPECT_EQ(ui().boxes[0].prompt, LoadResString(201));
+    EXPECT_EQ(ui().boxes[0].style, kMbYesNo | kMbQuestion);
+    EXPECT_EQ(Writes(), (std::vector<int32_t>{SET_UNITS_WRITE})) << "no passcode, no calibration";
+    EXPECT_TRUE(Logged("Value=F"));
+    EXPECT_TRUE(Logged("Read 168")) << "read back";
+    EXPECT_EQ(hides, 1);
+    EXPECT_FALSE(dialog->Cancelled());
+    EXPECT_FALSE(instrument->Changed());
+}
+
+TEST_F(SettingsDialog, ScanSettingsAndIntervalUseTheirOwnWrites) {
+    Open();
+    txtInterval.Text("10");
+    txtScanChannels.Text(" 2 , 1");
+    SelectData(cboScanMode, SM_SCAN);
+    SelectData(cboResolution, 2);
+    OK();
+    EXPECT_EQ(Writes(),
+              (std::vector<int32_t>{SET_INTERVAL_WRITE, SET_SCAN_LIST_WRITE, SET_SCAN_MODE_WRITE,
+                                    SET_RESOLUTION, SET_RESOLUTION}));
+    EXPECT_TRUE(Logged("ChannelList=2,1"));
+    EXPECT_EQ(instrument->Interval(), INT_10_SEC);
+    EXPECT_EQ(hides, 1);
+}
+
+TEST_F(SettingsDialog, AnsweringNoKeepsTheDialogAndTheEdits) {
+    Open();
+    chkAutoPower.Value(1);
+    ui().answers.push_back(kAnsNo);
+    OK();
+    EXPECT_TRUE(Writes().empty());
+    EXPECT_EQ(hides, 0);
+    EXPECT_EQ(chkAutoPower.value, 1);
+    EXPECT_FALSE(instrument->AutoPower());
+}
+
+TEST_F(SettingsDialog, EntriesOutsideTheirLimitsAreRefusedWithTheReason) {
+    Open();
+    const auto refused = [&](const std::function<void()>& edit, const std::string& message) {
+        ui().boxes.clear();
+        edit();
+        OK();
+        ASSERT_EQ(ui().boxes.size(), 1U) << message;
+        EXPECT_EQ(ui().boxes[0].prompt, message);
+        EXPECT_EQ(ui().boxes[0].style, kMbInformation);
+        EXPECT_TRUE(Writes().empty());
+        EXPECT_EQ(hides, 0);
+        dialog->Activate();
+    };
+    refused([&] { txtInterval.Text("61"); }, "The maximum setting for the sample interval is 60.");
+    EXPECT_EQ(txtInterval.focusCount, 1) << "the offending entry gets the focus";
+    refused([&] { txtInterval.Text("1.5"); },
+            "The sample interval must be a whole number of seconds.");
+    txtInterval.Text("5");
+    refused([&] { txtScanChannels.Text("1,3"); },
+            "The scan channel list must name channels 1 to 2; there is no channel 3.");
+    refused([&] { txtScanChannels.Text("2,2"); },
+            "Channel 2 appears twice in the scan channel list.");
+    refused([&] { txtScanChannels.Text("1;2"); },
+            "The scan channel list must name channels 1 to 2, separated by commas.");
+    refused(
+        [&] {
+            txtScanChannels.Text("");
+            SelectData(cboScanMode, SM_SCAN);
+        },
+        "Scanning needs at least one channel in the scan channel list.");
+}
+
+class UnlockedSettingsDialog : public SettingsDialog {
+  protected:
+    void SetUp() override {
+        SettingsDialog::SetUp();
+        instrument->AllowSetSerial(true);
+        Open();
+        ui().passcodes.push_back({"0000", true});
+        ui().passcodes.push_back({"1234", true});
+        comm().Reply(SET_PASSCODE_STATE, "0");
+        comm().Reply(SET_PASSCODE_STATE, "1");
+        dialog->cmdUnlock_Click();
+        comm().log.clear();
+    }
+};
+
+TEST_F(UnlockedSettingsDialog, TheRightPasscodeOpensCalibrationAndSerial) {
+    EXPECT_EQ(ui().passcodePrompts, 2);
+    EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{"The passcode entered is incorrect."}));
+    EXPECT_EQ(ui().passcodeOwners.back(), &form);
+    EXPECT_TRUE(form.grid.Enabled());
+    EXPECT_TRUE(dtpCalDate.enabled);
+    EXPECT_TRUE(txtSerial.enabled);
+    EXPECT_FALSE(cmdUnlock.enabled);
+}
+
+TEST_F(UnlockedSettingsDialog, CalibrationCellsTakeNumbersInEitherDecimalAndClearByPoint) {
+    int16_t key = 'x';
+    dialog->vsfgCalParams_KeyDown(key, 2, 1);
+    EXPECT_EQ(key, 0) << "letters do not reach a cell";
+    key = 48 + 5;
+    dialog->vsfgCalParams_KeyDown(key, 0, 1);
+    EXPECT_EQ(key, 0) << "range names are fixed";
+    key = 'e';
+    dialog->vsfgCalParams_KeyPress(key);
+    EXPECT_EQ(key, 'e') << "exponents may be typed";
+
+    std::string text = " 0" + LocaleDecimalSeparator() + "5 ";
+    EXPECT_TRUE(dialog->vsfgCalParams_ValidateEdit(4, 1, text));
+    EXPECT_EQ(text, "0.5") << "the instrument reads a period decimal";
+    text = "";
+    EXPECT_TRUE(dialog->vsfgCalParams_ValidateEdit(4, 1, text));
+    EXPECT_EQ(text, "-");
+    text = "12a";
+    EXPECT_FALSE(dialog->vsfgCalParams_ValidateEdit(4, 1, text));
+    EXPECT_EQ(ui().Prompts().back(), "'12a' is not a number.");
+    text = "1";
+    EXPECT_FALSE(dialog->vsfgCalParams_ValidateEdit(2, 0, text)) << "point names are fixed";
+
+    key = 46;
+    dialog->vsfgCalParams_KeyDown(key, 3, 4);
+    EXPECT_EQ(key, 0);
+    EXPECT_EQ(form.grid.TextMatrix(3, 3), "-");
+    EXPECT_EQ(form.grid.TextMatrix(3, 4), "-");
+}
+
+TEST_F(UnlockedSettingsDialog, IncompleteCalibrationPointsAreRefused) {
+    ui().boxes.clear();
+    form.grid.TextMatrix(4, 1, "200");
+    OK();
+    ASSERT_EQ(ui().boxes.size(), 1U);
+    EXPECT_EQ(ui().boxes[0].prompt, "ADJ3 of L75_OHMS needs both a reference and a value.");
+
+    ui().boxes.clear();
+    form.grid.TextMatrix(4, 1, "-");
+    form.grid.TextMatrix(3, 1, "-");
+    form.grid.TextMatrix(3, 2, "-");
+    form.grid.TextMatrix(4, 1, "300");
+    form.grid.TextMatrix(4, 2, "300.1");
+    OK();
+    ASSERT_EQ(ui().boxes.size(), 1U);
+    EXPECT_EQ(ui().boxes[0].prompt,
+              "L75_OHMS has an unused point before ADJ3: adjustment points must follow one "
+              "another.");
+
+    ui().boxes.clear();
+    for (int row = 2; row < 6; ++row) {
+        form.grid.TextMatrix(row, 1, "-");
+        form.grid.TextMatrix(row, 2, "-");
+    }
+    OK();
+    ASSERT_EQ(ui().boxes.size(), 1U);
+    EXPECT_EQ(ui().boxes[0].prompt, "L75_OHMS needs at least one complete adjustment point.");
+    EXPECT_TRUE(Writes().empty());
+}
+
+TEST_F(UnlockedSettingsDialog, ProtectedChangesGoThroughTheWriteBackWithThePasscode) {
+    form.grid.TextMatrix(3, 2, "100.5");
+    dtpCalDate.Text("2024-03-07");
+    OK();
+    const auto writes = Writes();
+    const auto at = [&](int32_t id) { return std::find(writes.begin(), writes.end(), id); };
+    ASSERT_NE(at(SET_CAL_DATE_WRITE), writes.end());
+    EXPECT_LT(at(SET_PASSCODE), at(SET_CAL_DATE_WRITE)) << "the passcode is presented first";
+    EXPECT_TRUE(Logged("Value=1234"));
+    EXPECT_TRUE(Logged("Value=2024,3,7"));
+    EXPECT_TRUE(Logged("Value=100.5"));
+    EXPECT_EQ(writes.back(), SET_PASSCODE_LOCK);
+    EXPECT_EQ(hides, 1);
+}
+
+TEST_F(SettingsDialog, FutureCalibrationDatesAndCancelWriteNothing) {
+    Open();
+    ui().passcodes.push_back({"1234", true});
+    comm().Reply(SET_PASSCODE_STATE, "1");
+    dialog->cmdUnlock_Click();
+    ui().boxes.clear();
+    dtpCalDate.Text(Date::Today().AddDays(2).IsoDate());
+    OK();
+    EXPECT_EQ(ui().Prompts(),
+              (std::vector<std::string>{"The calibration date can not be in the future."}));
+    dtpCalDate.Text("2024-02-30");
+    ui().boxes.clear();
+    OK();
+    EXPECT_EQ(ui().Prompts(),
+              (std::vector<std::string>{"The calibration date is not a valid date."}));
+
+    dialog->cmdOKCancelHelp_Click(kCmdCancel);
+    EXPECT_TRUE(dialog->Cancelled());
+    EXPECT_EQ(hides, 1);
+    EXPECT_EQ(Writes(), (std::vector<int32_t>{SET_PASSCODE, SET_PASSCODE_LOCK}))
+        << "only the passcode check";
+}
+
+}  // namespace
+}  // namespace vesk::test

@@ -1,0 +1,138 @@
+#include <gtest/gtest.h>
+
+#include "tests/testsupport/Fakes.h"
+#include "vesk4710/dialogs/frmShowFiles.h"
+#include "vesk4710/support/modStrings.h"
+
+namespace vesk::test {
+namespace {
+
+// An output file that records what the dialog asks of it.
+class RecordingOutputFile : public IOutputFile {
+  public:
+    RecordingOutputFile(std::string folder, std::string name)
+        : folder_(std::move(folder)), name_(std::move(name)) {}
+    void SetRegistry(std::shared_ptr<IRegistry> r) override { registry_ = std::move(r); }
+    std::shared_ptr<IRegistry> Registry() const override { return registry_; }
+    bool Create(const OutputFileSpec&) override { return true; }
+    void WriteReading(const std::vector<std::string_view>&) override {}
+    void Close() override {}
+    std::string Folder() const override { return folder_; }
+    std::string FileName() const override { return name_; }
+    void View(bool flag) override {
+        calls.push_back(std::string("View ") + (flag ? "true" : "false"));
+    }
+    void Print(bool selectPrinter) override {
+        calls.push_back(std::string("Print ") + (selectPrinter ? "true" : "false"));
+    }
+
+    std::vector<std::string> calls;
+
+  private:
+    std::string folder_, name_;
+    std::shared_ptr<IRegistry> registry_;
+};
+
+class ShowFilesDialog : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        dialog = std::make_unique<frmShowFiles>(host);
+        dialog->Bind({&form, &lblInstructions, &lstFiles, &chkPrint, &cmdOK});
+    }
+
+    std::shared_ptr<RecordingOutputFile> AddFile(const std::string& name) {
+        auto file = std::make_shared<RecordingOutputFile>(folder, name);
+        file->SetRegistry(host.registry);
+        files.push_back(file);
+        return file;
+    }
+
+    void Open() {
+        dialog->SetFiles(std::vector<std::shared_ptr<IOutputFile>>(files.begin(), files.end()));
+        dialog->Activate();
+    }
+
+    void DoubleClick(int32_t entry) {
+        lstFiles.ListIndex(entry);
+        dialog->lstFiles_DblClick();
+    }
+
+    FakeHost host;
+    std::string folder = host.files.GetSpecialFolder(SpecialFolder::Documents);
+    FakeForm form;
+    FakeLabel lblInstructions;
+    FakeList lstFiles;
+    FakeCheckBox chkPrint;
+    FakeButton cmdOK;
+    std::vector<std::shared_ptr<RecordingOutputFile>> files;
+    std::unique_ptr<frmShowFiles> dialog;
+};
+
+TEST_F(ShowFilesDialog, CreationCaptionsTheDialog) {
+    EXPECT_EQ(form.caption, "Downloaded files");
+    EXPECT_EQ(lblInstructions.caption, LoadResString(340));
+    EXPECT_EQ(chkPrint.caption, LoadResString(342));
+    EXPECT_EQ(cmdOK.caption, "&OK");
+    EXPECT_EQ(chkPrint.value, 0) << "double-click views unless asked to print";
+}
+
+TEST_F(ShowFilesDialog, ActivationListsFullPathsOnceWithTheirIndexes) {
+    AddFile("DEMAND.txt");
+    AddFile("BATH_1.txt");
+    host.ui.MousePointer(kPointerHourglass);
+    Open();
+    dialog->Activate();
+    ASSERT_EQ(lstFiles.ListCount(), 2);
+    EXPECT_EQ(lstFiles.List(0), host.files.BuildPath(folder, "DEMAND.txt"));
+    EXPECT_EQ(lstFiles.List(1), host.files.BuildPath(folder, "BATH_1.txt"));
+    EXPECT_EQ(lstFiles.Data(), (std::vector<int32_t>{0, 1}));
+    EXPECT_EQ(host.ui.pointer, kPointerDefault) << "the caller's hourglass does not stay";
+}
+
+TEST_F(ShowFilesDialog, AnEmptyDownloadListsNothing) {
+    Open();
+    EXPECT_EQ(lstFiles.ListCount(), 0);
+    dialog->lstFiles_DblClick();  // nothing selected: nothing to open
+}
+
+TEST_F(ShowFilesDialog, DoubleClickViewsTheChosenFile) {
+    auto first = AddFile("A.txt");
+    auto second = AddFile("B.txt");
+    Open();
+    DoubleClick(1);
+    EXPECT_TRUE(first->calls.empty());
+    EXPECT_EQ(second->calls, (std::vector<std::string>{"View true"}));
+}
+
+TEST_F(ShowFilesDialog, PrintingLetsTheUserChooseAPrinterUnlessTheSettingSaysNo) {
+    auto file = AddFile("A.txt");
+    Open();
+    chkPrint.Value(1);
+    DoubleClick(0);
+    ASSERT_FALSE(host.registry->reads.empty());
+    const auto& read = host.registry->reads.back();
+    EXPECT_EQ(read.name, "SelectPrinter");
+    EXPECT_EQ(read.rootKey, kHKeyCurrentUser);
+    EXPECT_EQ(read.subkey, "");
+
+    host.registry->values["SelectPrinter"] = "0";
+    DoubleClick(0);
+    host.registry->values["SelectPrinter"] = "True";
+    DoubleClick(0);
+    EXPECT_EQ(file->calls, (std::vector<std::string>{"Print true", "Print false", "Print true"}));
+}
+
+TEST_F(ShowFilesDialog, OKHidesAndUnloadReleasesTheFiles) {
+    auto file = AddFile("A.txt");
+    Open();
+    const auto held = file.use_count();
+    bool hidden = false;
+    dialog->OnHide([&] { hidden = true; });
+    dialog->cmdOK_Click();
+    EXPECT_TRUE(hidden);
+    dialog->Unload();
+    EXPECT_EQ(file.use_count(), held - 1);
+}
+
+}  // namespace
+}  // namespace vesk::test

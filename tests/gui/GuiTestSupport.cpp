@@ -1,0 +1,101 @@
+#include "tests/gui/GuiTestSupport.h"
+
+#include <QApplication>
+#include <QDialog>
+#include <QWidget>
+#include <random>
+
+#include "apps/vesk4710-gui/model/LiveSession.h"
+#include "components/host/DefaultHost.h"
+#include "simulator/EmbeddedLink.h"
+#include "simulator/SimOptions.h"
+#include "tests/qt/QtTestApplication.h"
+
+namespace vesk::gui::test {
+
+namespace {
+
+[[maybe_unused]] const auto* const kEnvironment =
+    ::testing::AddGlobalTestEnvironment(new qttest::QtTestApplication("test_gui"));
+
+sim::SimOptions FreshOptions() {
+    sim::SimOptions options;
+    options.persist = false;
+    return options;
+}
+
+}  // namespace
+
+ManualClock::ManualClock()
+    : shared_(std::make_shared<std::atomic<Millis>>(SystemMillis())), now_(*shared_) {}
+
+std::function<Millis()> ManualClock::AsFunction() const {
+    auto shared = shared_;
+    return [shared] { return shared->load(); };
+}
+
+sim::WallClock ManualClock::AsWallClock() const {
+    auto shared = shared_;
+    return [shared] {
+        return std::chrono::system_clock::time_point(std::chrono::milliseconds(shared->load()));
+    };
+}
+
+void UseFreshSimulator(const ManualClock* clock) {
+    // The first default host registers the stock simulator over any earlier registration;
+    // have that happen before ours.
+    static const bool hostReady = [] {
+        HostOptions quiet;
+        quiet.console = false;
+        quiet.registryPath =
+            (std::filesystem::temp_directory_path() / "vesk-gui-unused.json").string();
+        return MakeDefaultHost(quiet) != nullptr;
+    }();
+    (void)hostReady;
+    // An instrument keeps the clock it was made with: forget the last test's.
+    sim::Instrument::ReleaseAll();
+    sim::SimOptions options = FreshOptions();
+    options.reset = true;
+    if (clock != nullptr) {
+        options.clock = clock->AsWallClock();
+    }
+    sim::RegisterEmbeddedLink(options);
+}
+
+std::shared_ptr<sim::Instrument> SimulatedInstrument() {
+    return sim::Instrument::ForPort(FreshOptions());
+}
+
+TempDir::TempDir() {
+    std::random_device seed;
+    path_ = std::filesystem::temp_directory_path() /
+            ("vesk-gui-" + std::to_string(seed()) + "-" + std::to_string(seed()));
+    std::filesystem::create_directories(path_);
+}
+
+TempDir::~TempDir() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
+
+ModalCloser::ModalCloser() {
+    connect(&timer_, &QTimer::timeout, this, [this] {
+        QWidget* modal = QApplication::activeModalWidget();
+        // A window is closed once it has settled: seen on two ticks, with no wait cursor.
+        if (modal == nullptr || !modal->isVisible() || modal != seen_ ||
+            QApplication::overrideCursor() != nullptr) {
+            seen_ = modal;
+            return;
+        }
+        seen_ = nullptr;
+        closed.push_back(modal->objectName().toStdString());
+        if (auto* dialog = qobject_cast<QDialog*>(modal)) {
+            dialog->reject();
+        } else {
+            modal->close();
+        }
+    });
+    timer_.start(50);
+}
+
+}  // namespace vesk::gui::test

@@ -1,0 +1,213 @@
+// The live session against the embedded simulator: connecting, readings of both channels, a
+// dropped link and the way back, instrument errors, and the guard against timer re-entry.
+#include <gtest/gtest.h>
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+
+#include "apps/vesk4710-gui/model/LiveSession.h"
+#include "components/comm/CommErrors.h"
+#include "components/host/DefaultHost.h"
+#include "tests/gui/GuiTestSupport.h"
+
+namespace vesk::gui {
+namespace {
+
+// A loopback port nothing listens on.
+int32_t ClosedPort() {
+    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in addr{};
+    addr.sin_family = AF_INET;
+    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t len = sizeof addr;
+    ::bind(fd, reinterpret_cast<sockaddr*>(&addr), len);
+    ::getsockname(fd, reinterpret_cast<sockaddr*>(&addr), &len);
+    ::close(fd);
+    return ntohs(addr.sin_port);
+}
+
+class LiveSessionTest : public ::testing::Test {
+  protected:
+    void SetUp() override { test::UseFreshSimulator(&clock); }
+
+    LiveSession::HostFactory Factory() {
+        return [this](const ConnectionTarget& target) {
+            HostOptions options;
+            options.comm.device = target.Device();
+            options.comm.baud = target.baud;
+            options.comm.timeoutMs = 500;
+            options.console = false;
+            options.registryPath = dir.File("settings.json");
+            return MakeDefaultHost(options);
+        };
+    }
+
+    // The next request of the temperature setting after skip others of it.
+    void FailTemperature(sim::FaultKind kind, int32_t skip, int32_t errorCode = 5) {
+        auto inst = test::SimulatedInstrument();
+        sim::Fault fault;
+        fault.kind = kind;
+        // Each reading is one request; later ones of a round follow in channel order.
+        fault.atRequest = inst->RequestCount() + 1 + static_cast<uint64_t>(skip);
+        fault.errorCode = errorCode;
+        inst->InjectFault(fault);
+    }
+
+    test::TempDir dir;
+    test::ManualClock clock;
+    LiveSession session{Factory(), clock.AsFunction()};
+    const ConnectionTarget sim = *ConnectionTarget::Parse("sim", 9600);
+};
+
+TEST_F(LiveSessionTest, ConnectReadsTheInstrumentAndBothChannelsThenReadsThem) {
+    ASSERT_TRUE(session.Connect(sim)) << session.LastError()->Text();
+    EXPECT_EQ(session.State(), LinkState::Connected);
+    EXPECT_FALSE(session.LastError().has_value());
+    const auto id = session.Identification();
+    EXPECT_EQ(id[1], (std::pair<std::string, std::string>{"Model", "4710"}));
+    EXPECT_EQ(id[2], (std::pair<std::string, std::string>{"Serial number", "A47100"}));
+    EXPECT_EQ(session.Settings()[0].second, "\u00B0C");
+    EXPECT_EQ(session.StatusText(), "Connected: embedded simulator (4710 A47100)");
+    EXPECT_EQ(session.PollMillis(), 1000) << "the data sets no interval";
+
+    const auto& channels = session.Channels();
+    ASSERT_EQ(channels.size(), 2u);
+    EXPECT_TRUE(channels[0].enabled);
+    EXPECT_TRUE(channels[0].live);
+    EXPECT_TRUE(channels[1].live) << "channel 2 is in the instrument's scan list";
+    EXPECT_EQ(channels[0].serial, "S1001");
+    EXPECT_EQ(channels[1].serial, "TC2002");
+    EXPECT_EQ(channels[1].unit, "\u00B0C");
+
+    const auto readings = session.Poll();
+    ASSERT_EQ(readings.size(), 2u);
+    auto inst = test::SimulatedInstrument();
+    EXPECT_EQ(readings[0].channel, 1);
+    EXPECT_NEAR(readings[0].value, inst->TemperatureAt(1), 0.01);
+    EXPECT_EQ(readings[1].channel, 2);
+    EXPECT_NEAR(readings[1].value, inst->TemperatureAt(2), 0.1);
+    EXPECT_EQ(readings[0].time, clock.Now());
+    EXPECT_EQ(readings[1].unit, "\u00B0C");
+}
+
+TEST_F(LiveSessionTest, ADroppedLinkLosesTheSessionKeepsTheRoundSoFarAndReconnects) {
+    ASSERT_TRUE(session.Connect(sim));
+    FailTemperature(sim::FaultKind::kDropLink, 1);
+    const auto readings = session.Poll();
+    ASSERT_EQ(readings.size(), 1u) << "channel 1 was read before the link dropped";
+    EXPECT_EQ(readings[0].channel, 1);
+    EXPECT_EQ(session.State(), LinkState::Lost);
+    ASSERT_TRUE(session.LastError().has_value());
+    EXPECT_EQ(session.LastError()->number, comm::kCommLinkDropped);
+    EXPECT_TRUE(session.LastError()->linkLost);
+    EXPECT_EQ(session.LastError()->during, "reading channel 2");
+    EXPECT_EQ(session.StatusText(), "Link lost: embedded simulator");
+
+    const uint64_t requests = test::SimulatedInstrument()->RequestCount();
+    EXPECT_TRUE(session.Poll().empty());
+    EXPECT_EQ(test::SimulatedInstrument()->RequestCount(), requests)
+        << "a lost session sends nothing until reconnected";
+
+    ASSERT_TRUE(session.Reconnect());
+    EXPECT_EQ(session.State(), LinkState::Connected);
+    EXPECT_EQ(session.Poll().size(), 2u);
+}
+
+TEST_F(LiveSessionTest, AnUnreachableDeviceFailsOnceWithTheLinkError) {
+    const auto target =
+        *ConnectionTarget::Parse("tcp://127.0.0.1:" + std::to_string(ClosedPort()), 9600);
+    const auto started = std::chrono::steady_clock::now();
+    EXPECT_FALSE(session.Connect(target));
+    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(3));
+    EXPECT_EQ(session.State(), LinkState::Disconnected);
+    ASSERT_TRUE(session.LastError().has_value());
+    EXPECT_TRUE(session.LastError()->linkLost) << session.LastError()->Text();
+    EXPECT_EQ(session.LastError()->during, "connecting to " + target.Device());
+    EXPECT_EQ(session.Instrument(), nullptr);
+    EXPECT_TRUE(session.Poll().empty());
+    EXPECT_EQ(session.Target(), target) << "kept for a reconnect";
+}
+
+TEST_F(LiveSessionTest, InstrumentErrorsKeepTheSessionAndASwitchedOffChannelIsDropped) {
+    ASSERT_TRUE(session.Connect(sim));
+    FailTemperature(sim::FaultKind::kGarbage, 0);
+    auto readings = session.Poll();
+    ASSERT_EQ(readings.size(), 1u);
+    EXPECT_EQ(readings[0].channel, 2);
+    EXPECT_EQ(session.State(), LinkState::Connected);
+    EXPECT_EQ(session.LastError()->during, "reading channel 1");
+    EXPECT_TRUE(session.Channels()[0].live) << "a garbled reply is no reason to stop reading";
+
+    FailTemperature(sim::FaultKind::kErrorReply, 1,
+                    static_cast<int32_t>(comm::InstrumentError::kNotAvailable));
+    readings = session.Poll();
+    ASSERT_EQ(readings.size(), 1u);
+    EXPECT_EQ(session.LastError()->number,
+              comm::kCommInstrumentErrorBase +
+                  static_cast<int32_t>(comm::InstrumentError::kNotAvailable));
+    EXPECT_FALSE(session.Channels()[1].live);
+    EXPECT_EQ(session.Poll().size(), 1u) << "only channel 1 is asked now";
+
+    session.Live(2, true);
+    EXPECT_EQ(session.Poll().size(), 2u) << "ticked again, read again";
+    session.Live(1, false);
+    const auto only = session.Poll();
+    ASSERT_EQ(only.size(), 1u);
+    EXPECT_EQ(only[0].channel, 2);
+}
+
+TEST_F(LiveSessionTest, ATimerTickDuringAnOperationReadsNothing) {
+    ASSERT_TRUE(session.Connect(sim));
+    std::vector<Reading> inner{{1, 0, 0.0, ""}};
+    uint64_t requests = 0;
+    EXPECT_TRUE(session.Run("attempting to test", [&](CVesk4710&) {
+        requests = test::SimulatedInstrument()->RequestCount();
+        inner = session.Poll();
+        EXPECT_FALSE(session.Refresh());
+        EXPECT_FALSE(session.Connect(sim)) << "no second session from inside the first";
+        return true;
+    }));
+    EXPECT_TRUE(inner.empty());
+    EXPECT_EQ(session.State(), LinkState::Connected);
+    EXPECT_GT(test::SimulatedInstrument()->RequestCount(), requests) << "settings re-read after";
+    EXPECT_EQ(session.Poll().size(), 2u);
+}
+
+TEST_F(LiveSessionTest, OperationsThatFailAreRecordedAndALinkFailureLosesTheSession) {
+    ASSERT_TRUE(session.Connect(sim));
+    EXPECT_FALSE(session.Run("attempting to test", [](CVesk4710&) -> bool {
+        throw AutomationError(kErrOverflow, "Overflow", "test");
+    }));
+    EXPECT_EQ(session.State(), LinkState::Connected);
+    EXPECT_EQ(session.LastError()->during, "attempting to test");
+    EXPECT_EQ(session.LastError()->number, kErrOverflow);
+
+    EXPECT_FALSE(session.Run("attempting to test", [](CVesk4710&) -> bool {
+        throw comm::CommError(comm::kCommTimeout, "no reply");
+    }));
+    EXPECT_EQ(session.State(), LinkState::Lost);
+    bool ran = false;
+    EXPECT_FALSE(session.Run("attempting to test", [&](CVesk4710&) { return ran = true; }));
+    EXPECT_FALSE(ran) << "nothing runs on a lost link until it is reconnected";
+}
+
+TEST_F(LiveSessionTest, ASettingChangedByAnOperationIsSeenInTheNextReadings) {
+    ASSERT_TRUE(session.Connect(sim));
+    const double celsius = session.Poll()[0].value;
+    EXPECT_TRUE(session.Run("attempting to change units", [](CVesk4710& inst) {
+        inst.Units(UNITS_DEGREESF);
+        return inst.UpdateUnits();
+    }));
+    EXPECT_EQ(session.Channels()[0].unit, "\u00B0F");
+    EXPECT_EQ(session.Settings()[0].second, "\u00B0F");
+    const auto readings = session.Poll();
+    ASSERT_EQ(readings.size(), 2u);
+    EXPECT_EQ(readings[0].unit, "\u00B0F");
+    EXPECT_NEAR(readings[0].value, celsius * 9.0 / 5.0 + 32.0, 0.05);
+}
+
+}  // namespace
+}  // namespace vesk::gui

@@ -1,0 +1,246 @@
+// The main window on the offscreen platform against the simulator: readings and the chart,
+// every dialog from its action, a dropped link and the reconnect, exports, and the window
+// kept in the per-user settings.
+#include <gtest/gtest.h>
+
+#include <QAction>
+#include <QApplication>
+#include <QComboBox>
+#include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QRadioButton>
+#include <QSpinBox>
+#include <QToolButton>
+#include <fstream>
+#include <sstream>
+
+#include "apps/vesk4710-gui/ConnectDialog.h"
+#include "apps/vesk4710-gui/MainWindow.h"
+#include "apps/vesk4710-gui/StripChart.h"
+#include "tests/gui/GuiTestSupport.h"
+#include "ui/qt/QtUi.h"
+
+namespace vesk::gui {
+namespace {
+
+constexpr Millis kTick = 20 * 1000;
+
+class MainWindowTest : public ::testing::Test {
+  protected:
+    void SetUp() override { test::UseFreshSimulator(&clock); }
+
+    std::unique_ptr<MainWindow> Open() {
+        WindowOptions options;
+        options.ui = std::make_shared<QtUi>();
+        options.settingsPath = dir.File("settings.json");
+        options.clock = clock.AsFunction();
+        options.timeoutMs = 500;
+        auto window = std::make_unique<MainWindow>(options);
+        window->show();
+        return window;
+    }
+
+    // Readings as the timer would take them, with simulated time passing in between.
+    void Run(MainWindow& window, int ticks) {
+        for (int i = 0; i < ticks; ++i) {
+            clock.Advance(kTick);
+            window.Tick();
+        }
+    }
+
+    void Drop(int32_t skip) {
+        auto inst = test::SimulatedInstrument();
+        sim::Fault fault;
+        fault.kind = sim::FaultKind::kDropLink;
+        fault.atRequest = inst->RequestCount() + 1 + static_cast<uint64_t>(skip);
+        inst->InjectFault(fault);
+    }
+
+    test::TempDir dir;
+    test::ManualClock clock;
+    const ConnectionTarget sim = *ConnectionTarget::Parse("sim", 9600);
+};
+
+TEST_F(MainWindowTest, ConnectsShowsTheInstrumentAndPlotsBothChannels) {
+    auto window = Open();
+    ASSERT_TRUE(window->ConnectTo(sim));
+    EXPECT_EQ(window->lblConnection->text(), "Connected: embedded simulator (4710 A47100)");
+    EXPECT_TRUE(window->lblLastError->text().isEmpty());
+    EXPECT_TRUE(window->PollTimer().isActive());
+    EXPECT_EQ(window->PollTimer().interval(), 1000);
+    EXPECT_FALSE(window->actReconnect->isVisible());
+
+    ASSERT_EQ(window->lstChannels->count(), 2);
+    EXPECT_TRUE(window->lstChannels->item(0)->text().contains("S1001"));
+    EXPECT_TRUE(window->lstChannels->item(1)->text().contains("TC2002"));
+    EXPECT_EQ(window->lstChannels->item(1)->checkState(), Qt::Checked);
+    EXPECT_EQ(window->lstChannels->item(1)->data(Qt::UserRole).toInt(), 2)
+        << "the list carries the channel numbers as item data";
+    auto* serial = window->findChild<QWidget*>("grpIdentification");
+    ASSERT_NE(serial, nullptr);
+    bool serialShown = false;
+    for (auto* label : serial->findChildren<QLabel*>()) {
+        serialShown = serialShown || label->text() == "A47100";
+    }
+    EXPECT_TRUE(serialShown);
+
+    Run(*window, 90);  // half an hour of the simulated bath
+    for (int16_t channel : {1, 2}) {
+        SCOPED_TRACE(channel);
+        EXPECT_GE(window->Buffer().Count(channel), 90u);
+        QLineSeries* series = window->Chart()->Series(channel);
+        ASSERT_NE(series, nullptr);
+        EXPECT_EQ(static_cast<size_t>(series->count()), window->Buffer().Count(channel));
+        const auto latest = window->Buffer().Latest(channel);
+        EXPECT_EQ(series->at(series->count() - 1).y(), latest->value);
+        QValueAxis* axis = window->Chart()->ValueAxis(channel);
+        EXPECT_LE(axis->min(), latest->value);
+        EXPECT_GE(axis->max(), latest->value);
+        QLabel* reading = window->ReadingLabel(channel);
+        ASSERT_NE(reading, nullptr);
+        EXPECT_TRUE(reading->text().endsWith(QString::fromUtf8(" \u00B0C")))
+            << reading->text().toStdString();
+        EXPECT_EQ(QLocale().toDouble(reading->text().section(' ', 0, 0)),
+                  std::round(latest->value * 10000) / 10000);
+    }
+    const QDateTimeAxis* time = window->Chart()->TimeAxis();
+    EXPECT_EQ(time->max().toMSecsSinceEpoch(), clock.Now()) << "following the newest readings";
+    EXPECT_EQ(time->max().toMSecsSinceEpoch() - time->min().toMSecsSinceEpoch(),
+              TimeWindow::kDefaultSpan);
+
+    // Layouts and the chart's scene settle in the event loop, as they would on screen.
+    for (int i = 0; i < 5; ++i) {
+        QApplication::processEvents();
+    }
+    const QString shots = QString::fromUtf8(VESK_SCREENSHOT_DIR);
+    QDir().mkpath(shots);
+    EXPECT_TRUE(window->grab().save(shots + "/main-window.png"));
+
+    const std::string csv = dir.File("readings.csv");
+    EXPECT_EQ(window->ExportCsv(QString::fromStdString(csv)), "");
+    std::ifstream in(csv);
+    std::string header;
+    std::getline(in, header);
+    EXPECT_EQ(header, "time,channel,value,unit");
+    size_t rows = 0;
+    for (std::string line; std::getline(in, line);) {
+        ++rows;
+    }
+    EXPECT_EQ(rows, window->Buffer().Count());
+
+    const QString png = QString::fromStdString(dir.File("chart.png"));
+    EXPECT_EQ(window->ExportChart(png), "");
+    const QImage image(png);
+    EXPECT_EQ(image.size(), window->Chart()->size());
+    EXPECT_NE(window->ExportChart(QString::fromStdString(dir.File("none/chart.png"))), "");
+}
+
+TEST_F(MainWindowTest, EveryDialogOpensFromItsActionAndClosesAgain) {
+    auto window = Open();
+    ASSERT_TRUE(window->ConnectTo(sim));
+    Run(*window, 2);
+    test::ModalCloser closer;
+    const std::vector<std::pair<QAction*, std::string>> dialogs = {
+        {window->actSettings, "frm4710Settings"},   {window->actChannel, "frm4710Channel"},
+        {window->actLogStatus, "frm4710LogStatus"}, {window->actLabel, "frm4710Labels"},
+        {window->actDownload, "frm4710Download"},   {window->actConnect, "connectDialog"},
+    };
+    for (const auto& [action, name] : dialogs) {
+        SCOPED_TRACE(name);
+        ASSERT_TRUE(action->isEnabled());
+        const size_t before = window->Buffer().Count();
+        action->trigger();
+        ASSERT_FALSE(closer.closed.empty());
+        EXPECT_EQ(closer.closed.back(), name);
+        EXPECT_EQ(window->Session().State(), LinkState::Connected);
+        EXPECT_TRUE(window->PollTimer().isActive());
+        EXPECT_EQ(window->Buffer().Count(), before) << "no readings while a dialog is open";
+    }
+    EXPECT_EQ(closer.closed.size(), dialogs.size()) << "no message box came up on the way";
+    Run(*window, 1);
+    // One reading at the connection, two before and one after the dialogs.
+    EXPECT_EQ(window->Buffer().Count(1), 4u) << "readings resume after the dialogs";
+}
+
+TEST_F(MainWindowTest, ADroppedLinkOffersAReconnectInsteadOfRetryingOnEveryTick) {
+    auto window = Open();
+    ASSERT_TRUE(window->ConnectTo(sim));
+    Run(*window, 3);
+    Drop(0);
+    Run(*window, 1);
+    EXPECT_EQ(window->Session().State(), LinkState::Lost);
+    EXPECT_FALSE(window->PollTimer().isActive());
+    EXPECT_TRUE(window->actReconnect->isVisible());
+    EXPECT_TRUE(window->findChild<QToolButton*>("btnReconnect")->isVisibleTo(window.get()));
+    EXPECT_TRUE(window->lblLastError->text().contains("link to the instrument dropped"))
+        << window->lblLastError->text().toStdString();
+    EXPECT_TRUE(window->lblConnection->text().startsWith("Link lost"));
+    EXPECT_FALSE(window->actSettings->isEnabled());
+    EXPECT_EQ(window->Buffer().Count(1), 4u) << "the readings taken stay (connection + 3)";
+
+    const uint64_t requests = test::SimulatedInstrument()->RequestCount();
+    Run(*window, 5);
+    EXPECT_EQ(test::SimulatedInstrument()->RequestCount(), requests);
+
+    window->actReconnect->trigger();
+    EXPECT_EQ(window->Session().State(), LinkState::Connected);
+    EXPECT_TRUE(window->PollTimer().isActive());
+    EXPECT_FALSE(window->actReconnect->isVisible());
+    EXPECT_TRUE(window->actSettings->isEnabled());
+    EXPECT_EQ(window->Buffer().Count(1), 5u) << "the same instrument's lines continue";
+}
+
+TEST_F(MainWindowTest, TheConnectionAndTheWindowAreKeptInThePerUserSettings) {
+    {
+        auto window = Open();
+        ASSERT_TRUE(window->ConnectTo(sim));
+        window->resize(900, 640);
+        window->Chart()->Window().Span(3600 * 1000);
+        window->close();
+    }
+    std::ifstream file(dir.File("settings.json"));
+    std::stringstream text;
+    text << file.rdbuf();
+    EXPECT_NE(text.str().find("vesk4710-gui"), std::string::npos);
+
+    auto again = Open();
+    ASSERT_TRUE(again->SavedTarget().has_value());
+    EXPECT_EQ(again->SavedTarget()->Device(), "sim");
+    EXPECT_EQ(again->size(), QSize(900, 640));
+    EXPECT_EQ(again->Chart()->Window().Span(), 3600 * 1000);
+    EXPECT_TRUE(again->actReconnect->isVisible()) << "one click back to the last instrument";
+    again->actReconnect->trigger();
+    EXPECT_EQ(again->Session().State(), LinkState::Connected);
+}
+
+TEST_F(MainWindowTest, TheConnectDialogOffersThePortsPresentAndRefusesNonsense) {
+    test::TempDir dev;
+    std::ofstream(dev.File("ttyUSB0")) << "";
+    ConnectionTarget last = *ConnectionTarget::Parse("/dev/ttyUSB7", 19200);
+    ConnectDialog dialog(last, nullptr, dev.Path().string());
+    EXPECT_TRUE(dialog.optSerial->isChecked());
+    EXPECT_EQ(dialog.cboPort->findText(QString::fromStdString(dev.File("ttyUSB0"))), 0);
+    EXPECT_EQ(dialog.cboPort->currentText(), "/dev/ttyUSB7") << "the last port stays chosen";
+    EXPECT_EQ(dialog.cboBaud->currentData().toInt(), 19200);
+    EXPECT_FALSE(dialog.txtHost->isEnabled());
+
+    dialog.cboPort->setCurrentText("");
+    dialog.accept();
+    EXPECT_NE(dialog.result(), QDialog::Accepted);
+    EXPECT_FALSE(dialog.lblProblem->text().isEmpty());
+
+    dialog.optNetwork->setChecked(true);
+    EXPECT_TRUE(dialog.lblProblem->text().isEmpty());
+    dialog.txtHost->setText(" lab-pc ");
+    dialog.txtPort->setValue(5025);
+    dialog.accept();
+    EXPECT_EQ(dialog.result(), QDialog::Accepted);
+    EXPECT_EQ(dialog.Target().Device(), "tcp://lab-pc:5025");
+}
+
+}  // namespace
+}  // namespace vesk::gui

@@ -1,0 +1,333 @@
+// The application's toolkit-neutral parts: the reading buffer and its CSV, the chart's time
+// window, connection targets and the small rules of the live session.
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "apps/vesk4710-gui/model/ConnectionTarget.h"
+#include "apps/vesk4710-gui/model/LiveSession.h"
+#include "apps/vesk4710-gui/model/ReadingBuffer.h"
+#include "apps/vesk4710-gui/model/TimeWindow.h"
+#include "components/comm/CommErrors.h"
+#include "tests/gui/GuiTestSupport.h"
+#include "vesk4710/channel/modConversionTypes.h"
+
+namespace vesk::gui {
+namespace {
+
+constexpr Millis kSecond = 1000;
+constexpr Millis kMinute = 60 * kSecond;
+
+Millis LocalTime(int year, int month, int day, int hour, int minute, int second, int millis) {
+    std::tm tm{};
+    tm.tm_year = year - 1900;
+    tm.tm_mon = month - 1;
+    tm.tm_mday = day;
+    tm.tm_hour = hour;
+    tm.tm_min = minute;
+    tm.tm_sec = second;
+    tm.tm_isdst = -1;
+    return static_cast<Millis>(std::mktime(&tm)) * 1000 + millis;
+}
+
+std::vector<std::string> Lines(const std::string& text) {
+    std::vector<std::string> out;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) {
+        out.push_back(line);
+    }
+    return out;
+}
+
+// Switches the C and C++ locales for one test, where the machine has the locale.
+class LocaleScope {
+  public:
+    explicit LocaleScope(const char* name) {
+        saved_ = std::setlocale(LC_ALL, nullptr);
+        active_ = std::setlocale(LC_ALL, name) != nullptr;
+        if (active_) {
+            previous_ = std::locale::global(std::locale(name));
+        }
+    }
+    ~LocaleScope() {
+        if (active_) {
+            std::locale::global(previous_);
+        }
+        std::setlocale(LC_ALL, saved_.c_str());
+    }
+    bool Active() const { return active_; }
+
+  private:
+    std::string saved_;
+    std::locale previous_;
+    bool active_ = false;
+};
+
+// ---- reading buffer ----
+
+TEST(ReadingBuffer, CsvListsEveryReadingInTimeOrderWithPeriodDecimalsInAnyLocale) {
+    LocaleScope german("de_DE.UTF-8");
+    ReadingBuffer buffer;
+    const Millis t0 = LocalTime(2024, 3, 7, 12, 34, 56, 789);
+    ASSERT_TRUE(buffer.Add(2, t0, 149.5, "\u00B0C"));
+    ASSERT_TRUE(buffer.Add(1, t0, 25.0123, "\u00B0C"));
+    ASSERT_TRUE(buffer.Add(1, t0 + 1001, -0.5, "\u00B0C"));
+    ASSERT_TRUE(buffer.Add(2, t0 + 1001, 1e-05, "V"));
+    std::ostringstream out;
+    buffer.WriteCsv(out);
+    EXPECT_EQ(Lines(out.str()), (std::vector<std::string>{
+                                    "time,channel,value,unit",
+                                    "2024-03-07T12:34:56.789,1,25.0123,\u00B0C",
+                                    "2024-03-07T12:34:56.789,2,149.5,\u00B0C",
+                                    "2024-03-07T12:34:57.790,1,-0.5,\u00B0C",
+                                    "2024-03-07T12:34:57.790,2,1e-05,V",
+                                }))
+        << (german.Active() ? "under de_DE" : "under the C locale");
+}
+
+TEST(ReadingBuffer, KeepsTheRetentionTimeAndRefusesReadingsFromThePast) {
+    ReadingBuffer buffer(10 * kMinute);
+    const Millis t0 = 1'700'000'000'000;
+    for (int i = 0; i <= 20; ++i) {
+        ASSERT_TRUE(buffer.Add(1, t0 + i * kMinute, i, "\u00B0C"));
+    }
+    EXPECT_FALSE(buffer.Add(1, t0 + 5 * kMinute, 99.0, "\u00B0C")) << "a clock step back";
+    EXPECT_TRUE(buffer.Add(2, t0 + 5 * kMinute, 7.0, "\u00B0C")) << "each channel has its own";
+
+    buffer.Prune(t0 + 20 * kMinute);
+    ASSERT_EQ(buffer.Count(1), 11u) << "minutes 10 to 20";
+    EXPECT_EQ(buffer.Samples(1).front().time, t0 + 10 * kMinute);
+    EXPECT_EQ(buffer.Count(2), 0u) << "minute 5 is past the retention";
+    EXPECT_EQ(buffer.FirstTime(), t0 + 10 * kMinute);
+    EXPECT_EQ(buffer.Latest(1)->value, 20.0);
+
+    auto range = buffer.ValueRange(1, t0 + 12 * kMinute, t0 + 15 * kMinute);
+    ASSERT_TRUE(range.has_value());
+    EXPECT_EQ(range->first, 12.0);
+    EXPECT_EQ(range->second, 15.0);
+    EXPECT_FALSE(buffer.ValueRange(1, t0, t0 + kMinute).has_value()) << "nothing kept there";
+    EXPECT_FALSE(buffer.ValueRange(3, t0, t0 + 30 * kMinute).has_value()) << "no such channel";
+}
+
+TEST(ReadingBuffer, AUnitChangeStartsThePlotAnewButTheExportKeepsBoth) {
+    ReadingBuffer buffer;
+    const Millis t0 = 1'700'000'000'000;
+    buffer.Add(1, t0, 25.0, "\u00B0C");
+    buffer.Add(1, t0 + kSecond, 25.1, "\u00B0C");
+    buffer.Add(1, t0 + 2 * kSecond, 77.2, "\u00B0F");
+    buffer.Add(1, t0 + 3 * kSecond, 77.4, "\u00B0F");
+
+    EXPECT_EQ(buffer.Unit(1), "\u00B0F");
+    const auto plot = buffer.PlotSamples(1);
+    ASSERT_EQ(plot.size(), 2u);
+    EXPECT_EQ(plot.front().value, 77.2);
+    const auto range = buffer.ValueRange(1, t0, t0 + 3 * kSecond);
+    EXPECT_EQ(range->first, 77.2) << "Celsius values would squash the Fahrenheit scale";
+    EXPECT_EQ(buffer.Count(1), 4u);
+    std::ostringstream out;
+    buffer.WriteCsv(out);
+    const auto lines = Lines(out.str());
+    ASSERT_EQ(lines.size(), 5u);
+    EXPECT_TRUE(lines[1].ends_with(",25,\u00B0C")) << lines[1];
+    EXPECT_TRUE(lines[4].ends_with(",77.4,\u00B0F")) << lines[4];
+}
+
+TEST(ReadingBuffer, ExportReplacesTheFileWholeOrReportsWhyNot) {
+    test::TempDir dir;
+    ReadingBuffer buffer;
+    buffer.Add(1, 1'700'000'000'000, 25.0, "\u00B0C");
+
+    const std::string path = dir.File("readings.csv");
+    {
+        std::ofstream old(path);
+        old << "an older export that is much longer than the new one\n\n\n\n";
+    }
+    EXPECT_EQ(buffer.ExportCsv(path), "");
+    std::ifstream in(path);
+    std::stringstream text;
+    text << in.rdbuf();
+    EXPECT_EQ(Lines(text.str()).size(), 2u) << text.str();
+    EXPECT_FALSE(std::filesystem::exists(path + ".part"));
+
+    const std::string missing = dir.File("no-such-folder/readings.csv");
+    const std::string why = buffer.ExportCsv(missing);
+    EXPECT_NE(why.find("no-such-folder"), std::string::npos) << why;
+
+    // A folder in the way: the temporary file is written, the rename fails and is cleaned up.
+    std::filesystem::create_directories(dir.File("taken/inside"));
+    const std::string taken = dir.File("taken");
+    EXPECT_NE(buffer.ExportCsv(taken), "");
+    EXPECT_FALSE(std::filesystem::exists(taken + ".part"));
+    EXPECT_TRUE(std::filesystem::is_directory(taken));
+    EXPECT_EQ(buffer.Count(), 1u) << "a failed export loses no reading";
+}
+
+// ---- time window ----
+
+TEST(TimeWindow, FollowsTheNewestReadingsAndStretchesAYoungSession) {
+    TimeWindow window(10 * kMinute);
+    const Millis now = 1'700'000'000'000;
+    TimeRange r = window.Visible(now, now - 30 * kMinute);
+    EXPECT_EQ(r.to, now);
+    EXPECT_EQ(r.Span(), 10 * kMinute);
+
+    r = window.Visible(now, now - 2 * kMinute);
+    EXPECT_EQ(r.from, now - 2 * kMinute) << "two minutes of data fill the width";
+    r = window.Visible(now, now - kSecond);
+    EXPECT_EQ(r.Span(), TimeWindow::kMinSpan) << "never narrower than the minimum";
+    r = window.Visible(now, std::nullopt);
+    EXPECT_EQ(r.Span(), 10 * kMinute);
+}
+
+TEST(TimeWindow, PanningHoldsTheViewUntilItReachesNowAgain) {
+    TimeWindow window(10 * kMinute);
+    Millis now = 1'700'000'000'000;
+    const Millis first = now - kMinute * 60;
+    window.Pan(-5 * kMinute, now, first);
+    EXPECT_FALSE(window.Following());
+    const TimeRange held = window.Visible(now, first);
+    EXPECT_EQ(held.to, now - 5 * kMinute);
+    now += 2 * kMinute;
+    EXPECT_EQ(window.Visible(now, first).to, held.to) << "a held view does not creep";
+
+    window.Pan(3 * kMinute, now, first);
+    EXPECT_FALSE(window.Following()) << "still a minute short of now";
+    window.Pan(5 * kMinute, now, first);
+    EXPECT_TRUE(window.Following());
+    EXPECT_EQ(window.Visible(now, first).to, now);
+}
+
+TEST(TimeWindow, ZoomKeepsTheRightEdgeLiveOrTheAnchorInPlaceAndIsBounded) {
+    TimeWindow window(10 * kMinute);
+    const Millis now = 1'700'000'000'000;
+    const Millis first = now - 24 * 3600 * kSecond;
+    window.Zoom(0.5, now - 8 * kMinute, now, first);
+    EXPECT_TRUE(window.Following());
+    EXPECT_EQ(window.Visible(now, first).Span(), 5 * kMinute);
+    EXPECT_EQ(window.Visible(now, first).to, now);
+
+    window.Pan(-20 * kMinute, now, first);
+    const TimeRange before = window.Visible(now, first);
+    const Millis anchor = before.from + before.Span() / 4;
+    window.Zoom(2.0, anchor, now, first);
+    const TimeRange after = window.Visible(now, first);
+    EXPECT_EQ(after.Span(), 10 * kMinute);
+    EXPECT_EQ(after.from + after.Span() / 4, anchor) << "the time under the mouse stays put";
+
+    for (int i = 0; i < 50; ++i) {
+        window.Zoom(0.5, anchor, now, first);
+    }
+    EXPECT_EQ(window.Span(), TimeWindow::kMinSpan);
+    for (int i = 0; i < 50; ++i) {
+        window.Zoom(4.0, anchor, now, first);
+    }
+    EXPECT_EQ(window.Span(), TimeWindow::kMaxSpan);
+    window.Zoom(0.0, anchor, now, first);
+    window.Zoom(std::numeric_limits<double>::quiet_NaN(), anchor, now, first);
+    EXPECT_EQ(window.Span(), TimeWindow::kMaxSpan) << "nonsense factors change nothing";
+}
+
+// ---- connection targets ----
+
+TEST(ConnectionTarget, ReadsEveryKindOfDeviceAndGivesItBack) {
+    auto sim = ConnectionTarget::Parse("sim", 9600);
+    ASSERT_TRUE(sim);
+    EXPECT_EQ(sim->kind, LinkKind::Simulator);
+    EXPECT_EQ(sim->Device(), "sim");
+    EXPECT_EQ(ConnectionTarget::Parse("sim:3", 9600)->Device(), "sim:3");
+
+    auto tcp = ConnectionTarget::Parse("tcp://lab-pc.local:4710", 9600);
+    ASSERT_TRUE(tcp);
+    EXPECT_EQ(tcp->kind, LinkKind::Network);
+    EXPECT_EQ(tcp->host, "lab-pc.local");
+    EXPECT_EQ(tcp->port, 4710);
+    EXPECT_EQ(tcp->Device(), "tcp://lab-pc.local:4710");
+    EXPECT_EQ(ConnectionTarget::Parse("tcp://[::1]:5000", 9600)->host, "[::1]");
+
+    auto serial = ConnectionTarget::Parse("/dev/ttyUSB0", 19200);
+    ASSERT_TRUE(serial);
+    EXPECT_EQ(serial->kind, LinkKind::Serial);
+    EXPECT_EQ(serial->Device(), "/dev/ttyUSB0");
+    EXPECT_EQ(serial->baud, 19200);
+    EXPECT_EQ(serial->Describe(), "/dev/ttyUSB0 at 19200 baud");
+}
+
+TEST(ConnectionTarget, RefusesWhatNoLinkCouldOpenWithAReason) {
+    for (const char* device : {"tcp://host", "tcp://:80", "tcp://host:0", "tcp://host:99999",
+                               "tcp://host:12ab", "sim:0", "sim:x", "COM1", ""}) {
+        std::string why;
+        EXPECT_FALSE(ConnectionTarget::Parse(device, 9600, &why)) << device;
+        EXPECT_FALSE(why.empty()) << device;
+    }
+    std::string why;
+    EXPECT_FALSE(ConnectionTarget::Parse("/dev/ttyS0", 1234, &why));
+    EXPECT_NE(why.find("1234"), std::string::npos) << why;
+}
+
+TEST(ConnectionTarget, ListsThePortsPresentInNaturalOrder) {
+    test::TempDir dev;
+    test::TempDir sys;
+    for (const char* name : {"ttyS0", "ttyS1", "ttyS10", "ttyS2", "ttyUSB0", "ttyACM0", "tty0",
+                             "console", "ttyprintk"}) {
+        std::ofstream(dev.File(name)) << "";
+    }
+    // ttyS1 has no UART behind it; ttyS10 says nothing, so it is offered.
+    for (const auto& [name, type] : {std::pair{"ttyS0", "4"}, {"ttyS1", "0"}, {"ttyS2", "4"}}) {
+        std::filesystem::create_directories(sys.Path() / name);
+        std::ofstream(sys.Path() / name / "type") << type << "\n";
+    }
+    const auto ports = ListSerialPorts(dev.Path().string(), sys.Path().string());
+    std::vector<std::string> names;
+    for (const auto& p : ports) {
+        names.push_back(std::filesystem::path(p).filename().string());
+    }
+    EXPECT_EQ(names, (std::vector<std::string>{"ttyACM0", "ttyS0", "ttyS2", "ttyS10", "ttyUSB0"}));
+    EXPECT_TRUE(ListSerialPorts(dev.File("missing")).empty());
+}
+
+// ---- session rules ----
+
+TEST(SessionRules, PollPeriodUnitsAndScanListsFollowTheInstrument) {
+    EXPECT_EQ(PollMillisFor(INT_AUTO), 1000);
+    EXPECT_EQ(PollMillisFor(0), 1000);
+    EXPECT_EQ(PollMillisFor(INT_5_SEC), 5000);
+    EXPECT_EQ(PollMillisFor(INT_1_MIN), 60000);
+
+    EXPECT_EQ(UnitTextFor(kConvITS90, UNITS_DEGREESC), "\u00B0C");
+    EXPECT_EQ(UnitTextFor(kConvITS90, UNITS_DEGREESF), "\u00B0F");
+    EXPECT_EQ(UnitTextFor(kConvThermocouple, 2), "K");
+    EXPECT_EQ(UnitTextFor(kConvVolts, UNITS_DEGREESC), "V") << "volts whatever the units";
+    EXPECT_EQ(UnitTextFor(kConvThermocouple, UNITS_RAW_VALUE), "V");
+    EXPECT_EQ(UnitTextFor(kConvPRTOhms, UNITS_DEGREESC), "\u03A9");
+    EXPECT_EQ(UnitTextFor(kConvITS90, UNITS_RAW_VALUE), "\u03A9");
+
+    EXPECT_EQ(ParseChannelList("1,2"), (std::vector<int16_t>{1, 2}));
+    EXPECT_EQ(ParseChannelList(" 1-3, 5,2"), (std::vector<int16_t>{1, 2, 3, 5}));
+    EXPECT_EQ(ParseChannelList("3-1,x,0,,7"), (std::vector<int16_t>{7}));
+    EXPECT_TRUE(ParseChannelList("").empty());
+    EXPECT_EQ(ParseChannelList("1-32767").size(), 1000u) << "a hostile list stays bounded";
+}
+
+TEST(SessionRules, OnlyLinkFailuresLoseTheSessionAndTheyAreNamedPlainly) {
+    EXPECT_TRUE(IsLinkFailure(comm::kCommTimeout));
+    EXPECT_TRUE(IsLinkFailure(comm::kCommLinkDropped));
+    EXPECT_TRUE(IsLinkFailure(comm::kCommLinkUnavailable));
+    EXPECT_FALSE(IsLinkFailure(comm::kCommMalformedReply));
+    EXPECT_FALSE(IsLinkFailure(comm::kCommInstrumentErrorBase + 5));
+
+    Failure f;
+    f.during = "reading channel 2";
+    f.number = comm::kCommTimeout;
+    f.description = "Unable to successfully query measurement.";
+    EXPECT_EQ(f.Text(), "reading channel 2: no reply from the instrument in time (error " +
+                            std::to_string(comm::kCommTimeout) + ")");
+    f.number = comm::kCommMalformedReply;
+    EXPECT_NE(f.Text().find("Unable to successfully query measurement."), std::string::npos);
+}
+
+}  // namespace
+}  // namespace vesk::gui

@@ -1,0 +1,168 @@
+// A download that meets a dropped link, an early end, an unwritable folder or a full disk
+// tells the user clearly and loses nothing it received.
+#include <algorithm>
+
+#include "tests/logging/LoggingFixture.h"
+#include "vesk4710/support/modStrings.h"
+
+namespace vesk::test {
+namespace {
+
+using DownloadFailure = LoggingTest;
+
+std::string ThreeReadings() {
+    return CrJoined(
+        {Reading(1, 1, "A", "1.25"), Reading(2, 1, "A", "2.5"), Reading(3, 2, "B", "3.75")});
+}
+
+bool Contains(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
+TEST_F(DownloadFailure, DroppedLinkIsReportedAndTheObjectStaysUsable) {
+    const int32_t dropped = kObjectErrorBase + 12;
+    comm().Reply(280, "0,3");
+    comm().Fail(278, AutomationError(dropped, "The link was lost", "Communications - Transfer"));
+    EXPECT_FALSE(Download());
+
+    ASSERT_EQ(host->ui.boxes.size(), 1u);
+    const auto& box = host->ui.boxes[0];
+    EXPECT_EQ(box.style, 16);
+    EXPECT_EQ(box.caption, "Vesk Scientific");
+    EXPECT_TRUE(Contains(box.prompt, LoadResString(239))) << box.prompt;
+    EXPECT_TRUE(Contains(box.prompt, "The link was lost")) << box.prompt;
+    EXPECT_TRUE(Contains(box.prompt, "(Communications - Transfer)")) << box.prompt;
+    EXPECT_EQ(Trace().back(), "Error: " + std::to_string(dropped) +
+                                  " - The link was lost[Source: Communications - Transfer");
+    EXPECT_EQ(comm().SerialPort().linkMode, 2);
+    EXPECT_TRUE(DownloadedNames().empty());
+    EXPECT_FALSE(prompt);
+
+    // The next download works.
+    ScriptLog(3, ThreeReadings());
+    EXPECT_TRUE(Download());
+    ASSERT_EQ(DownloadedNames().size(), 1u);
+    EXPECT_EQ(Rows(DownloadedNames()[0]).size(), 3u);
+}
+
+TEST_F(DownloadFailure, EarlyEndWritesWhatArrivedAndSaysSo) {
+    // The link died inside the third line.
+    const std::string partial =
+        CrJoined({Reading(1, 1, "A", "1.25"), Reading(2, 1, "A", "2.5"), "3,2024/03/07,12:0"});
+    ScriptLog(10, partial, true);
+    EXPECT_FALSE(Download());
+
+    EXPECT_EQ(Raw(), partial);
+    ASSERT_EQ(DownloadedNames().size(), 1u);
+    EXPECT_EQ(Rows(DownloadedNames()[0]).size(), 2u);
+    ASSERT_EQ(host->ui.boxes.size(), 1u);
+    const std::string& text = host->ui.boxes[0].prompt;
+    EXPECT_TRUE(Contains(text, LoadResString(239))) << text;
+    EXPECT_TRUE(Contains(text, "ended early")) << text;
+    EXPECT_TRUE(Contains(text, TempPath(kRawFileName))) << text;
+    // The user still gets the list of what was written.
+    EXPECT_EQ(host->ui.dialogsShown, std::vector<std::string>{"frmShowFiles"});
+    EXPECT_TRUE(prompt);
+
+    ScriptLog(10, partial, true);
+    DownloadRequest request;
+    const DownloadResult result = DownloadLogFiles(*instrument, request);
+    EXPECT_EQ(result.outcome, DownloadOutcome::EndedEarly);
+    EXPECT_EQ(result.readings, 2);
+    EXPECT_EQ(result.skipped, 1);
+    EXPECT_TRUE(Contains(result.message, result.rawPath));
+}
+
+TEST_F(DownloadFailure, UnwritableDownloadFolderKeepsTheRawTransfer) {
+    host->files.WriteFile(host->files.Root() + "/blocker", "x");
+    host->registry->values["DownloadFolder"] = host->files.Root() + "/blocker/downloads";
+    ScriptLog(3, ThreeReadings());
+    EXPECT_FALSE(Download(DOWNLOAD_MULTIPLE_FILES));
+
+    EXPECT_EQ(Raw(), ThreeReadings());
+    ASSERT_EQ(host->ui.boxes.size(), 1u);
+    const std::string& text = host->ui.boxes[0].prompt;
+    EXPECT_TRUE(Contains(text, LoadResString(249))) << text;
+    EXPECT_TRUE(Contains(text, host->files.Root() + "/blocker/downloads")) << text;
+    EXPECT_TRUE(Contains(text, "the received data is kept in '" + TempPath(kRawFileName) + "'"))
+        << text;
+    EXPECT_TRUE(host->ui.dialogsShown.empty());
+    auto trace = Trace();
+    EXPECT_EQ(trace.back().rfind("Error: ", 0), 0u) << trace.back();
+
+    // Non-interactive callers get the same error as an exception.
+    ScriptLog(3, ThreeReadings());
+    try {
+        DownloadLogFiles(*instrument, DownloadRequest{});
+        ADD_FAILURE();
+    } catch (const AutomationError& e) {
+        EXPECT_EQ(e.Number(), kErrDownloadFolder);
+        EXPECT_TRUE(Contains(e.Description(), TempPath(kRawFileName)));
+    }
+    EXPECT_EQ(Raw(), ThreeReadings());
+}
+
+TEST_F(DownloadFailure, FullDiskWhileWritingReadingsKeepsTheRawTransfer) {
+    ScriptLog(3, ThreeReadings());
+    // The disk fills up once parsing has begun (after the raw copy was made).
+    host->ui.onEvents = [this] {
+        if (!host->files.diskCapacity) {
+            host->files.diskCapacity = host->files.bytesWritten;
+        }
+    };
+    EXPECT_FALSE(Download());
+    EXPECT_EQ(Raw(), ThreeReadings());
+    ASSERT_EQ(host->ui.boxes.size(), 1u);
+    const std::string& text = host->ui.boxes[0].prompt;
+    EXPECT_TRUE(Contains(text, LoadResString(239))) << text;
+    EXPECT_TRUE(Contains(text, "Error: " + std::to_string(kErrDiskFull))) << text;
+    EXPECT_TRUE(Contains(text, TempPath(kRawFileName))) << text;
+    EXPECT_TRUE(host->ui.dialogsShown.empty());
+    EXPECT_EQ(comm().SerialPort().linkMode, 2);
+}
+
+TEST_F(DownloadFailure, FailedRawCopyStillWritesTheReadings) {
+    // A folder where the raw file should be: the copy fails, the readings are still in memory.
+    std::filesystem::create_directories(TempPath(kRawFileName));
+    ScriptLog(3, ThreeReadings());
+    EXPECT_TRUE(Download());
+    ASSERT_EQ(host->ui.boxes.size(), 1u);
+    EXPECT_EQ(host->ui.boxes[0].caption, "Download Logged Data");
+    EXPECT_TRUE(Contains(host->ui.boxes[0].prompt,
+                         "attempting to write the downloaded data to a temporary file (" +
+                             TempPath(kRawFileName) + ")"))
+        << host->ui.boxes[0].prompt;
+    ASSERT_EQ(DownloadedNames().size(), 1u);
+    EXPECT_EQ(Rows(DownloadedNames()[0]).size(), 3u);
+
+    std::filesystem::remove_all(downloads);
+    ScriptLog(3, ThreeReadings());
+    const DownloadResult result = DownloadLogFiles(*instrument, DownloadRequest{});
+    EXPECT_FALSE(result.rawFileError.empty());
+    EXPECT_EQ(result.readings, 3);
+}
+
+TEST_F(DownloadFailure, DeclinedOverwriteWritesNothingAndSaysNothingMore) {
+    // Same label, same second: the second multiple-file download finds the first one's files.
+    instrument->Serial("S");
+    ScriptLog(3, ThreeReadings());
+    DownloadRequest request;
+    request.opt = DOWNLOAD_MULTIPLE_FILES;
+    DownloadResult first = DownloadLogFiles(*instrument, request);
+    ASSERT_EQ(first.files.size(), 2u);
+    ScriptLog(3, ThreeReadings());
+    host->ui.answers = {kAnsNo, kAnsNo};
+    DownloadResult second = DownloadLogFiles(*instrument, request);
+    if (second.files.size() == 2u) {
+        GTEST_SKIP() << "the clock moved on to the next second";
+    }
+    EXPECT_TRUE(second.files.empty());
+    EXPECT_EQ(second.readings, 0);
+    ASSERT_EQ(host->ui.boxes.size(), 2u);
+    EXPECT_EQ(host->ui.boxes[0].style, 36);
+    EXPECT_EQ(DownloadedNames().size(), 2u);
+    EXPECT_EQ(Rows(first.files[0]->FileName()).size(), 2u);
+}
+
+}  // namespace
+}  // namespace vesk::test

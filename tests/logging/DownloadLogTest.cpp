@@ -1,0 +1,353 @@
+// The logged-data download: requests, trace, temporary files, splitting and output files.
+#include <algorithm>
+
+#include "tests/logging/LoggingFixture.h"
+#include "vesk4710/dialogs/frmShowFiles.h"
+#include "vesk4710/support/modStrings.h"
+
+namespace vesk::test {
+namespace {
+
+using DownloadLogTest = LoggingTest;
+
+const std::string kLine1 = Reading(1, 1, "RUNA", "25.125");
+const std::string kLine2 = Reading(2, 1, "RUNA", "-3.5", "F", 2);
+
+TEST_F(DownloadLogTest, SingleFileTraceFollowsEveryStep) {
+    ScriptLog(2, CrJoined({kLine1, kLine2}));
+    ASSERT_TRUE(Download());
+
+    const std::vector<std::string> expected = {
+        "Preparing to download data from 4710...",
+        "Initializing communications...",
+        "Querying log status...",
+        "Count: 2",
+        "Downloading data...",
+        "Writing downloaded data to temp file...",
+        "Preparing to parse downloaded data...",
+        "Lines to parse: 2",
+        "Creating single file...",
+        "Preparing single file...",
+        "Parsing line 1...",
+        // The line keeps its carriage return, so the field splitter ends it with an empty piece.
+        "Fields: 9",
+        "Field 1 of 9: 1",
+        "Field 2 of 9: 2024/03/07",
+        "Field 3 of 9: 12:00:01",
+        "Field 4 of 9: 1",
+        "Field 5 of 9: 1",
+        "Field 6 of 9: RUNA",
+        "Field 7 of 9: 25.125",
+        "Field 8 of 9: C",
+        "Field 9 of 9: ",
+        "Updating file...",
+        "Parsing line 2...",
+        "Fields: 8",
+        "Field 1 of 8: 2",
+        "Field 2 of 8: 2024/03/07",
+        "Field 3 of 8: 12:00:02",
+        "Field 4 of 8: 2",
+        "Field 5 of 8: 1",
+        "Field 6 of 8: RUNA",
+        "Field 7 of 8: -3.5",
+        "Field 8 of 8: F",
+        "Updating file...",
+        "Closing file...",
+        "Download finished...",
+    };
+    EXPECT_EQ(Trace(), expected);
+    EXPECT_EQ(comm().Requests(), (std::vector<std::string>{"Read 280", "Transfer 278 2"}));
+    // The link leaves session mode for the transfer only.
+    auto at = [&](const std::string& entry) {
+        return std::find(comm().log.begin(), comm().log.end(), entry) - comm().log.begin();
+    };
+    EXPECT_LT(at("Port.LinkMode=0"), at("Transfer 278 2"));
+    EXPECT_GT(at("Port.LinkMode=2"), at("Transfer 278 2"));
+    EXPECT_EQ(comm().SerialPort().linkMode, 2);
+
+    EXPECT_EQ(Raw(), CrJoined({kLine1, kLine2}));
+    auto names = DownloadedNames();
+    ASSERT_EQ(names.size(), 1u);
+    EXPECT_EQ(names[0].rfind("4710_demand_all_", 0), 0u) << names[0];
+    EXPECT_EQ(Rows(names[0]), (std::vector<std::string>{"2024-03-07,12:00:01,1,RUNA,25.13,C",
+                                                        "2024-03-07,12:00:02,2,RUNA,-3.50,F"}));
+    EXPECT_TRUE(prompt);
+    EXPECT_EQ(host->ui.doEvents, 2);
+    EXPECT_TRUE(host->ui.boxes.empty()) << Prompts().front();
+}
+
+TEST_F(DownloadLogTest, HeaderNamesInstrumentLogLabelAndTime) {
+    instrument->Serial("SN-1234");
+    ScriptLog(1, kLine1);
+    ASSERT_TRUE(Download(DOWNLOAD_SINGLE_FILE, 3));
+    auto names = DownloadedNames();
+    ASSERT_EQ(names.size(), 1u);
+    EXPECT_EQ(names[0].rfind("4710_demand_label-RUNA_", 0), 0u) << names[0];
+    auto text = SplitLines(host->files.ReadFile(downloads + "/" + names[0]));
+    ASSERT_GE(text.size(), 8u);
+    EXPECT_EQ(text[0], "Model,4710");
+    EXPECT_EQ(text[1], "Serial,SN-1234");
+    EXPECT_EQ(text[2], "Log,demand");
+    EXPECT_EQ(text[3], "Label,RUNA");
+    ASSERT_EQ(text[4].rfind("Downloaded,", 0), 0u);
+    EXPECT_TRUE(Date::ParseIso(text[4].substr(11)).has_value()) << text[4];
+    EXPECT_EQ(text[5], "");
+    EXPECT_EQ(text[6], kOutputColumns);
+}
+
+TEST_F(DownloadLogTest, LabelNumberChoosesTheRequest) {
+    ScriptLog(1, kLine1);
+    ASSERT_TRUE(Download(DOWNLOAD_SINGLE_FILE, 0));
+    ScriptLog(7, kLine1);
+    ASSERT_TRUE(Download(DOWNLOAD_SINGLE_FILE, 12));
+    EXPECT_EQ(comm().Requests(), (std::vector<std::string>{"Read 280", "Transfer 278 1", "Read 280",
+                                                           "Transfer 279 7 value=12"}));
+    // 278 carries no value at all.
+    EXPECT_TRUE(comm().requestParams[1].empty());
+}
+
+TEST_F(DownloadLogTest, DecimalsChooseTheReadingFormat) {
+    EXPECT_EQ(ReadingFormat(0), "###0");
+    EXPECT_EQ(ReadingFormat(2), "###0.00");
+    EXPECT_EQ(ReadingFormat(3), "###0.000");
+    EXPECT_EQ(ReadingFormat(-1), "");
+
+    struct Case {
+        int16_t decimals;
+        std::string value;
+    };
+    for (const Case& c :
+         {Case{0, "25"}, Case{2, "25.13"}, Case{4, "25.1250"}, Case{-1, "25.125"}}) {
+        SCOPED_TRACE(c.decimals);
+        std::filesystem::remove_all(downloads);
+        ScriptLog(1, Reading(1, 1, "L", "25.125"));
+        ASSERT_TRUE(Download(DOWNLOAD_SINGLE_FILE, 0, c.decimals));
+        auto names = DownloadedNames();
+        ASSERT_EQ(names.size(), 1u);
+        EXPECT_EQ(Rows(names[0]),
+                  std::vector<std::string>{"2024-03-07,12:00:01,1,L," + c.value + ",C"});
+    }
+}
+
+TEST_F(DownloadLogTest, NoReadingsEndsAtMessage337WithoutATransfer) {
+    const std::vector<std::string> expected = {
+        "Preparing to download data from 4710...", "Initializing communications...",
+        "Querying log status...", "Count: 0", "Download finished..."};
+    // An empty demand log, a status that cannot be read, and the automatic log (no count).
+    comm().Reply(280, "500,0");
+    EXPECT_TRUE(Download());
+    EXPECT_EQ(Trace(), expected);
+
+    comm().Fail(280, AutomationError(kObjectErrorBase + 5, "No reply"));
+    EXPECT_TRUE(Download());
+    auto trace = Trace();
+    ASSERT_EQ(trace.size(), 6u);
+    EXPECT_EQ(trace[3], "Error: " + std::to_string(kObjectErrorBase + 5) +
+                            " - No reply[Source: CVesk4710 - QueryDemandLogStatus");
+
+    EXPECT_TRUE(Download(DOWNLOAD_SINGLE_FILE, 0, 2, DOWNLOAD_AUTO_LOG));
+    EXPECT_EQ(Trace(), expected);
+
+    EXPECT_EQ(comm().Requests(), (std::vector<std::string>{"Read 280", "Read 280"}));
+    ASSERT_EQ(host->ui.boxes.size(), 3u);
+    for (const auto& box : host->ui.boxes) {
+        EXPECT_EQ(box.prompt, LoadResString(337));
+        EXPECT_EQ(box.caption, "Vesk Scientific");
+    }
+    EXPECT_TRUE(DownloadedNames().empty());
+    EXPECT_FALSE(prompt);
+    EXPECT_TRUE(host->ui.dialogsShown.empty());
+}
+
+TEST_F(DownloadLogTest, EmptyEarlyEndedTransferEndsAtMessage290) {
+    host->files.WriteFile(TempPath(kRawFileName), "stale data from before");
+    ScriptLog(5, "", true);
+    EXPECT_TRUE(Download(DOWNLOAD_SINGLE_FILE, 4));
+    ASSERT_EQ(Prompts(), std::vector<std::string>{LoadResString(290)});
+    EXPECT_TRUE(std::filesystem::exists(TempPath(kRawFileName)));
+    EXPECT_EQ(Raw(), "");
+    auto trace = Trace();
+    ASSERT_GE(trace.size(), 2u);
+    EXPECT_EQ(trace[trace.size() - 2], "Download aborted...");
+    EXPECT_EQ(trace.back(), "Download finished...");
+    EXPECT_TRUE(DownloadedNames().empty());
+}
+
+TEST_F(DownloadLogTest, LoneCarriageReturnsSplitReadingsAndBlankLinesAreSkipped) {
+    // Leading, doubled and trailing separators: 7 lines of which 3 hold readings.
+    const std::string reply = "\r" + Reading(1, 1, "A", "1") + "\r\r" + Reading(2, 1, "A", "2") +
+                              "\r\r" + Reading(3, 1, "A", "3") + "\r";
+    ScriptLog(3, reply);
+    ASSERT_TRUE(Download(DOWNLOAD_SINGLE_FILE, 0, 0));
+    auto trace = Trace();
+    EXPECT_NE(std::find(trace.begin(), trace.end(), "Lines to parse: 7"), trace.end());
+    EXPECT_EQ(std::count_if(trace.begin(), trace.end(),
+                            [](const std::string& l) { return l.rfind("Parsing line ", 0) == 0; }),
+              3);
+    for (const char* parsed : {"Parsing line 2...", "Parsing line 4...", "Parsing line 6..."}) {
+        EXPECT_NE(std::find(trace.begin(), trace.end(), parsed), trace.end()) << parsed;
+    }
+    auto names = DownloadedNames();
+    ASSERT_EQ(names.size(), 1u);
+    EXPECT_EQ(Rows(names[0]).size(), 3u);
+    EXPECT_EQ(host->ui.doEvents, 7);
+    EXPECT_EQ(Raw(), reply);
+}
+
+TEST_F(DownloadLogTest, MultipleFilesGetOneFilePerLabel) {
+    ScriptLog(5, CrJoined({Reading(1, 1, "ALPHA", "1.5"), Reading(2, 2, "BETA", "2.5"),
+                           Reading(3, 1, "ALPHA", "3.5"), Reading(4, 3, "GAMMA", "4.5"),
+                           Reading(5, 2, "BETA", "5.5")}));
+    std::vector<std::string> listed;
+    host->ui.onShowModal = [&](IDialogLogic& d) {
+        if (auto* files = dynamic_cast<frmShowFiles*>(&d)) {
+            for (const auto& f : files->Files()) {
+                listed.push_back(f->FileName());
+            }
+        }
+        return true;
+    };
+    ASSERT_TRUE(Download(DOWNLOAD_MULTIPLE_FILES, 0, 1));
+
+    auto names = DownloadedNames();
+    ASSERT_EQ(names.size(), 3u);
+    auto named = [&](const std::string& label) {
+        auto it = std::find_if(names.begin(), names.end(), [&](const std::string& n) {
+            return n.find("_label-" + label + "_") != std::string::npos;
+        });
+        return it == names.end() ? std::string() : *it;
+    };
+    EXPECT_EQ(Rows(named("ALPHA")),
+              (std::vector<std::string>{"2024-03-07,12:00:01,1,ALPHA,1.5,C",
+                                        "2024-03-07,12:00:03,1,ALPHA,3.5,C"}));
+    EXPECT_EQ(Rows(named("BETA")), (std::vector<std::string>{"2024-03-07,12:00:02,1,BETA,2.5,C",
+                                                             "2024-03-07,12:00:05,1,BETA,5.5,C"}));
+    EXPECT_EQ(Rows(named("GAMMA")).size(), 1u);
+    // The files dialog lists them in the order they were made.
+    EXPECT_EQ(listed, (std::vector<std::string>{named("ALPHA"), named("BETA"), named("GAMMA")}));
+
+    auto trace = Trace();
+    auto count = [&](const std::string& line) {
+        return std::count(trace.begin(), trace.end(), line);
+    };
+    EXPECT_EQ(count("Creating multiple files..."), 1);
+    EXPECT_EQ(count("Creating new file..."), 3);
+    EXPECT_EQ(count("Preparing new file..."), 3);
+    EXPECT_EQ(count("Determining file index to write to..."), 5);
+    EXPECT_EQ(count("Writing to file 1..."), 2);
+    EXPECT_EQ(count("Writing to file 2..."), 2);
+    EXPECT_EQ(count("Writing to file 3..."), 1);
+    EXPECT_EQ(count("Updating file..."), 5);
+    EXPECT_EQ(count("Closing all files..."), 1);
+    EXPECT_EQ(trace.back(), "Download finished...");
+    // The first line's file is chosen before anything is written to it.
+    auto first = std::find(trace.begin(), trace.end(), "Parsing line 1...");
+    EXPECT_EQ(std::find(first, trace.end(), "Creating new file..."),
+              std::find(first, trace.end(), "Determining file index to write to...") + 1);
+}
+
+TEST_F(DownloadLogTest, HostileLabelsStayInTheDownloadFolder) {
+    const std::vector<std::string> labels = {"../../escape", "/etc/x", "..",
+                                             "=1+2",         "a\x01b", std::string(200, 'L')};
+    std::vector<std::string> replyLines;
+    for (size_t i = 0; i < labels.size(); ++i) {
+        replyLines.push_back(
+            Reading(static_cast<int>(i) + 1, static_cast<int>(i) + 1, labels[i], "1"));
+    }
+    ScriptLog(static_cast<int>(labels.size()), CrJoined(replyLines));
+    ASSERT_TRUE(Download(DOWNLOAD_MULTIPLE_FILES, 0, 0));
+    auto names = DownloadedNames();
+    ASSERT_EQ(names.size(), labels.size());
+    // Nothing was written anywhere else: the fake's root holds only its own folders.
+    for (const auto& e : std::filesystem::recursive_directory_iterator(host->files.Root())) {
+        if (e.is_regular_file()) {
+            const std::string parent = e.path().parent_path().string();
+            EXPECT_TRUE(parent == downloads || parent == host->files.Root() + "/temp") << e.path();
+        }
+    }
+    bool guarded = false;
+    for (const auto& name : names) {
+        auto rows = Rows(name);
+        ASSERT_EQ(rows.size(), 1u) << name;
+        guarded = guarded || rows[0].find(",\"'=1+2\",") != std::string::npos;
+    }
+    EXPECT_TRUE(guarded);
+}
+
+TEST_F(DownloadLogTest, GarbledLinesAreTracedSkippedAndKeptRaw) {
+    const std::string junk(100000, 'x');
+    const std::string reply =
+        CrJoined({Reading(1, 1, "A", "1"), junk, "1,2,3", Reading(2, 1, "A", "2")});
+    ScriptLog(4, reply);
+    ASSERT_TRUE(Download(DOWNLOAD_SINGLE_FILE, 0, 0));
+    EXPECT_EQ(Rows(DownloadedNames().at(0)).size(), 2u);
+    EXPECT_EQ(Raw(), reply);
+    auto trace = Trace();
+    EXPECT_NE(std::find(trace.begin(), trace.end(), "Field 1 of 2: " + junk), trace.end());
+    EXPECT_NE(std::find(trace.begin(), trace.end(), "Line 3 is not a reading; skipped..."),
+              trace.end());
+    EXPECT_EQ(trace.back(), "Download finished...");
+}
+
+TEST_F(DownloadLogTest, SecondDownloadReplacesTheTemporaryFiles) {
+    ScriptLog(2, CrJoined({kLine1, kLine2}));
+    ASSERT_TRUE(Download());
+    const auto firstTrace = Trace();
+    ScriptLog(1, Reading(9, 2, "OTHER", "1"));
+    ASSERT_TRUE(Download(DOWNLOAD_SINGLE_FILE, 2));
+    EXPECT_EQ(Raw(), Reading(9, 2, "OTHER", "1"));
+    auto trace = Trace();
+    EXPECT_EQ(std::count(trace.begin(), trace.end(), "Preparing to download data from 4710..."), 1);
+    EXPECT_NE(std::find(trace.begin(), trace.end(), "Count: 1"), trace.end());
+    EXPECT_EQ(std::find(trace.begin(), trace.end(), "Count: 2"), trace.end());
+    EXPECT_LT(trace.size(), firstTrace.size());
+}
+
+TEST_F(DownloadLogTest, ProgressShowsParsingAndCancelKeepsWhatWasWritten) {
+    std::vector<std::string> many;
+    for (int i = 1; i <= 300; ++i) {
+        many.push_back(Reading(i, 1, "L", std::to_string(i)));
+    }
+    ScriptLog(300, CrJoined(many));
+    host->ui.cancelAtStep = 1;  // the second check (after 6 lines) says cancel
+    ASSERT_TRUE(Download(DOWNLOAD_SINGLE_FILE, 0, 0));
+    ASSERT_FALSE(host->ui.progressLog.empty());
+    EXPECT_EQ(host->ui.progressLog.front(), "Status " + LoadResString(248) + " 0");
+    auto names = DownloadedNames();
+    ASSERT_EQ(names.size(), 1u);
+    EXPECT_EQ(Rows(names[0]).size(), 6u);
+    EXPECT_EQ(Raw(), CrJoined(many));
+}
+
+TEST_F(DownloadLogTest, NonInteractiveDownloadListsItsFilesAndShowsNothing) {
+    ScriptLog(3, CrJoined({Reading(1, 1, "A", "1"), Reading(2, 2, "B", "2"), "garbled,line"}));
+    DownloadRequest request;
+    request.opt = DOWNLOAD_MULTIPLE_FILES;
+    request.decimals = 3;
+    DownloadResult result = DownloadLogFiles(*instrument, request);
+    EXPECT_EQ(result.outcome, DownloadOutcome::Written);
+    ASSERT_EQ(result.files.size(), 2u);
+    EXPECT_EQ(result.count, 3);
+    EXPECT_EQ(result.lines, 3);
+    EXPECT_EQ(result.readings, 2);
+    EXPECT_EQ(result.skipped, 1);
+    EXPECT_EQ(result.rawPath, TempPath(kRawFileName));
+    for (const auto& f : result.files) {
+        EXPECT_EQ(f->Folder(), downloads);
+        EXPECT_TRUE(std::filesystem::exists(downloads + "/" + f->FileName()));
+    }
+    EXPECT_EQ(Rows(result.files[1]->FileName()),
+              std::vector<std::string>{"2024-03-07,12:00:02,1,B,2.000,C"});
+    EXPECT_TRUE(host->ui.boxes.empty());
+    EXPECT_TRUE(host->ui.dialogsShown.empty());
+
+    comm().Reply(280, "0,0");
+    result = DownloadLogFiles(*instrument, request);
+    EXPECT_EQ(result.outcome, DownloadOutcome::NoReadings);
+    EXPECT_EQ(result.message, LoadResString(337));
+    EXPECT_TRUE(result.files.empty());
+    EXPECT_TRUE(host->ui.boxes.empty());
+}
+
+}  // namespace
+}  // namespace vesk::test

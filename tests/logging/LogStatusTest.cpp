@@ -1,0 +1,143 @@
+// Demand-log status, log clearing and the logging label.
+#include <functional>
+
+#include "tests/logging/LoggingFixture.h"
+#include "vesk4710/support/modHelp.h"
+
+namespace vesk::test {
+namespace {
+
+using LogStatus = LoggingTest;
+
+TEST_F(LogStatus, StatusReplyGivesPointsAndCount) {
+    struct Case {
+        const char* reply;
+        int16_t points;
+        int16_t count;
+    };
+    const Case cases[] = {
+        {"120,30", 150, 30}, {"0,0", 0, 0},         {"500", 0, 0},         {"", 0, 0},
+        {"abc,def", 0, 0},   {" 12 , 7 ", 19, 7},   {"100,20,5", 120, 20}, {"2.6,1.5", 5, 2},
+        {"-5,10", 5, 10},    {"32767,0", 32767, 0}, {",9", 9, 9},          {"9,", 9, 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.reply);
+        instrument->DemandLogCount(int16_t{77});
+        comm().Reply(280, c.reply);
+        comm().log.clear();
+        ASSERT_TRUE(instrument->QueryDemandLogStatus());
+        EXPECT_EQ(instrument->DemandLogPoints(), c.points);
+        EXPECT_EQ(instrument->DemandLogCount(), c.count);
+        EXPECT_EQ(comm().log, (std::vector<std::string>{"ClearAll", "Read 280"}));
+    }
+}
+
+TEST_F(LogStatus, OverflowingStatusIsAnErrorAndKeepsTheOldValues) {
+    comm().Reply(280, "400,100");
+    ASSERT_TRUE(instrument->QueryDemandLogStatus());
+    instrument->DVCICommError(4711);
+    for (const char* reply : {"32000,1000", "40000,1", "1,40000", "-32768,-1"}) {
+        SCOPED_TRACE(reply);
+        comm().Reply(280, reply);
+        try {
+            instrument->QueryDemandLogStatus();
+            ADD_FAILURE() << "no overflow";
+        } catch (const AutomationError& e) {
+            EXPECT_EQ(e.Number(), kErrOverflow);
+            EXPECT_EQ(e.Source(), "CVesk4710 - QueryDemandLogStatus");
+            EXPECT_EQ(e.HelpContext(), 4711);
+        }
+        EXPECT_EQ(instrument->DemandLogPoints(), 500);
+        EXPECT_EQ(instrument->DemandLogCount(), 100);
+    }
+}
+
+TEST_F(LogStatus, LabelComesBackUnchanged) {
+    for (const char* reply : {"RUN A", "  spaced  ", "MiXeD cAsE", "", "a,b\tc"}) {
+        comm().Reply(285, reply);
+        std::string label = "old";
+        ASSERT_TRUE(instrument->QueryLoggingLabel(label));
+        EXPECT_EQ(label, reply);
+    }
+    EXPECT_EQ(comm().Requests(), std::vector<std::string>(5, "Read 285"));
+}
+
+TEST_F(LogStatus, WritesCarryTheirValues) {
+    ASSERT_TRUE(instrument->UpdateLoggingLabel("New Label That Is Long"));
+    EXPECT_EQ(comm().log,
+              (std::vector<std::string>{"ClearAll", "Value=New Label That Is Long", "Write 286"}));
+
+    comm().log.clear();
+    ASSERT_TRUE(instrument->ClearAutoLog());
+    EXPECT_EQ(comm().log, (std::vector<std::string>{"ClearAll", "Value=0", "Write 283"}));
+
+    comm().log.clear();
+    ASSERT_TRUE(instrument->ClearDemandLog());
+    EXPECT_EQ(comm().log, (std::vector<std::string>{"ClearAll", "Write 284"}));
+    EXPECT_TRUE(comm().requestParams.back().empty());
+}
+
+TEST_F(LogStatus, FailuresRaiseWithTheMemberAsSource) {
+    HelpFile("/opt/vesk/help.chm");
+    instrument->DVCICommError(321);
+    const int32_t commError = kObjectErrorBase + 3;
+    struct Case {
+        int32_t id;
+        const char* source;
+        std::function<void()> call;
+    };
+    std::string label = "kept";
+    const Case cases[] = {
+        {280, "CVesk4710 - QueryDemandLogStatus", [&] { instrument->QueryDemandLogStatus(); }},
+        {285, "CVesk4710 - QueryLoggingLabel()", [&] { instrument->QueryLoggingLabel(label); }},
+        {286, "CVesk4710 - UpdateLoggingLabel", [&] { instrument->UpdateLoggingLabel("x"); }},
+        {283, "CVesk4710 - ClearAutoLog", [&] { instrument->ClearAutoLog(); }},
+        {284, "CVesk4710 - ClearDemandLog", [&] { instrument->ClearDemandLog(); }},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.source);
+        comm().Fail(c.id, AutomationError(commError, "Time-out waiting for the reply", "comm"));
+        try {
+            c.call();
+            ADD_FAILURE() << "no error";
+        } catch (const AutomationError& e) {
+            EXPECT_EQ(e.Number(), commError);
+            EXPECT_EQ(e.Description(), "Time-out waiting for the reply");
+            EXPECT_EQ(e.Source(), c.source);
+            EXPECT_EQ(e.HelpFile(), "/opt/vesk/help.chm");
+            EXPECT_EQ(e.HelpContext(), 321);
+        }
+        // The object stays usable.
+        comm().Reply(285, "again");
+        std::string after;
+        EXPECT_TRUE(instrument->QueryLoggingLabel(after));
+        EXPECT_EQ(after, "again");
+    }
+    EXPECT_EQ(label, "kept");
+    HelpFile("");
+}
+
+TEST_F(LogStatus, NoSessionIsAnErrorNotACrash) {
+    auto fresh = CVesk4710::Create(host);
+    EXPECT_THROW(fresh->QueryDemandLogStatus(), AutomationError);
+    EXPECT_THROW(fresh->ClearDemandLog(), AutomationError);
+    ASSERT_TRUE(fresh->InitializeCommunications());
+    comm().Reply(280, "1,2");
+    EXPECT_TRUE(fresh->QueryDemandLogStatus());
+    EXPECT_EQ(fresh->DemandLogPoints(), 3);
+}
+
+TEST_F(LogStatus, DownloadOptionsDialogIsOpenedWithTheInstrument) {
+    std::string name;
+    host->ui.onShowModal = [&](IDialogLogic& d) {
+        name = d.DialogName();
+        return false;
+    };
+    EXPECT_TRUE(instrument->DownloadLoggedData());
+    EXPECT_EQ(name, "frm4710Download");
+    EXPECT_EQ(host->ui.dialogsShown, std::vector<std::string>{"frm4710Download"});
+    EXPECT_TRUE(comm().Requests().empty());
+}
+
+}  // namespace
+}  // namespace vesk::test

@@ -1,0 +1,122 @@
+#pragma once
+// An instrument on the recording fake with the real text splitter and output files, and
+// helpers to script log transfers and read what a download left behind.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "components/outputfile/OutputFile.h"
+#include "components/splitter/TextSplitter.h"
+#include "tests/testsupport/Fakes.h"
+#include "vesk4710/core/CVesk4710.h"
+#include "vesk4710/logging/LogDownload.h"
+
+namespace vesk::test {
+
+// One transfer line as the instrument sends it.
+inline std::string Reading(int seq, int labelNumber, const std::string& label,
+                           const std::string& value, const std::string& unit = "C",
+                           int channel = 1) {
+    return std::to_string(seq) + ",2024/03/07,12:00:" + (seq < 10 ? "0" : "") +
+           std::to_string(seq % 60) + "," + std::to_string(channel) + "," +
+           std::to_string(labelNumber) + "," + label + "," + value + "," + unit;
+}
+
+// Lines joined by lone carriage returns, as the transfer delivers them.
+inline std::string CrJoined(const std::vector<std::string>& lines) {
+    std::string out;
+    for (size_t i = 0; i < lines.size(); ++i) {
+        out += lines[i];
+        if (i + 1 < lines.size()) {
+            out += '\r';
+        }
+    }
+    return out;
+}
+
+inline std::vector<std::string> SplitLines(const std::string& text) {
+    std::vector<std::string> out;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) {
+        out.push_back(line);
+    }
+    return out;
+}
+
+class LoggingTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        host = std::make_shared<FakeHost>();
+        host->splitterFactory = [] { return TextSplitter::Create(); };
+        FakeHost* h = host.get();
+        host->outputFileFactory = [h] { return OutputFile::Create(h->registry, h->ui, h->files); };
+        instrument = CVesk4710::Create(host);
+        instrument->SetRegistry(host->registry);
+        ASSERT_TRUE(instrument->InitializeCommunications());
+        downloads = host->files.Root() + "/downloads";
+        host->registry->values["DownloadFolder"] = downloads;
+        lines = TextSplitter::Create();
+        fields = TextSplitter::Create();
+        comm().log.clear();
+    }
+
+    FakeCommunications& comm() { return *host->comm; }
+
+    // Scripts a demand log holding count readings and the transfer that follows.
+    void ScriptLog(int count, std::string reply, bool endedEarly = false) {
+        comm().Reply(280, std::to_string(500 - count) + "," + std::to_string(count));
+        comm().TransferReply({std::move(reply), endedEarly});
+    }
+
+    bool Download(E4710DownloadOption opt = DOWNLOAD_SINGLE_FILE, int16_t label = 0,
+                  int16_t decimals = 2, E4710DownloadLogOption log = DOWNLOAD_DEMAND_LOG) {
+        int16_t labelnum = label;
+        prompt = false;
+        return instrument->DownloadLog(*lines, *fields, log, opt, &labelnum, decimals, &prompt);
+    }
+
+    std::string TempPath(const char* name) { return host->files.Root() + "/temp/" + name; }
+    std::vector<std::string> Trace() {
+        return SplitLines(host->files.ReadFile(TempPath(kTraceFileName)));
+    }
+    std::string Raw() { return host->files.ReadFile(TempPath(kRawFileName)); }
+
+    // Files in the download folder, sorted by name.
+    std::vector<std::string> DownloadedNames() {
+        std::vector<std::string> names;
+        std::error_code ec;
+        for (const auto& e : std::filesystem::directory_iterator(downloads, ec)) {
+            names.push_back(e.path().filename().string());
+        }
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+    // Reading rows of a download file (after the header block and the column line).
+    std::vector<std::string> Rows(const std::string& name) {
+        auto all = SplitLines(host->files.ReadFile(downloads + "/" + name));
+        std::vector<std::string> rows;
+        bool body = false;
+        for (const auto& l : all) {
+            if (body) {
+                rows.push_back(l);
+            } else if (l == kOutputColumns) {
+                body = true;
+            }
+        }
+        return rows;
+    }
+    std::vector<std::string> Prompts() { return host->ui.Prompts(); }
+
+    std::shared_ptr<FakeHost> host;
+    std::shared_ptr<CVesk4710> instrument;
+    std::shared_ptr<TextSplitter> lines;
+    std::shared_ptr<TextSplitter> fields;
+    std::string downloads;
+    bool prompt = false;
+};
+
+}  // namespace vesk::test

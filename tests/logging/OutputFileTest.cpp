@@ -1,0 +1,342 @@
+// Download files: where they go, what they are called, what they hold, and viewing and
+// printing through external programs.
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <set>
+
+#include "tests/logging/LoggingFixture.h"
+#include "vesk4710/support/modStrings.h"
+
+namespace vesk::test {
+namespace {
+
+class OutputFileTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        folder = host.files.Root() + "/out";
+        host.registry->values["DownloadFolder"] = folder;
+        file = OutputFile::Create(host.registry, host.ui, host.files);
+        spec.model = "4710";
+        spec.serial = "A1";
+        spec.log = "demand";
+        spec.label = "RUN1";
+        spec.downloadTime = "2024-03-07T12:34:56";
+        spec.valueFormat = "###0.00";
+    }
+
+    // The rows after the column line.
+    std::string Body() {
+        auto all = SplitLines(host.files.ReadFile(file->Path()));
+        auto it = std::find(all.begin(), all.end(), kOutputColumns);
+        if (it == all.end()) {
+            return "<no columns>";
+        }
+        std::string rows;
+        while (++it != all.end()) {
+            rows += *it + "\n";
+        }
+        return rows;
+    }
+
+    void Write(std::vector<std::string_view> fields) { file->WriteReading(fields); }
+
+    FakeHost host;
+    std::string folder;
+    std::shared_ptr<OutputFile> file;
+    OutputFileSpec spec;
+};
+
+TEST_F(OutputFileTest, NameIsBuiltFromModelLogLabelAndTime) {
+    EXPECT_EQ(OutputFile::MakeFileName(spec), "4710_demand_label-RUN1_20240307-123456.csv");
+    spec.label.clear();
+    spec.log = "auto";
+    EXPECT_EQ(OutputFile::MakeFileName(spec), "4710_auto_all_20240307-123456.csv");
+}
+
+TEST_F(OutputFileTest, HostileLabelsNeverLeaveTheFolderAndStayDistinct) {
+    const std::vector<std::string> hostile = {"../../etc/passwd",
+                                              "..",
+                                              ".",
+                                              "a/b",
+                                              "a\\b",
+                                              "a_b",
+                                              "/abs",
+                                              "nul\x01\x1f",
+                                              "\x7f",
+                                              std::string("zero\0byte", 9),
+                                              "caf\xc3\xa9",
+                                              "\xff\xfe",
+                                              std::string(300, 'x'),
+                                              std::string(300, 'x') + "y",
+                                              "-rf",
+                                              "~root",
+                                              "$(reboot)",
+                                              "a b",
+                                              "a\nb",
+                                              "CON"};
+    std::set<std::string> names;
+    for (const auto& label : hostile) {
+        SCOPED_TRACE(label);
+        spec.label = label;
+        const std::string name = OutputFile::MakeFileName(spec);
+        EXPECT_EQ(name.find('/'), std::string::npos);
+        EXPECT_EQ(name.find('\\'), std::string::npos);
+        EXPECT_EQ(name.find(".."), std::string::npos);
+        EXPECT_LE(name.size(), 100u);
+        for (unsigned char c : name) {
+            EXPECT_TRUE(std::isalnum(c) || c == '-' || c == '_' || c == '.') << int(c);
+        }
+        EXPECT_TRUE(names.insert(name).second) << "collides: " << name;
+        // And a file really lands in the folder.
+        ASSERT_TRUE(file->Create(spec));
+        file->Close();
+        EXPECT_EQ(file->Folder(), folder);
+        EXPECT_TRUE(std::filesystem::exists(folder + "/" + name));
+    }
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder),
+                            std::filesystem::directory_iterator()),
+              static_cast<long>(hostile.size()));
+}
+
+TEST_F(OutputFileTest, RowsAreCsvSafe) {
+    spec.label = "=HYPERLINK(\"x\")";
+    ASSERT_TRUE(file->Create(spec));
+    Write({"1", "2024/03/07", "12:00:00", "1", "1", "=cmd|' /C calc'!A0", "25.125", "C"});
+    Write({"2", "2024/03/07", "12:00:01", "2", "2", "a,b \"q\"", "-0.25", "OHM"});
+    Write({"3", "07.03.2024", "12:00:02", "3", "3", "+1", "OVER", "V"});
+    Write({"4", "2024/03/07", "12:00:03", "4", "4", "@x", "-12", "K", "", "extra"});
+    Write({"5", "2024/03/07", "12:00:04", "5", "5", "-L", "1e3", "@U"});
+    Write({"6", "2024/03/07", "12:00:05", "6", "6", "ctl\x01\x7f", " 7.5 ", "C"});
+    file->Close();
+    EXPECT_EQ(Body(),
+              "2024-03-07,12:00:00,1,\"'=cmd|' /C calc'!A0\",25.13,C\n"
+              "2024-03-07,12:00:01,2,\"a,b \"\"q\"\"\",-0.25,OHM\n"
+              "07.03.2024,12:00:02,3,\"'+1\",OVER,V\n"
+              "2024-03-07,12:00:03,4,\"'@x\",-12.00,K\n"
+              "2024-03-07,12:00:04,5,\"'-L\",1000.00,\"'@U\"\n"
+              "2024-03-07,12:00:05,6,ctl  ,7.50,C\n");
+    auto all = SplitLines(host.files.ReadFile(file->Path()));
+    EXPECT_EQ(all[3], "Label,\"'=HYPERLINK(\"\"x\"\")\"");
+    EXPECT_EQ(file->Readings(), 6);
+}
+
+TEST_F(OutputFileTest, ValuesKeepAPeriodAndTheirTextWithoutAFormat) {
+    spec.valueFormat.clear();
+    ASSERT_TRUE(file->Create(spec));
+    Write({"1", "2024/03/07", "12:00:00", "1", "1", "L", "25.125000", "C"});
+    file->Close();
+    EXPECT_EQ(Body(), "2024-03-07,12:00:00,1,L,25.125000,C\n");
+
+    spec.valueFormat = "###0.0";
+    spec.label = "L2";
+    ASSERT_TRUE(file->Create(spec));
+    Write({"1", "2024/03/07", "12:00:00", "1", "1", "L", "1234.56", "C"});
+    file->Close();
+    // Whatever the locale's decimal separator, the comma stays the field separator.
+    EXPECT_EQ(Body(), "2024-03-07,12:00:00,1,L,1234.6,C\n");
+}
+
+TEST_F(OutputFileTest, ShortReadingIsRefused) {
+    ASSERT_TRUE(file->Create(spec));
+    try {
+        Write({"1", "2024/03/07", "12:00:00"});
+        ADD_FAILURE();
+    } catch (const AutomationError& e) {
+        EXPECT_EQ(e.Number(), kErrInvalidProcedureCall);
+    }
+    file->Close();
+    EXPECT_EQ(Body(), "");
+}
+
+TEST_F(OutputFileTest, FolderComesFromSettingsDocumentsOrHome) {
+    EXPECT_EQ(OutputFile::DownloadFolder(host.registry.get(), host.files), folder);
+    host.registry->values["DownloadFolder"] = "~/Data/4710";
+    EXPECT_EQ(OutputFile::DownloadFolder(host.registry.get(), host.files),
+              host.files.Root() + "/home/Data/4710");
+    host.registry->values["DownloadFolder"] = "rel/dir";
+    EXPECT_EQ(OutputFile::DownloadFolder(host.registry.get(), host.files),
+              host.files.Root() + "/home/rel/dir");
+    host.registry->values.erase("DownloadFolder");
+    EXPECT_EQ(OutputFile::DownloadFolder(host.registry.get(), host.files),
+              host.files.Root() + "/documents");
+    EXPECT_EQ(OutputFile::DownloadFolder(nullptr, host.files), host.files.Root() + "/documents");
+    // A documents "folder" that is not one falls back to home.
+    const std::string notAFolder = host.files.Root() + "/plainfile";
+    host.files.WriteFile(notAFolder, "x");
+    host.files.folderOverrides[SpecialFolder::Documents] = notAFolder;
+    EXPECT_EQ(OutputFile::DownloadFolder(host.registry.get(), host.files),
+              host.files.Root() + "/home");
+}
+
+TEST_F(OutputFileTest, MissingFolderIsMadeAndAnImpossibleOneIsAClearError) {
+    host.registry->values["DownloadFolder"] = host.files.Root() + "/new/deeper";
+    ASSERT_TRUE(file->Create(spec));
+    file->Close();
+    EXPECT_EQ(file->Folder(), host.files.Root() + "/new/deeper");
+
+    host.files.WriteFile(host.files.Root() + "/blocker", "x");
+    host.registry->values["DownloadFolder"] = host.files.Root() + "/blocker/sub";
+    try {
+        file->Create(spec);
+        ADD_FAILURE();
+    } catch (const AutomationError& e) {
+        EXPECT_EQ(e.Number(), kErrDownloadFolder);
+        EXPECT_NE(e.Description().find(host.files.Root() + "/blocker/sub"), std::string::npos);
+        EXPECT_EQ(e.Source(), "OutputFile - Create");
+    }
+    host.registry->values["DownloadFolder"] = host.files.Root() + "/blocker";
+    EXPECT_THROW(file->Create(spec), AutomationError);
+}
+
+TEST_F(OutputFileTest, UnwritableFileAndFullDiskNameTheFile) {
+    host.files.failCreate = true;
+    try {
+        file->Create(spec);
+        ADD_FAILURE();
+    } catch (const AutomationError& e) {
+        EXPECT_EQ(e.Number(), kErrPermissionDenied);
+        EXPECT_NE(e.Description().find(OutputFile::MakeFileName(spec)), std::string::npos);
+    }
+    host.files.failCreate = false;
+
+    ASSERT_TRUE(file->Create(spec));
+    host.files.diskCapacity = host.files.bytesWritten + 10;
+    Write({"1", "2024/03/07", "12:00:00", "1", "1", "L", "1", "C"});
+    try {
+        file->Close();
+        ADD_FAILURE();
+    } catch (const AutomationError& e) {
+        EXPECT_EQ(e.Number(), kErrDiskFull);
+        EXPECT_NE(e.Description().find(file->Path()), std::string::npos);
+        EXPECT_EQ(e.Source(), "OutputFile - Close");
+    }
+    // Closed after the failure: a second close is quiet.
+    EXPECT_NO_THROW(file->Close());
+}
+
+TEST_F(OutputFileTest, ExistingFileAsksBeforeOverwriting) {
+    ASSERT_TRUE(file->Create(spec));
+    Write({"1", "2024/03/07", "12:00:00", "1", "1", "L", "1", "C"});
+    file->Close();
+    const std::string path = file->Path();
+    const std::string before = host.files.ReadFile(path);
+
+    host.ui.answers = {kAnsNo};
+    auto second = OutputFile::Create(host.registry, host.ui, host.files);
+    EXPECT_FALSE(second->Create(spec));
+    ASSERT_EQ(host.ui.boxes.size(), 1u);
+    EXPECT_EQ(host.ui.boxes[0].prompt, ReplaceTokens(LoadResString(292), path));
+    EXPECT_EQ(host.ui.boxes[0].style, 36);
+    EXPECT_EQ(host.files.ReadFile(path), before);
+    EXPECT_THROW(second->WriteReading({"1", "2024/03/07", "12:00:00", "1", "1", "L", "1", "C"}),
+                 AutomationError);
+
+    host.ui.answers = {kAnsYes};
+    EXPECT_TRUE(second->Create(spec));
+    second->Close();
+    EXPECT_NE(host.files.ReadFile(path), before);
+}
+
+// Fake viewer and printer programs on PATH that record their arguments.
+class ExternalProgramTest : public OutputFileTest {
+  protected:
+    void SetUp() override {
+        OutputFileTest::SetUp();
+        bin = host.files.Root() + "/bin";
+        std::filesystem::create_directories(bin);
+        record = host.files.Root() + "/args.txt";
+        const char* old = std::getenv("PATH");
+        savedPath = old ? old : "";
+        setenv("PATH", bin.c_str(), 1);
+        spec.label = "a b $(touch pwned);x";
+        ASSERT_TRUE(file->Create(spec));
+        file->Close();
+    }
+    void TearDown() override { setenv("PATH", savedPath.c_str(), 1); }
+
+    void Program(const std::string& name, const std::string& body) {
+        const std::string path = bin + "/" + name;
+        std::ofstream(path) << "#!/bin/sh\nfor a in \"$@\"; do printf '%s\\n' \"$a\" >> '" +
+                                   record + "'; done\n" + body + "\n";
+        chmod(path.c_str(), 0755);
+    }
+    std::vector<std::string> Args() { return SplitLines(host.files.ReadFile(record)); }
+
+    std::string bin, record, savedPath;
+};
+
+TEST_F(ExternalProgramTest, ViewHandsThePathToTheDesktopViewerAsOneArgument) {
+    Program("xdg-open", "exit 0");
+    file->View(true);
+    EXPECT_EQ(Args(), std::vector<std::string>{file->Path()});
+    EXPECT_FALSE(std::filesystem::exists("pwned"));
+    EXPECT_TRUE(host.ui.boxes.empty());
+}
+
+TEST_F(ExternalProgramTest, ViewFailuresAreClear) {
+    try {
+        file->View(true);  // no xdg-open at all
+        ADD_FAILURE();
+    } catch (const AutomationError& e) {
+        EXPECT_EQ(e.Number(), kErrViewFailed);
+        EXPECT_NE(e.Description().find("xdg-open"), std::string::npos);
+    }
+    Program("xdg-open", "echo 'no method available' >&2; exit 3");
+    try {
+        file->View(true);
+        ADD_FAILURE();
+    } catch (const AutomationError& e) {
+        EXPECT_EQ(e.Number(), kErrViewFailed);
+        EXPECT_NE(e.Description().find("no viewer program"), std::string::npos);
+        EXPECT_NE(e.Description().find("no method available"), std::string::npos);
+    }
+    std::filesystem::remove(file->Path());
+    try {
+        file->View(true);
+        ADD_FAILURE();
+    } catch (const AutomationError& e) {
+        EXPECT_EQ(e.Number(), kErrFileNotFound);
+        EXPECT_EQ(e.Description(), ReplaceTokens(LoadResString(341), file->Path()));
+    }
+}
+
+TEST_F(ExternalProgramTest, PrintUsesLpAndConfirms) {
+    Program("lp", "echo 'request id is q-1'; exit 0");
+    file->Print(false);
+    EXPECT_EQ(Args(), std::vector<std::string>{file->Path()});
+    EXPECT_EQ(host.ui.Prompts(),
+              std::vector<std::string>{ReplaceTokens(LoadResString(343), file->Path())});
+
+    std::filesystem::remove(record);
+    host.registry->values["PrinterName"] = "lab-printer";
+    file->Print(true);
+    EXPECT_EQ(Args(), (std::vector<std::string>{"-d", "lab-printer", file->Path()}));
+    std::filesystem::remove(record);
+    file->Print(false);
+    EXPECT_EQ(Args(), std::vector<std::string>{file->Path()});
+}
+
+TEST_F(ExternalProgramTest, PrintFailuresAreClear) {
+    try {
+        file->Print(false);
+        ADD_FAILURE();
+    } catch (const AutomationError& e) {
+        EXPECT_EQ(e.Number(), kErrPrintFailed);
+        EXPECT_NE(e.Description().find("lp"), std::string::npos);
+    }
+    Program("lp", "echo 'lp: No default destination.' >&2; exit 1");
+    try {
+        file->Print(false);
+        ADD_FAILURE();
+    } catch (const AutomationError& e) {
+        EXPECT_EQ(e.Number(), kErrPrintFailed);
+        EXPECT_NE(e.Description().find("No default destination"), std::string::npos);
+        EXPECT_EQ(e.Source(), "OutputFile - Print");
+    }
+    EXPECT_TRUE(host.ui.boxes.empty());
+}
+
+}  // namespace
+}  // namespace vesk::test

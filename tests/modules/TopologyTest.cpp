@@ -1,0 +1,227 @@
+// The module tree: building and numbering, bounds of the lookups, selection, the channel
+// list and the topology queries.
+#include "tests/core/InstrumentFixture.h"
+#include "vesk4710/support/modPaths.h"
+
+namespace vesk::test {
+namespace {
+
+using ::testing::ElementsAre;
+
+constexpr int32_t kInvalidModuleIndex = static_cast<int32_t>(0x800403EAu);
+constexpr int32_t kInvalidChannel = static_cast<int32_t>(0x800403E9u);
+
+TEST(Card, NewModuleCarriesOneNumberedChannel) {
+    auto host = std::make_shared<FakeHost>();
+    host->probeFactory = [] { return probes::Probe::Create(); };
+    auto card = CVesk4710Card::Create(host);
+    EXPECT_EQ(card->ModuleType(), CT_PRT);
+    EXPECT_EQ(card->ModuleName(), "PRT");
+    EXPECT_EQ(card->StartChannel(), -1);
+    EXPECT_EQ(card->NumChannels(), 1);
+    EXPECT_FALSE(card->Changed());
+    EXPECT_EQ(card->FilePath(), LibraryFolder());
+    auto channel = card->Channels(0);
+    ASSERT_NE(channel, nullptr);
+    EXPECT_EQ(channel->ModuleChannel(), 1);
+    EXPECT_EQ(channel->Module(), card);
+    EXPECT_EQ(CaughtError([&] { card->Channels(1); }).Number(), kErrSubscriptOutOfRange);
+
+    card->SetRegistry(host->registry);
+    card->FilePath("/db");
+    EXPECT_EQ(channel->Registry(), host->registry);
+    EXPECT_EQ(channel->FilePath(), "/db");
+
+    // The module does not keep its instrument alive.
+    auto unit = CVesk4710::Create(host);
+    card->SetBaseUnit(unit);
+    EXPECT_EQ(card->BaseUnit(), unit);
+    unit.reset();
+    EXPECT_EQ(card->BaseUnit(), nullptr);
+
+    std::vector<std::string> names;
+    for (const auto& m : CVesk4710Card::MemberTable()) {
+        names.push_back(m.name);
+    }
+    EXPECT_EQ(names.front(), "FilePath");
+    EXPECT_EQ(names.back(), "Channels");
+    EXPECT_EQ(CVesk4710Card::MemberTable().back().dispid, 14);
+}
+
+TEST_F(InstrumentTest, NumModulesBuildsAndNumbersTheTree) {
+    unit->SetRegistry(host->registry);
+    unit->FilePath("/probes");
+    comm().Reply(SET_NUM_CHANNELS, "2");
+    unit->QueryNumChannels();
+    comm().Reply(SET_NUM_MODULES, "2");
+    unit->Changed(false);
+    ClearLog();
+    ASSERT_TRUE(unit->QueryNumModules());
+    EXPECT_TRUE(unit->Changed());
+    EXPECT_THAT(comm().Requests(), ElementsAre("Read 41", "Read 88", "Read 88"));
+    for (int16_t i = 0; i < 2; ++i) {
+        const auto module = unit->Modules(i);
+        ASSERT_NE(module, nullptr);
+        EXPECT_EQ(module->ModuleNumber(), i + 1);
+        EXPECT_EQ(module->StartChannel(), i + 1);
+        EXPECT_EQ(module->BaseUnit(), unit);
+        EXPECT_EQ(module->Registry(), host->registry);
+        EXPECT_EQ(module->FilePath(), "/probes");
+        const auto channel = module->Channels(0);
+        EXPECT_EQ(channel->ActualChannel(), i + 1);
+        EXPECT_EQ(channel->BaseUnit(), unit);
+        EXPECT_EQ(unit->GetChannelReference(static_cast<int16_t>(i + 1)), channel);
+    }
+    // Only input 1 reports itself on.
+    EXPECT_TRUE(unit->Modules(0)->Channels(0)->Enabled());
+    EXPECT_FALSE(unit->Modules(1)->Channels(0)->Enabled());
+}
+
+TEST_F(InstrumentTest, NumModulesRebuildsEvenWhenUnchanged) {
+    TwoChannels();
+    const auto before = unit->Modules(0);
+    comm().Reply(SET_NUM_MODULES, "2");
+    unit->QueryNumModules();
+    EXPECT_NE(unit->Modules(0), before);
+    EXPECT_THAT(comm().Requests(), ElementsAre("Read 41", "Read 88", "Read 88"));
+}
+
+TEST_F(InstrumentTest, NumModulesRangeAndShrinking) {
+    TwoChannels();
+    comm().Reply(SET_NUM_MODULES, "3");
+    const auto e = CaughtError([&] { unit->QueryNumModules(); });
+    EXPECT_EQ(e.Number(), kInvalidModuleIndex);
+    EXPECT_EQ(e.Description(), "Invalid channel index");
+    EXPECT_EQ(unit->NumModules(), 2);
+    EXPECT_NE(unit->Modules(1), nullptr);
+
+    comm().Reply(SET_NUM_MODULES, "1");
+    unit->QueryNumModules();
+    EXPECT_EQ(unit->NumModules(), 1);
+    EXPECT_EQ(unit->Modules(1), nullptr);
+
+    // An empty reply means one module / one channel.
+    comm().Reply(SET_NUM_MODULES, "");
+    unit->QueryNumModules();
+    EXPECT_EQ(unit->NumModules(), 1);
+    comm().Reply(SET_NUM_CHANNELS, "");
+    unit->QueryNumChannels();
+    EXPECT_EQ(unit->NumChannels(), 1);
+
+    comm().Reply(SET_NUM_MODULES, "0");
+    ClearLog();
+    unit->QueryNumModules();
+    EXPECT_EQ(unit->NumModules(), 0);
+    EXPECT_THAT(comm().Requests(), ElementsAre("Read 41"));
+    EXPECT_EQ(unit->Modules(0), nullptr);
+    // The array is back to one slot: index 1 is a plain subscript error now.
+    EXPECT_EQ(CaughtError([&] { unit->Modules(1); }).Number(), kErrSubscriptOutOfRange);
+}
+
+TEST_F(InstrumentTest, ModulesIndexIsBoundByTheDesignSize) {
+    TwoChannels();
+    for (int16_t idx : {int16_t{2}, int16_t{-1}}) {
+        const auto e = CaughtError([&] { unit->Modules(idx); });
+        EXPECT_EQ(e.Number(), kInvalidModuleIndex);
+        EXPECT_EQ(e.Source(), "CVesk4710 - Modules");
+    }
+    comm().Reply(SET_NUM_MODULES, "1");
+    unit->QueryNumModules();
+    EXPECT_EQ(unit->Modules(1), nullptr);
+}
+
+TEST_F(InstrumentTest, ChannelLookupOutsideTheInstrumentIsEmpty) {
+    TwoChannels();
+    EXPECT_EQ(unit->GetChannelReference(0), nullptr);
+    EXPECT_EQ(unit->GetChannelReference(3), nullptr);
+    // More channels reported than modules hold.
+    comm().Reply(SET_NUM_CHANNELS, "3");
+    unit->QueryNumChannels();
+    EXPECT_EQ(unit->GetChannelReference(3), nullptr);
+}
+
+TEST_F(InstrumentTest, SelectedChannelIsAZeroBasedIndex) {
+    TwoChannels();
+    unit->SelectedChannel(1);
+    EXPECT_EQ(unit->SelectedChannel(), 1);
+    unit->SelectedChannel(-3);
+    EXPECT_EQ(unit->SelectedChannel(), -3);
+    const auto e = CaughtError([&] { unit->SelectedChannel(2); });
+    EXPECT_EQ(e.Number(), kInvalidChannel);
+    EXPECT_EQ(e.Description(), "Invalid module index");
+    EXPECT_EQ(e.Source(), "CVesk4710 - SelectedChannel");
+    EXPECT_EQ(unit->SelectedChannel(), -3);
+}
+
+TEST_F(InstrumentTest, ChannelListShowsSerialOrState) {
+    TwoChannels();
+    comm().Reply(SET_NUM_CHANNELS, "3");
+    unit->QueryNumChannels();
+    FakeList list;
+    unit->FillChannelList(list);
+    EXPECT_THAT(list.Texts(), ElementsAre("Channel 1)\t<not configured>",
+                                          "Channel 2)\t<not connected>", "Channel 3)\t"));
+    EXPECT_THAT(list.Data(), ElementsAre(1, 2, 3));
+    EXPECT_THAT(list.tabStops, ElementsAre(40, 80, 120));
+
+    unit->GetChannelReference(2)->Probe()->Serial("PT100-9");
+    unit->FillChannelList(list);
+    EXPECT_EQ(list.List(1), "Channel 2)\tPT100-9");
+    EXPECT_EQ(list.ListCount(), 3);
+}
+
+class ChannelInfoTest : public InstrumentTest {
+  protected:
+    ChannelInfoTest() {
+        comm().ReplyAlways(SET_IDENTIFICATION, "Vesk,4710,A1,1.0");
+        comm().ReplyAlways(SET_NUM_CHANNELS, "2");
+        comm().ReplyAlways(SET_MODULE_LIST, "PRT,PRT");
+        comm().ReplyAlways(SET_NUM_MODULES, "2");
+        // The channel's calibration date and probe lock.
+        comm().ReplyAlways(126, "2024,1,31");
+        comm().ReplyAlways(144, "0");
+    }
+};
+
+TEST_F(ChannelInfoTest, ReadsTopologyThenEveryChannelThatIsOn) {
+    ASSERT_TRUE(unit->QueryChannelInfo());
+    EXPECT_TRUE(ui().boxes.empty());
+    const auto requests = comm().Requests();
+    ASSERT_GE(requests.size(), 9u);
+    EXPECT_THAT(std::vector<std::string>(requests.begin(), requests.begin() + 9),
+                ElementsAre("Write 0", "Read 18 false", "Read 43", "Read 40", "Read 41", "Read 88",
+                            "Read 88", "Read 88", "Read 122"));
+    // Channel 2 is not on: its state is read, its settings are not.
+    EXPECT_EQ(requests.back(), "Read 88");
+    EXPECT_EQ(ui().progressLog[1], "StartPhase Reading 4710 settings... 25");
+    EXPECT_EQ(unit->NumModules(), 2);
+}
+
+TEST_F(ChannelInfoTest, ChannelThatFailsMakesTheWholeQueryFail) {
+    comm().ReplyAlways(126, "no date");
+    EXPECT_FALSE(unit->QueryChannelInfo());
+    // The channel reported its own failure.
+    EXPECT_FALSE(ui().boxes.empty());
+}
+
+TEST_F(ChannelInfoTest, CancelAndModelRefusalAreReported) {
+    ui().cancelAtStep = 1;
+    EXPECT_FALSE(unit->QueryChannelInfo());
+    EXPECT_THAT(ui().Prompts(), ElementsAre("Aborted querying information."));
+    EXPECT_EQ(comm().Requests().back(), "Read 43");
+
+    ui().boxes.clear();
+    ui().cancelAtStep = -1;
+    comm().ReplyAlways(SET_IDENTIFICATION, "Vesk,4711,A1,1.0");
+    EXPECT_FALSE(unit->QueryChannelInfo());
+    ASSERT_EQ(ui().boxes.size(), 1u);
+    EXPECT_NE(ui().boxes[0].prompt.find("not a model '4710'"), std::string::npos);
+
+    comm().Fail(SET_NUM_CHANNELS, Broken());
+    comm().ReplyAlways(SET_IDENTIFICATION, "Vesk,4710,A1,1.0");
+    EXPECT_EQ(CaughtError([&] { unit->QueryChannelInfo(); }).Source(),
+              "CVesk4710 - QueryChannelInfo");
+}
+
+}  // namespace
+}  // namespace vesk::test

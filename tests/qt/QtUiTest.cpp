@@ -1,0 +1,171 @@
+// The Qt services themselves: message boxes, help, waiting, the passcode prompt and the
+// progress display.
+#include <QElapsedTimer>
+#include <QInputDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QTest>
+
+#include "tests/qt/QtTestSupport.h"
+#include "ui/qt/QtProgress.h"
+#include "vesk4710/platform/Progress.h"
+
+namespace vesk::qttest {
+namespace {
+
+class QtServices : public ::testing::Test {
+  protected:
+    QtServices() {
+        ui.SetUrlOpener([this](const QUrl& url) {
+            opened.push_back(url);
+            return true;
+        });
+    }
+    QtUi ui;
+    std::vector<QUrl> opened;
+    Driver driver;
+};
+
+TEST_F(QtServices, MessageBoxesShowTheClassicStylesAndReturnTheAnswer) {
+    std::string text;
+    QMessageBox::Icon icon = QMessageBox::NoIcon;
+    int buttons = 0;
+    driver.Then("question", [&] {
+        QMessageBox* box = VisibleBox();
+        if (box == nullptr) {
+            return false;
+        }
+        icon = box->icon();
+        buttons = static_cast<int>(box->buttons().size());
+        Shot(box, "message-question");
+        return Answer(QMessageBox::No, &text);
+    });
+    driver.Start();
+    EXPECT_EQ(ui.MessageBox("Write?", kMbYesNo | kMbQuestion, "Vesk Scientific", "", 0), kAnsNo);
+    EXPECT_TRUE(driver.Finished());
+    EXPECT_EQ(icon, QMessageBox::Question);
+    EXPECT_EQ(buttons, 2);
+    EXPECT_EQ(text, "Write?");
+}
+
+TEST_F(QtServices, ErrorReportsBreakLinesAtLoneCarriageReturns) {
+    std::string text;
+    driver.Then("error", [&] {
+        QMessageBox* box = VisibleBox();
+        if (box == nullptr) {
+            return false;
+        }
+        EXPECT_EQ(box->icon(), QMessageBox::Critical);
+        Shot(box, "message-error");
+        return Answer(QMessageBox::Ok, &text);
+    });
+    driver.Start();
+    EXPECT_EQ(ui.MessageBox("An error occurred.\r\rError: 6 - Overflow\r(CVesk4710 - Edit)",
+                            kMbCritical, "Vesk Scientific", "", 0),
+              kAnsOk);
+    EXPECT_EQ(text, "An error occurred.\n\nError: 6 - Overflow\n(CVesk4710 - Edit)");
+}
+
+TEST_F(QtServices, HelpButtonOpensTheTopicAndKeepsTheMessage) {
+    driver.Then("help", [&] { return Answer(QMessageBox::Help); }).Then("ok", [&] {
+        return !opened.empty() && Answer(QMessageBox::Ok);
+    });
+    driver.Start();
+    EXPECT_EQ(ui.MessageBox("Details", kMbCritical | kMbHelpButton, "Vesk Scientific",
+                            "/opt/vesk/help.html", 10340),
+              kAnsOk);
+    ASSERT_EQ(opened.size(), 1U);
+    EXPECT_EQ(opened[0].toLocalFile(), "/opt/vesk/help.html");
+    EXPECT_EQ(opened[0].fragment(), "topic-10340");
+    EXPECT_EQ(ui.ShowHelp("", 1, 5), 0) << "no help file, nothing to open";
+}
+
+TEST_F(QtServices, WaitingBlocksUntilTheDeadlineOrTheNextEvent) {
+    QCoreApplication::sendPostedEvents();
+    QCoreApplication::processEvents();
+    QElapsedTimer clock;
+    clock.start();
+    ui.WaitEvents(150);
+    EXPECT_GE(clock.elapsed(), 140);
+    EXPECT_LT(clock.elapsed(), 1500);
+
+    bool fired = false;
+    QTimer::singleShot(20, [&] { fired = true; });
+    clock.restart();
+    while (!fired && clock.elapsed() < 2000) {
+        ui.WaitEvents(1000);
+    }
+    EXPECT_TRUE(fired);
+    EXPECT_LT(clock.elapsed(), 900) << "an event ends the wait early";
+
+    const int32_t before = ui.Ticks();
+    ui.WaitEvents(30);
+    EXPECT_GE(ui.Ticks() - before, 25);
+}
+
+TEST_F(QtServices, WaitCursorFollowsTheMousePointer) {
+    ui.MousePointer(kPointerHourglass);
+    ASSERT_NE(QApplication::overrideCursor(), nullptr);
+    EXPECT_EQ(QApplication::overrideCursor()->shape(), Qt::WaitCursor);
+    ui.MousePointer(kPointerHourglass);
+    ui.MousePointer(kPointerDefault);
+    EXPECT_EQ(QApplication::overrideCursor(), nullptr) << "one restore undoes repeated waits";
+    EXPECT_EQ(ui.MousePointer(), kPointerDefault);
+}
+
+TEST_F(QtServices, PasscodePromptHidesTheTextAndReportsTheChoice) {
+    driver
+        .Then("type",
+              [&] {
+                  auto* prompt = qobject_cast<QInputDialog*>(Window("passcodePrompt"));
+                  auto* edit = prompt != nullptr ? prompt->findChild<QLineEdit*>() : nullptr;
+                  if (edit == nullptr) {
+                      return false;
+                  }
+                  EXPECT_EQ(edit->echoMode(), QLineEdit::Password);
+                  QTest::keyClicks(edit, "1234");
+                  Shot(prompt, "passcode-prompt");
+                  QMetaObject::invokeMethod(prompt, "accept", Qt::QueuedConnection);
+                  return true;
+              })
+        .Then("cancel", [&] {
+            auto* prompt = qobject_cast<QInputDialog*>(Window("passcodePrompt"));
+            if (prompt == nullptr) {
+                return false;
+            }
+            QMetaObject::invokeMethod(prompt, "reject", Qt::QueuedConnection);
+            return true;
+        });
+    driver.Start();
+    const PasscodeEntry entered = ui.PromptPasscode(nullptr);
+    EXPECT_TRUE(entered.confirmed);
+    EXPECT_EQ(entered.text, "1234");
+    EXPECT_FALSE(ui.PromptPasscode(nullptr).confirmed);
+}
+
+TEST_F(QtServices, ProgressShowsStatusAndAnswersTheCancel) {
+    auto progress = ui.CreateProgress();
+    progress->SetOwner(nullptr, false);
+    progress->Status("Reading 4710 settings...", 25.0);
+    auto* window = static_cast<QtProgress&>(*progress).Window();
+    ASSERT_NE(window, nullptr);
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_EQ(window->status->text(), "Reading 4710 settings...");
+    EXPECT_EQ(window->bar->value(), 250);
+    Shot(window, "progress");
+    EXPECT_TRUE(progress->Continue());
+
+    progress->StartPhase("Updating 4710 settings...", 50.0);
+    EXPECT_TRUE(progress->Step());
+    EXPECT_EQ(window->bar->value(), 500);
+    QTest::mouseClick(window->cancel, Qt::LeftButton);
+    EXPECT_FALSE(progress->Step());
+    EXPECT_FALSE(progress->Continue());
+    progress->Close();
+    EXPECT_EQ(Window("progress"), nullptr);
+}
+
+}  // namespace
+}  // namespace vesk::qttest

@@ -1,0 +1,168 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "tests/support/SupportTestUtil.h"
+#include "tests/testsupport/FakeControls.h"
+#include "tests/testsupport/FakeFileSystem.h"
+#include "vesk4710/support/modEditing.h"
+#include "vesk4710/support/modPaths.h"
+
+namespace vesk {
+namespace {
+
+using test::CommaLocale;
+
+template <class Filter>
+int16_t Filtered(Filter filter, int key) {
+    int16_t k = static_cast<int16_t>(key);
+    filter(k);
+    return k;
+}
+
+const int kEditKeys[] = {8, 13, 3, 22, 24, 26};
+
+TEST(KeyFilters, RealNumbersAcceptSignsAndTurnThePeriodIntoTheSeparator) {
+    const int16_t sep = CommaLocale() ? ',' : '.';
+    for (int key : std::initializer_list<int>{'0', '5', '9', '-', '+'}) {
+        EXPECT_EQ(Filtered(FilterRealKey, key), key) << key;
+    }
+    EXPECT_EQ(Filtered(FilterRealKey, '.'), sep);
+    EXPECT_EQ(Filtered(FilterRealKey, sep), sep);
+    EXPECT_EQ(Filtered(FilterRealKey, ','), CommaLocale() ? ',' : 0);
+    for (int key : kEditKeys) {
+        EXPECT_EQ(Filtered(FilterRealKey, key), key) << key;
+    }
+    for (int key : std::initializer_list<int>{'a', 'e', 'E', ' ', 27, 127, 0x00B0}) {
+        EXPECT_EQ(Filtered(FilterRealKey, key), 0) << key;
+    }
+}
+
+TEST(KeyFilters, IntegersRefuseSignsAndSeparators) {
+    for (int key : std::initializer_list<int>{'-', '+', '.', ',', 'x', ' '}) {
+        EXPECT_EQ(Filtered(FilterIntegerKey, key), 0) << key;
+    }
+    for (int key : std::initializer_list<int>{'0', '7', 8, 13, 3, 22, 24, 26}) {
+        EXPECT_EQ(Filtered(FilterIntegerKey, key), key) << key;
+    }
+}
+
+TEST(KeyFilters, SerialNumbersTakeLettersDigitsAndDash) {
+    for (int key : std::initializer_list<int>{'a', 'z', 'A', 'Z', '0', '9', '-', 8, 22}) {
+        EXPECT_EQ(Filtered(FilterSerialKey, key), key) << key;
+    }
+    for (int key : std::initializer_list<int>{'_', ' ', '.', '/', '@', '[', '`', '{'}) {
+        EXPECT_EQ(Filtered(FilterSerialKey, key), 0) << key;
+    }
+}
+
+TEST(KeyFilters, ScientificAddsTheExponentLetter) {
+    EXPECT_EQ(Filtered(FilterScientificKey, 'e'), 'e');
+    EXPECT_EQ(Filtered(FilterScientificKey, 'E'), 'E');
+    EXPECT_EQ(Filtered(FilterScientificKey, '.'), CommaLocale() ? ',' : '.');
+    EXPECT_EQ(Filtered(FilterScientificKey, '-'), '-');
+    EXPECT_EQ(Filtered(FilterScientificKey, 'x'), 0);
+    EXPECT_EQ(Filtered(FilterScientificKey, 'd'), 0);
+}
+
+TEST(KeyFilters, GridPassesDigitsMinusPointAndDeleteOnly) {
+    for (int key = 48; key <= 57; ++key) {
+        EXPECT_EQ(Filtered(FilterGridKey, key), key);
+    }
+    for (int key = 96; key <= 105; ++key) {
+        EXPECT_EQ(Filtered(FilterGridKey, key), key);
+    }
+    for (int key : std::initializer_list<int>{189, 109, 190, 110, 46}) {
+        EXPECT_EQ(Filtered(FilterGridKey, key), key) << key;
+    }
+    for (int key :
+         std::initializer_list<int>{8, 13, 32, 65, 69, 107, 187, 188, 45, 47, 58, 95, 106, 111}) {
+        EXPECT_EQ(Filtered(FilterGridKey, key), 0) << key;
+    }
+}
+
+TEST(SelectAllText, SelectsTheWholeTextCountedInCharacters) {
+    test::FakeTextBox box;
+    box.text = "DEMAND";
+    box.selStart = 3;
+    SelectAllText(box);
+    EXPECT_EQ(box.selStart, 0);
+    EXPECT_EQ(box.selLength, 6);
+    box.text =
+        "25 \xC2\xB0"
+        "C";  // the degree sign is one character
+    SelectAllText(box);
+    EXPECT_EQ(box.selLength, 5);
+}
+
+TEST(SelectAllText, ErrorsOfTheControlAreIgnored) {
+    struct NoTextBox : test::FakeTextBox {
+        std::string Text() const override { throw AutomationError(438, "no text"); }
+    } box;
+    EXPECT_NO_THROW(SelectAllText(box));
+}
+
+TEST(ListHelpers, TabStopsAndExtent) {
+    test::FakeList list;
+    SetListTabStops(list, 3, 20, true, 400);
+    EXPECT_EQ(list.tabStops, (std::vector<int32_t>{20, 40, 60}));
+    EXPECT_EQ(list.horizontalExtent, 400);
+    test::FakeList narrow;
+    SetListTabStops(narrow, 2, 35, false, 400);
+    EXPECT_EQ(narrow.tabStops, (std::vector<int32_t>{35, 70}));
+    EXPECT_EQ(narrow.horizontalExtent, 0);
+}
+
+TEST(ListHelpers, SelectsTheFirstEntryWithTheData) {
+    test::FakeList list;
+    for (auto [text, data] : {std::pair{"a", 5}, {"b", 7}, {"c", 7}}) {
+        list.AddItem(text);
+        list.ItemData(list.NewIndex(), data);
+    }
+    list.ListIndex(0);
+    SelectListItemByData(list, 7);
+    EXPECT_EQ(list.ListIndex(), 1);
+    SelectListItemByData(list, 9);
+    EXPECT_EQ(list.ListIndex(), 1);
+    test::FakeList empty;
+    SelectListItemByData(empty, 0);
+    EXPECT_EQ(empty.ListIndex(), -1);
+}
+
+TEST(Paths, ParentFolderAndFileName) {
+    EXPECT_EQ(ParentFolder("/a/b/c.txt"), "/a/b/");
+    EXPECT_EQ(ParentFolder("C:\\dir\\f.log"), "C:\\dir\\");
+    EXPECT_EQ(ParentFolder("c.txt"), "");
+    EXPECT_EQ(ParentFolder("/"), "/");
+    EXPECT_EQ(FileNameOf("/a/b/c.txt"), "c.txt");
+    EXPECT_EQ(FileNameOf("C:\\dir\\f.log"), "f.log");
+    EXPECT_EQ(FileNameOf("c"), "c");
+    EXPECT_EQ(FileNameOf("/a/"), "");
+}
+
+TEST(Paths, BuildFilePathUsesTheFileSystemAndSurvivesItsFailure) {
+    test::FakeFileSystem fs;
+    EXPECT_EQ(BuildFilePath(fs, fs.Root(), "x.log"), fs.BuildPath(fs.Root(), "x.log"));
+    struct BrokenFs : test::FakeFileSystem {
+        std::string BuildPath(const std::string&, const std::string&) override {
+            throw AutomationError(76, "Path not found");
+        }
+    } broken;
+    EXPECT_EQ(BuildFilePath(broken, "/tmp/d", "x.log"), "/tmp/d/x.log");
+    EXPECT_EQ(BuildFilePath(broken, "/tmp/d/", "x.log"), "/tmp/d/x.log");
+    EXPECT_EQ(BuildFilePath(broken, "", "x.log"), "x.log");
+}
+
+TEST(Paths, LibraryFolderHoldsTheLoadedLibrary) {
+    namespace fs = std::filesystem;
+    fs::path folder = LibraryFolder();
+    ASSERT_TRUE(fs::is_directory(folder)) << folder;
+    bool found = false;
+    for (const auto& entry : fs::directory_iterator(folder)) {
+        found = found || entry.path().filename().string().rfind("libvesk4710.so", 0) == 0;
+    }
+    EXPECT_TRUE(found) << folder;
+}
+
+}  // namespace
+}  // namespace vesk

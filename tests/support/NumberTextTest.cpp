@@ -1,0 +1,229 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <random>
+
+#include "tests/support/SupportTestUtil.h"
+#include "vesk4710/support/NumberText.h"
+
+namespace vesk {
+namespace {
+
+using test::CommaLocale;
+using test::ErrorNumberOf;
+using test::L;
+
+constexpr double kInf = std::numeric_limits<double>::infinity();
+
+TEST(Val, ReadsTheLongestLeadingNumber) {
+    EXPECT_DOUBLE_EQ(Val("  12.5abc"), 12.5);
+    EXPECT_DOUBLE_EQ(Val("-3"), -3.0);
+    EXPECT_DOUBLE_EQ(Val("+4"), 4.0);
+    EXPECT_DOUBLE_EQ(Val("1e3"), 1000.0);
+    EXPECT_DOUBLE_EQ(Val("1D2"), 100.0);
+    EXPECT_DOUBLE_EQ(Val("2.5E-1x"), 0.25);
+    EXPECT_DOUBLE_EQ(Val("-.5"), -0.5);
+    EXPECT_DOUBLE_EQ(Val("5."), 5.0);
+    EXPECT_DOUBLE_EQ(Val("1.2.3"), 1.2);
+    EXPECT_DOUBLE_EQ(Val("\t\r\n 7 C"), 7.0);
+    EXPECT_DOUBLE_EQ(Val("25.013 \xC2\xB0"
+                         "C"),
+                     25.013);
+    // An incomplete exponent is not part of the number.
+    EXPECT_DOUBLE_EQ(Val("1e"), 1.0);
+    EXPECT_DOUBLE_EQ(Val("1e+"), 1.0);
+    EXPECT_DOUBLE_EQ(Val("7E-x"), 7.0);
+    // Only the period is a decimal point, whatever the locale.
+    EXPECT_DOUBLE_EQ(Val("1,5"), 1.0);
+}
+
+TEST(Val, TextWithoutANumberGivesZero) {
+    for (const char* text : {"", " ", ".", "-", "+-1", "abc", "0x1A",
+                             "\xC2\xB0"
+                             "C 25",
+                             "E5"}) {
+        EXPECT_EQ(Val(text), 0.0) << text;
+    }
+}
+
+TEST(Val, ExtremeMagnitudesSaturateInsteadOfFailing) {
+    EXPECT_EQ(Val("1e400"), kInf);
+    EXPECT_EQ(Val("-1e400"), -kInf);
+    EXPECT_EQ(Val("1e99999999999999999999"), kInf);
+    EXPECT_EQ(Val("1e-400"), 0.0);
+    EXPECT_EQ(Val("1e-99999999999999999999"), 0.0);
+    EXPECT_EQ(Val("0e99999"), 0.0);
+    EXPECT_EQ(Val("1" + std::string(500, '0')), kInf);
+    EXPECT_EQ(Val("0." + std::string(500, '0') + "1"), 0.0);
+    EXPECT_DOUBLE_EQ(Val(std::string(400, '0') + "42"), 42.0);
+    EXPECT_DOUBLE_EQ(Val("0." + std::string(300, '0') + "1e305"), 1e4);
+}
+
+TEST(Val, HostileTextNeverThrows) {
+    std::mt19937 rng(4710);
+    std::uniform_int_distribution<int> byte(0, 255);
+    for (int round = 0; round < 200; ++round) {
+        std::string text(static_cast<size_t>(round * 37 % 2000), '\0');
+        for (char& c : text) {
+            c = static_cast<char>(byte(rng));
+        }
+        EXPECT_NO_THROW(Val(text));
+        EXPECT_NO_THROW(IsNumeric(text));
+    }
+    std::string digits(100000, '9');
+    EXPECT_EQ(Val(digits), kInf);
+    EXPECT_DOUBLE_EQ(Val("1." + digits), 2.0);
+}
+
+TEST(CInt16, RoundsHalfToEven) {
+    EXPECT_EQ(CInt16(2.5), 2);
+    EXPECT_EQ(CInt16(3.5), 4);
+    EXPECT_EQ(CInt16(-2.5), -2);
+    EXPECT_EQ(CInt16(-3.5), -4);
+    EXPECT_EQ(CInt16(2.4999), 2);
+    EXPECT_EQ(CInt16(2.5001), 3);
+    EXPECT_EQ(CInt16(32767.4), 32767);
+    EXPECT_EQ(CInt16(-32768.5), -32768);
+    EXPECT_EQ(CInt32(-2147483648.5), std::numeric_limits<int32_t>::min());
+    EXPECT_EQ(CInt32(2147483646.5), 2147483646);
+}
+
+TEST(CInt16, OutOfRangeIsOverflow) {
+    for (double v : {32767.5, 32768.0, -32769.0, -32768.6, 1e300, kInf, -kInf, std::nan("")}) {
+        EXPECT_EQ(ErrorNumberOf([&] { CInt16(v); }), kErrOverflow) << v;
+    }
+    for (double v : {2147483647.5, -2147483649.0, std::nan("")}) {
+        EXPECT_EQ(ErrorNumberOf([&] { CInt32(v); }), kErrOverflow) << v;
+    }
+    try {
+        CInt16(40000.0);
+    } catch (const AutomationError& e) {
+        EXPECT_EQ(e.Description(), "Overflow");
+    }
+}
+
+TEST(NumberText, FixedUpToFifteenSignificantDigits) {
+    EXPECT_EQ(NumberText(1.1), L("1.1"));
+    EXPECT_EQ(NumberText(100.0), "100");
+    EXPECT_EQ(NumberText(-2.0), "-2");
+    EXPECT_EQ(NumberText(0.0), "0");
+    EXPECT_EQ(NumberText(-0.0), "0");
+    EXPECT_EQ(NumberText(0.5), L("0.5"));
+    EXPECT_EQ(NumberText(0.1 + 0.2), L("0.3"));
+    EXPECT_EQ(NumberText(1.0 / 3.0), L("0.333333333333333"));
+    EXPECT_EQ(NumberText(2.0 / 3.0), L("0.666666666666667"));
+    EXPECT_EQ(NumberText(123456789.123456789), L("123456789.123457"));
+    EXPECT_EQ(NumberText(999999999999999.0), "999999999999999");
+    EXPECT_EQ(NumberText(0.0001), L("0.0001"));
+    EXPECT_EQ(NumberText(-0.00012), L("-0.00012"));
+}
+
+TEST(NumberText, ScientificOutsideTheFixedRange) {
+    EXPECT_EQ(NumberText(0.00001), "1E-05");
+    EXPECT_EQ(NumberText(-0.000015), L("-1.5E-05"));
+    EXPECT_EQ(NumberText(1.5e20), L("1.5E+20"));
+    EXPECT_EQ(NumberText(1e15), "1E+15");
+    // Rounding to 15 digits can carry into the next power of ten.
+    EXPECT_EQ(NumberText(999999999999999.9), "1E+15");
+    EXPECT_EQ(NumberText(1e-300), "1E-300");
+    EXPECT_EQ(NumberText(std::numeric_limits<double>::max()), L("1.79769313486232E+308"));
+    EXPECT_EQ(NumberText(std::nan("")), "NaN");
+    EXPECT_EQ(NumberText(kInf), "Infinity");
+    EXPECT_EQ(NumberText(-kInf), "-Infinity");
+}
+
+TEST(NumberText, Integers) {
+    EXPECT_EQ(NumberText(int64_t{-32768}), "-32768");
+    EXPECT_EQ(NumberText(std::numeric_limits<int64_t>::min()), "-9223372036854775808");
+    EXPECT_EQ(NumberText(int16_t{7}), "7");
+    EXPECT_EQ(NumberText(int32_t{-2147483647 - 1}), "-2147483648");
+}
+
+TEST(FormatNumber, FixedPatternsRoundHalfAwayFromZero) {
+    EXPECT_EQ(FormatNumber(25.0, "0.00"), L("25.00"));
+    EXPECT_EQ(FormatNumber(21.5, "#0.000"), L("21.500"));
+    EXPECT_EQ(FormatNumber(100.0, "##0.00000"), L("100.00000"));
+    EXPECT_EQ(FormatNumber(2.675, "0.00"), L("2.68"));
+    EXPECT_EQ(FormatNumber(0.125, "0.00"), L("0.13"));
+    EXPECT_EQ(FormatNumber(2.5, "0"), "3");
+    EXPECT_EQ(FormatNumber(-2.5, "0"), "-3");
+    EXPECT_EQ(FormatNumber(0.5, "##0"), "1");
+    EXPECT_EQ(FormatNumber(0.4, "##0"), "0");
+    EXPECT_EQ(FormatNumber(1234.5, "###0"), "1235");
+    EXPECT_EQ(FormatNumber(9.999, "0.00"), L("10.00"));
+    EXPECT_EQ(FormatNumber(123.456, "0.0"), L("123.5"));
+    EXPECT_EQ(FormatNumber(1e20, "0"), "100000000000000000000");
+    EXPECT_EQ(FormatNumber(1e-20, "0.00"), L("0.00"));
+    EXPECT_EQ(FormatNumber(0.004, "0.00"), L("0.00"));
+    EXPECT_EQ(FormatNumber(0.005, "0.00"), L("0.01"));
+    // A value that rounds to zero shows no minus sign.
+    EXPECT_EQ(FormatNumber(-0.001, "0.00"), L("0.00"));
+    EXPECT_EQ(FormatNumber(-1.5, "#0.000"), L("-1.500"));
+}
+
+TEST(FormatNumber, DecimalsFollowThePattern) {
+    EXPECT_EQ(FormatNumber(3.14159, "###0."), L("3."));
+    EXPECT_EQ(FormatNumber(3.14159, "###0.000"), L("3.142"));
+    EXPECT_EQ(FormatNumber(3.14159, "###0.0000000"), L("3.1415900"));
+    EXPECT_EQ(FormatNumber(1.5, "#.##"), L("1.5"));
+    EXPECT_EQ(FormatNumber(0.5, "#.##"), L(".5"));
+    EXPECT_EQ(FormatNumber(0.0, ".0"), L(".0"));
+    EXPECT_EQ(FormatNumber(0.0, ".0").substr(0, LocaleDecimalSeparator().size()),
+              LocaleDecimalSeparator());
+    EXPECT_EQ(FormatNumber(25.0, "0.00"), CommaLocale() ? "25,00" : "25.00");
+}
+
+TEST(FormatNumber, ScientificPatterns) {
+    EXPECT_EQ(FormatNumber(0.0039083, "0.0000000E-00"), L("3.9083000E-03"));
+    EXPECT_EQ(FormatNumber(-5.775e-7, "0.0000000E-00"), L("-5.7750000E-07"));
+    EXPECT_EQ(FormatNumber(12345.0, "0.0000000E-00"), L("1.2345000E04"));
+    EXPECT_EQ(FormatNumber(0.0, "0.0000000E-00"), L("0.0000000E00"));
+    EXPECT_EQ(FormatNumber(12345.0, "0.00E+00"), L("1.23E+04"));
+    EXPECT_EQ(FormatNumber(0.00012345, "0.00E+00"), L("1.23E-04"));
+    EXPECT_EQ(FormatNumber(9.9999, "0.00E+00"), L("1.00E+01"));
+    EXPECT_EQ(FormatNumber(1.5e-120, "0.0E+000"), L("1.5E-120"));
+    EXPECT_EQ(FormatNumber(-4.0, "0.0000000E-00"), L("-4.0000000E00"));
+}
+
+TEST(FormatNumber, SectionsLiteralsPercentGroupingAndNonFinite) {
+    EXPECT_EQ(FormatNumber(-5.0, "0;(0)"), "(5)");
+    EXPECT_EQ(FormatNumber(5.0, "0;(0)"), "5");
+    EXPECT_EQ(FormatNumber(0.0, "0;(0);\"zero\""), "zero");
+    EXPECT_EQ(FormatNumber(0.256, "0.0%"), L("25.6%"));
+    EXPECT_EQ(FormatNumber(7.0, "\"T=\"0\\C"), "T=7C");
+    EXPECT_EQ(FormatNumber(1234567.891, "#,##0.00"), CommaLocale() ? "1.234.567,89" : "1234567.89");
+    EXPECT_EQ(FormatNumber(std::nan(""), "0.00"), "NaN");
+    EXPECT_EQ(FormatNumber(kInf, "0.00"), "Infinity");
+    EXPECT_EQ(FormatNumber(-kInf, "0.00"), "-Infinity");
+    EXPECT_EQ(FormatNumber(1.25, ""), NumberText(1.25));
+}
+
+TEST(IsNumeric, WholeTextMustBeOneNumber) {
+    EXPECT_TRUE(IsNumeric("12"));
+    EXPECT_TRUE(IsNumeric(" -1.5 "));
+    EXPECT_TRUE(IsNumeric(L("1.5")));
+    EXPECT_TRUE(IsNumeric("1e5"));
+    EXPECT_TRUE(IsNumeric("+.5E-3"));
+    for (const char* text : {"", " ", ".", "-", "1e", "1.2.3", "abc", "12a", "1 2", "--1"}) {
+        EXPECT_FALSE(IsNumeric(text)) << text;
+    }
+}
+
+TEST(LocaleDecimal, SeparatorFollowsTheUserLocale) {
+    EXPECT_EQ(LocaleDecimalSeparator(), CommaLocale() ? "," : ".");
+    EXPECT_EQ(ToInvariantDecimal(L("1.25")), "1.25");
+    EXPECT_EQ(ToInvariantDecimal(L("-0.5E-03")), "-0.5E-03");
+    if (CommaLocale()) {
+        EXPECT_EQ(ToInvariantDecimal("1,2,3"), "1.2.3");
+    } else {
+        // Under a period locale a comma is not a decimal separator and stays.
+        EXPECT_EQ(ToInvariantDecimal("1,25"), "1,25");
+    }
+    EXPECT_EQ(ToInvariantDecimal(""), "");
+    // A formatted value becomes instrument text and reads back unchanged.
+    EXPECT_DOUBLE_EQ(Val(ToInvariantDecimal(FormatNumber(-21.4375, "#0.000"))), -21.438);
+}
+
+}  // namespace
+}  // namespace vesk

@@ -1,0 +1,43 @@
+#pragma once
+// Helpers shared by the support tests: locale-dependent expectations and error checks.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "vesk4710/support/AutomationError.h"
+#include "vesk4710/support/modGlobals.h"
+
+namespace vesk::test {
+
+// The expected text with "." standing for the user's decimal separator.
+inline std::string L(std::string text) {
+    const std::string sep = LocaleDecimalSeparator();
+    for (size_t pos = 0; (pos = text.find('.', pos)) != std::string::npos; pos += sep.size()) {
+        text.replace(pos, 1, sep);
+    }
+    return text;
+}
+
+// Whether the suite runs under the comma-decimal locale (named by the test runner, or by
+// LC_ALL when run by hand).
+inline bool CommaLocale() {
+    const char* loc = std::getenv("VESK_TEST_LOCALE");
+    if (loc == nullptr || *loc == '\0') {
+        loc = std::getenv("LC_ALL");
+    }
+    return loc != nullptr && std::string(loc).rfind("de_DE", 0) == 0;
+}
+
+// Runs f and returns the number of the AutomationError it raised (0 if none).
+template <class F>
+int32_t ErrorNumberOf(F&& f) {
+    try {
+        f();
+    } catch (const AutomationError& e) {
+        return e.Number();
+    }
+    return 0;
+}
+
+}  // namespace vesk::test

@@ -1,0 +1,148 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "tests/support/SupportTestUtil.h"
+#include "vesk4710/support/Dispatch.h"
+#include "vesk4710/support/modEditing.h"
+
+namespace vesk {
+namespace {
+
+using test::ErrorNumberOf;
+using test::L;
+
+class Thing : public IDispatchable {
+  public:
+    std::string ClassName() const override { return "CThing"; }
+    const std::vector<MemberInfo>& Members() const override {
+        static const std::vector<MemberInfo> table =
+            MakeMemberTable({{"Model", MemberKind::Get},
+                             {"Units", MemberKind::Get},
+                             {"Units", MemberKind::Let},
+                             {"Registry", MemberKind::Set},
+                             {"QueryInfo", MemberKind::Method}});
+        return table;
+    }
+};
+
+TEST(Variant, KeepsTheAutomationTypeOfWhatItHolds) {
+    EXPECT_EQ(Variant().Type(), VariantType::Empty);
+    EXPECT_EQ(Variant(int16_t{5}).Type(), VariantType::Integer);
+    EXPECT_EQ(Variant(5).Type(), VariantType::Long);
+    EXPECT_EQ(Variant(5.0).Type(), VariantType::Double);
+    EXPECT_EQ(Variant(true).Type(), VariantType::Boolean);
+    EXPECT_EQ(Variant("x").Type(), VariantType::String);
+    EXPECT_EQ(Variant(Date(1.0)).Type(), VariantType::Date);
+    auto thing = std::make_shared<Thing>();
+    Variant obj(thing);
+    EXPECT_EQ(obj.Type(), VariantType::Object);
+    EXPECT_EQ(obj.AsObject(), thing);
+    EXPECT_EQ(Variant().AsObject(), nullptr);
+    EXPECT_EQ(TypeName(Variant(int16_t{1})), "Integer");
+    EXPECT_EQ(static_cast<int>(VariantType::Boolean), 11);
+}
+
+TEST(Variant, BooleansCrossAsMinusOneAndZero) {
+    EXPECT_EQ(Variant(true).AsLong(), -1);
+    EXPECT_EQ(Variant(true).AsInteger(), -1);
+    EXPECT_EQ(Variant(false).AsDouble(), 0.0);
+    EXPECT_TRUE(Variant(-1).AsBoolean());
+    EXPECT_TRUE(Variant(0.5).AsBoolean());
+    EXPECT_FALSE(Variant(0.0).AsBoolean());
+    EXPECT_TRUE(Variant("True").AsBoolean());
+    EXPECT_FALSE(Variant("0").AsBoolean());
+    EXPECT_EQ(Variant(true).AsString(), "True");
+    EXPECT_EQ(Variant(false).AsString(), "False");
+}
+
+TEST(Variant, CoercionsFollowTheAutomationRules) {
+    EXPECT_DOUBLE_EQ(Variant(L("1.5")).AsDouble(), 1.5);
+    EXPECT_EQ(Variant(" 42 ").AsLong(), 42);
+    EXPECT_EQ(Variant(2.5).AsInteger(), 2);
+    EXPECT_EQ(Variant(L("3.5")).AsInteger(), 4);
+    EXPECT_EQ(Variant(1.5).AsString(), L("1.5"));
+    EXPECT_EQ(Variant(int16_t{-7}).AsString(), "-7");
+    EXPECT_EQ(Variant().AsString(), "");
+    EXPECT_EQ(Variant().AsLong(), 0);
+    EXPECT_EQ(Variant("2024-03-07").AsDate(), Date::FromYMD(2024, 3, 7));
+    EXPECT_EQ(Variant(45358.0).AsDate(), Date::FromYMD(2024, 3, 7));
+    EXPECT_DOUBLE_EQ(Variant(Date::FromYMD(2024, 3, 7)).AsDouble(), 45358.0);
+    EXPECT_EQ(Variant(Date::FromYMD(2024, 3, 7)).AsString(),
+              Date::FromYMD(2024, 3, 7).ShortDateText());
+}
+
+TEST(Variant, ImpossibleCoercionsRaiseTypeMismatchOrOverflow) {
+    auto thing = std::make_shared<Thing>();
+    EXPECT_EQ(ErrorNumberOf([] { Variant("abc").AsDouble(); }), kErrTypeMismatch);
+    EXPECT_EQ(ErrorNumberOf([] { Variant("12a").AsLong(); }), kErrTypeMismatch);
+    EXPECT_EQ(ErrorNumberOf([] { Variant("").AsDouble(); }), kErrTypeMismatch);
+    EXPECT_EQ(ErrorNumberOf([&] { Variant(thing).AsString(); }), kErrTypeMismatch);
+    EXPECT_EQ(ErrorNumberOf([] { Variant(5).AsObject(); }), kErrTypeMismatch);
+    EXPECT_EQ(ErrorNumberOf([] { Variant("soon").AsDate(); }), kErrTypeMismatch);
+    EXPECT_EQ(ErrorNumberOf([] { Variant(40000.0).AsInteger(); }), kErrOverflow);
+    EXPECT_EQ(ErrorNumberOf([] { Variant(1e10).AsLong(); }), kErrOverflow);
+    EXPECT_EQ(ErrorNumberOf([] { Variant(1e10).AsDate(); }), kErrInvalidProcedureCall);
+}
+
+TEST(Variant, OrdinaryOrderingAcrossTypes) {
+    EXPECT_TRUE(Variant(int16_t{1}) == Variant(1.0));
+    EXPECT_TRUE(Variant(true) == Variant(-1));
+    EXPECT_TRUE(Variant() == Variant(0));
+    EXPECT_TRUE(Variant() == Variant(""));
+    EXPECT_TRUE(Variant("a") < Variant("b"));
+    EXPECT_TRUE(Variant("B") < Variant("a"));   // by bytes
+    EXPECT_TRUE(Variant(1000) < Variant("1"));  // a number sorts before any text
+    EXPECT_TRUE(Variant(-2) < Variant(int16_t{-1}));
+    EXPECT_FALSE(Variant(1) == Variant(1.0000001));
+    EXPECT_FALSE(Variant(int16_t{1}).Identical(Variant(1.0)));
+    auto thing = std::make_shared<Thing>();
+    EXPECT_EQ(ErrorNumberOf([&] { (void)(Variant(thing) == Variant(thing)); }), kErrTypeMismatch);
+    EXPECT_EQ(ErrorNumberOf([] { (void)(Variant(std::nan("")) < Variant(1)); }), kErrTypeMismatch);
+}
+
+TEST(ClampValue, LowerBoundIsTestedFirst) {
+    EXPECT_TRUE(ClampValue(5, 1, 10).Identical(Variant(5)));
+    EXPECT_TRUE(ClampValue(0, 1, 10).Identical(Variant(1)));
+    EXPECT_TRUE(ClampValue(11, 1, 10).Identical(Variant(10)));
+    EXPECT_TRUE(ClampValue(10, 1, 10).Identical(Variant(10)));
+    // Minimum above maximum: below the minimum still gives the minimum.
+    EXPECT_TRUE(ClampValue(0, 5, 3).Identical(Variant(5)));
+    EXPECT_TRUE(ClampValue(4, 5, 3).Identical(Variant(5)));
+    EXPECT_TRUE(ClampValue(6, 5, 3).Identical(Variant(3)));
+    // Mixed types compare by value and return the bound as given.
+    EXPECT_TRUE(ClampValue(int16_t{7}, 1.5, 6.5).Identical(Variant(6.5)));
+    EXPECT_TRUE(ClampValue("m", "a", "k").Identical(Variant("k")));
+}
+
+TEST(Dispatch, MemberTableInInterfaceOrder) {
+    Thing thing;
+    const auto& table = thing.Members();
+    ASSERT_EQ(table.size(), 5u);
+    EXPECT_EQ(table[0].dispid, 1);
+    EXPECT_EQ(table[1].dispid, 2);
+    EXPECT_EQ(table[2].dispid, 2);  // get and let of one property share the id
+    EXPECT_EQ(table[3].dispid, 3);
+    EXPECT_EQ(table[4].dispid, 4);
+    const MemberInfo* let = FindMember(table, "units", MemberKind::Let);
+    ASSERT_NE(let, nullptr);
+    EXPECT_EQ(let->name, "Units");
+    EXPECT_EQ(FindMember(table, "Units", MemberKind::Set), nullptr);
+    EXPECT_EQ(FindMember(table, "Unit", MemberKind::Get), nullptr);
+    EXPECT_EQ(FindMember(table, "QUERYINFO", MemberKind::Method)->dispid, 4);
+}
+
+TEST(Dispatch, UnknownMemberRaisesNotSupported) {
+    Thing thing;
+    std::vector<Variant> args;
+    try {
+        thing.Invoke("Frobnicate", MemberKind::Method, args);
+        FAIL() << "no error";
+    } catch (const AutomationError& e) {
+        EXPECT_EQ(e.Number(), kErrNotSupported);
+        EXPECT_EQ(e.Source(), "CThing - Frobnicate");
+    }
+}
+
+}  // namespace
+}  // namespace vesk

@@ -1,0 +1,131 @@
+#pragma once
+// Recording, scripted communications: every request and parameter write is logged in order
+// as a text line, and replies come from a per-identifier script.
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "vesk4710/platform/Communications.h"
+#include "vesk4710/support/AutomationError.h"
+
+namespace vesk::test {
+
+class FakeCommunications;
+
+class FakeRequestParams : public IRequestParams {
+  public:
+    explicit FakeRequestParams(FakeCommunications& owner) : owner_(owner) {}
+    void ClearAll() override;
+    void Value(const std::string& value) override;
+    void Channel(const std::string& channel) override;
+    void ChannelList(const std::string& list) override;
+    void paramname(const std::string& name) override;
+    void PointNumber(const std::string& point) override;
+
+    // Parameters set since the last ClearAll, by name.
+    std::map<std::string, std::string> current;
+
+  private:
+    void Set(const char* name, const std::string& value);
+    FakeCommunications& owner_;
+};
+
+class FakeSerialPort : public ISerialPort {
+  public:
+    explicit FakeSerialPort(FakeCommunications& owner) : owner_(owner) {}
+    void PortNumber(int32_t number) override;
+    int32_t PortNumber() const override { return portNumber; }
+    void BaudRateCode(int32_t code) override;
+    int32_t BaudRateCode() const override { return baudRateCode; }
+    void AutoClose(int32_t value) override;
+    int32_t AutoClose() const override { return autoClose; }
+    void LinkMode(int32_t mode) override;
+    int32_t LinkMode() const override { return linkMode; }
+
+    int32_t portNumber = 0;
+    int32_t baudRateCode = 0;
+    int32_t autoClose = 0;
+    int32_t linkMode = 0;
+
+  private:
+    FakeCommunications& owner_;
+};
+
+// Log lines: "ClearAll", "Value=C", "Channel=1", "ChannelList=1,2", "paramname=A4",
+// "PointNumber=2", "Read 168" (flag true), "Read 18 false", "Read 168 extra=x" (non-empty
+// third argument), "Write 169", "Transfer 278 500 value=3" ("Transfer 278 500" without a
+// value), "Port.LinkMode=2", "Port.PortNumber=1", "Port.BaudRateCode=6", "Port.AutoClose=0",
+// "FolderPath=/x", "InstrumentCode=11".
+class FakeCommunications : public ICommunications {
+  public:
+    FakeCommunications();
+    FakeCommunications(const FakeCommunications&) = delete;
+    FakeCommunications& operator=(const FakeCommunications&) = delete;
+
+    // ICommunications
+    IRequestParams& params() override { return params_; }
+    std::string ReadSetting(int32_t id, bool flag, const std::string& extra) override;
+    void WriteSetting(int32_t id) override;
+    TransferResult Transfer(int32_t id, int32_t expectedCount, const std::string& value) override;
+    ISerialPort& Port() override { return port_; }
+    void FolderPath(const std::string& folder) override;
+    void InstrumentCode(int32_t code) override;
+
+    // Script. Reply queues one answer for the next read of id (FIFO per id); when the queue
+    // is empty the ReplyAlways answer of id is used, then responder, then defaultReply.
+    void Reply(int32_t id, std::string reply);
+    void ReplyAlways(int32_t id, std::string reply);
+    // The next request (read, write or transfer) of id raises error; queued per id.
+    void Fail(int32_t id, AutomationError error);
+    // The Nth request from now raises (1 or 0: the very next one).
+    void FailAfter(size_t requests, AutomationError error);
+    // Queues the result of the next Transfer; when none is queued Transfer returns {"", false}.
+    void TransferReply(TransferResult r);
+    // Forgets every scripted reply and failure (the log stays).
+    void ClearScript();
+
+    std::string defaultReply;
+    // Asked for a read's reply when nothing is scripted for the id; sees the parameters set.
+    std::function<std::optional<std::string>(int32_t id,
+                                             const std::map<std::string, std::string>& params)>
+        responder;
+
+    // The record.
+    std::vector<std::string> log;
+    // Only the "Read ..."/"Write ..."/"Transfer ..." lines.
+    std::vector<std::string> Requests() const;
+    // Parameters in force at each request, parallel to Requests().
+    std::vector<std::map<std::string, std::string>> requestParams;
+    // Identifiers of the writes, in order.
+    std::vector<int32_t> Writes() const;
+    // Last FolderPath / InstrumentCode written.
+    std::string folderPath;
+    int32_t instrumentCode = 0;
+
+    FakeRequestParams& Params() { return params_; }
+    FakeSerialPort& SerialPort() { return port_; }
+
+  private:
+    friend class FakeRequestParams;
+    friend class FakeSerialPort;
+    void BeginRequest(int32_t id, std::string line);
+
+    FakeRequestParams params_;
+    FakeSerialPort port_;
+    std::map<int32_t, std::deque<std::string>> replies_;
+    std::map<int32_t, std::string> always_;
+    std::map<int32_t, std::deque<AutomationError>> failures_;
+    std::deque<TransferResult> transfers_;
+    struct Countdown {
+        size_t remaining;
+        AutomationError error;
+    };
+    std::vector<Countdown> countdowns_;
+};
+
+}  // namespace vesk::test

@@ -1,0 +1,43 @@
+#pragma once
+// A host made of fakes. Components the fakes cannot stand in for (probe, output file, text
+// splitter) come from factories the test sets; without one, creation raises.
+#include <functional>
+#include <memory>
+
+#include "tests/testsupport/FakeCommunications.h"
+#include "tests/testsupport/FakeFileSystem.h"
+#include "tests/testsupport/FakeRegistry.h"
+#include "tests/testsupport/FakeUi.h"
+#include "vesk4710/platform/Host.h"
+
+namespace vesk::test {
+
+class FakeHost : public Host {
+  public:
+    FakeHost();
+
+    // Returns comm (the same object every time) unless commFactory is set.
+    std::shared_ptr<ICommunications> CreateCommunications() override;
+    std::shared_ptr<IProbe> CreateProbe() override;
+    std::shared_ptr<IOutputFile> CreateOutputFile() override;
+    std::shared_ptr<ITextSplitter> CreateTextSplitter() override;
+    std::shared_ptr<IRegistry> CreateRegistry() override { return registry; }
+    IUiServices& Ui() override { return ui; }
+    IFileSystem& Files() override { return files; }
+
+    std::shared_ptr<FakeCommunications> comm;
+    FakeUi ui;
+    FakeFileSystem files;
+    std::shared_ptr<FakeRegistry> registry;
+
+    std::function<std::shared_ptr<ICommunications>()> commFactory;
+    // Tests set it to the real probes component (vesk::probes::Probe::Create).
+    std::function<std::shared_ptr<IProbe>()> probeFactory;
+    std::function<std::shared_ptr<IOutputFile>()> outputFileFactory;
+    std::function<std::shared_ptr<ITextSplitter>()> splitterFactory;
+
+    int communicationsCreated = 0;
+    int probesCreated = 0;
+};
+
+}  // namespace vesk::test

@@ -1,0 +1,360 @@
+#include "ui/console/ConsoleUi.h"
+
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <iostream>
+#include <nlohmann/json.hpp>
+#include <string_view>
+#include <thread>
+#include <utility>
+
+namespace vesk {
+
+namespace {
+
+std::atomic<uint32_t> g_interrupts{0};
+static_assert(std::atomic<uint32_t>::is_always_lock_free, "the signal handler needs it");
+
+extern "C" void OnInterrupt(int) {
+    ConsoleUi::NoteInterrupt();
+}
+
+constexpr int32_t kAnsAbort = 3;
+
+// Message texts break lines with a lone CR; the terminal wants LF.
+std::string TerminalText(std::string_view text) {
+    std::string out;
+    out.reserve(text.size());
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '\r') {
+            out.push_back('\n');
+            if (i + 1 < text.size() && text[i + 1] == '\n') {
+                ++i;
+            }
+        } else {
+            out.push_back(text[i]);
+        }
+    }
+    return out;
+}
+
+std::string JsonLine(const nlohmann::json& j) {
+    // Hostile bytes (invalid UTF-8 in a label) must not abort the message.
+    return j.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
+std::string Lower(std::string s) {
+    for (char& c : s) {
+        if (c >= 'A' && c <= 'Z') {
+            c = static_cast<char>(c - 'A' + 'a');
+        }
+    }
+    return s;
+}
+
+std::string Trim(const std::string& s) {
+    const auto b = s.find_first_not_of(" \t\r\n");
+    if (b == std::string::npos) {
+        return {};
+    }
+    const auto e = s.find_last_not_of(" \t\r\n");
+    return s.substr(b, e - b + 1);
+}
+
+// Turns terminal echo off for the lifetime of the guard.
+class EchoOff {
+  public:
+    explicit EchoOff(int fd) : fd_(fd) {
+        if (::tcgetattr(fd_, &saved_) == 0) {
+            termios quiet = saved_;
+            quiet.c_lflag &= static_cast<tcflag_t>(~ECHO);
+            active_ = ::tcsetattr(fd_, TCSAFLUSH, &quiet) == 0;
+        }
+    }
+    ~EchoOff() {
+        if (active_) {
+            ::tcsetattr(fd_, TCSAFLUSH, &saved_);
+        }
+    }
+    EchoOff(const EchoOff&) = delete;
+    EchoOff& operator=(const EchoOff&) = delete;
+
+  private:
+    int fd_;
+    termios saved_{};
+    bool active_ = false;
+};
+
+class ConsoleProgress : public IProgress {
+  public:
+    ConsoleProgress(std::ostream& err, bool draw)
+        : err_(err), draw_(draw), startInterrupts_(ConsoleUi::InterruptCount()) {}
+    ~ConsoleProgress() override { Clear(); }
+
+    void SetOwner(IForm*, bool) override {}
+    void StartPhase(const std::string& text, double stepPercent) override {
+        text_ = text;
+        step_ = stepPercent;
+        Draw();
+    }
+    bool Step() override {
+        percent_ = std::min(100.0, percent_ + step_);
+        Draw();
+        return Continue();
+    }
+    void Status(const std::string& text, double percent) override {
+        text_ = text;
+        percent_ = std::clamp(percent, 0.0, 100.0);
+        Draw();
+    }
+    // Only a Ctrl-C after this display was created cancels it.
+    bool Continue() override { return ConsoleUi::InterruptCount() == startInterrupts_; }
+    void Reset() override {
+        percent_ = 0.0;
+        text_.clear();
+        Clear();
+    }
+    void Hide() override { Clear(); }
+    void Close() override { Clear(); }
+
+  private:
+    void Draw() {
+        if (!draw_) {
+            return;
+        }
+        constexpr int kWidth = 30;
+        const int filled = static_cast<int>(percent_ / 100.0 * kWidth + 0.5);
+        std::string line = "\r\x1b[K" + TerminalText(text_);
+        std::replace(line.begin(), line.end(), '\n', ' ');
+        line += " [" + std::string(static_cast<size_t>(filled), '#') +
+                std::string(static_cast<size_t>(kWidth - filled), ' ') + "] " +
+                std::to_string(static_cast<int>(percent_ + 0.5)) + "%";
+        err_ << line << std::flush;
+        shown_ = true;
+    }
+    void Clear() {
+        if (shown_) {
+            err_ << "\r\x1b[K" << std::flush;
+            shown_ = false;
+        }
+    }
+
+    std::ostream& err_;
+    bool draw_;
+    uint32_t startInterrupts_;
+    std::string text_;
+    double step_ = 0.0;
+    double percent_ = 0.0;
+    bool shown_ = false;
+};
+
+}  // namespace
+
+ConsoleUi::ConsoleUi(ConsoleOptions options)
+    : options_(std::move(options)),
+      err_(std::cerr),
+      in_(::isatty(STDIN_FILENO) ? &std::cin : nullptr),
+      terminal_(::isatty(STDERR_FILENO) != 0),
+      ttyInput_(::isatty(STDIN_FILENO) != 0),
+      passcodes_(options_.passcodes.begin(), options_.passcodes.end()),
+      passcodeQueue_(!options_.passcodes.empty()) {}
+
+ConsoleUi::ConsoleUi(ConsoleOptions options, std::ostream& err, std::istream* in, bool terminal)
+    : options_(std::move(options)),
+      err_(err),
+      in_(in),
+      terminal_(terminal),
+      ttyInput_(false),
+      passcodes_(options_.passcodes.begin(), options_.passcodes.end()),
+      passcodeQueue_(!options_.passcodes.empty()) {}
+
+ConsoleUi::~ConsoleUi() = default;
+
+std::string ConsoleUi::AskLine(const std::string& question) {
+    err_ << question << std::flush;
+    std::string line;
+    if (in_ == nullptr || !std::getline(*in_, line)) {
+        err_ << "\n";
+        return {};
+    }
+    return line;
+}
+
+int32_t ConsoleUi::MessageBox(const std::string& prompt, int32_t style, const std::string& caption,
+                              const std::string& helpFile, int32_t helpContext) {
+    const int32_t buttons = style & 7;
+    const bool question = buttons == 1 || buttons == 3 || buttons == 4;
+
+    bool yes = false;
+    bool assumed = true;
+    if (question) {
+        if (options_.assumeYes) {
+            yes = true;
+        } else if (options_.assumeNo || options_.json || in_ == nullptr) {
+            yes = false;
+        } else {
+            assumed = false;
+        }
+    }
+
+    if (options_.json) {
+        nlohmann::json msg = {
+            {"caption", caption}, {"text", TerminalText(prompt)}, {"style", style}};
+        if (!helpFile.empty()) {
+            msg["helpFile"] = helpFile;
+            msg["helpContext"] = helpContext;
+        }
+        if (question) {
+            msg["answer"] = yes ? "yes" : "no";
+        }
+        err_ << JsonLine({{"message", msg}}) << "\n" << std::flush;
+    } else {
+        err_ << "[" << caption << "] " << TerminalText(prompt) << "\n";
+        if (!helpFile.empty()) {
+            err_ << "  (help: " << helpFile << ", topic " << std::to_string(helpContext) << ")\n";
+        }
+        if (question && assumed) {
+            err_ << "  answer: " << (yes ? "yes" : "no") << "\n";
+        }
+        err_ << std::flush;
+    }
+
+    if (question && !assumed) {
+        // Ask until the answer is clear; end of input counts as no.
+        for (;;) {
+            if (in_ == nullptr || in_->eof()) {
+                yes = false;
+                break;
+            }
+            const std::string a = Lower(Trim(AskLine("  [y/n] ")));
+            if (a == "y" || a == "yes") {
+                yes = true;
+                break;
+            }
+            if (a == "n" || a == "no" || in_->eof() || in_->fail()) {
+                yes = false;
+                break;
+            }
+        }
+    }
+
+    switch (buttons) {
+        case 1:
+            return yes ? kAnsOk : kAnsCancel;
+        case 2:
+            return kAnsAbort;
+        case 3:
+        case 4:
+            return yes ? kAnsYes : kAnsNo;
+        case 5:
+            return kAnsCancel;
+        default:
+            return kAnsOk;
+    }
+}
+
+void ConsoleUi::DoEvents() {
+    if (onEvents) {
+        onEvents();
+    }
+}
+
+void ConsoleUi::WaitEvents(int32_t maxMillis) {
+    if (onEvents) {
+        onEvents();
+    }
+    if (maxMillis <= 0) {
+        return;
+    }
+    // Short slices: a signal handler cannot notify a condition variable.
+    const uint32_t start = InterruptCount();
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(maxMillis);
+    for (;;) {
+        const auto now = std::chrono::steady_clock::now();
+        if (now >= deadline || InterruptCount() != start) {
+            return;
+        }
+        std::this_thread::sleep_for(std::min<std::chrono::steady_clock::duration>(
+            deadline - now, std::chrono::milliseconds(10)));
+    }
+}
+
+int32_t ConsoleUi::Ticks() {
+    const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(
+                        std::chrono::steady_clock::now().time_since_epoch())
+                        .count();
+    return static_cast<int32_t>(static_cast<uint32_t>(ms));
+}
+
+int32_t ConsoleUi::ShowHelp(const std::string& helpFile, int32_t command, int32_t topic) {
+    if (options_.json) {
+        err_ << JsonLine({{"help", {{"file", helpFile}, {"command", command}, {"topic", topic}}}})
+             << "\n"
+             << std::flush;
+    } else {
+        err_ << "[help] " << helpFile << " topic " << std::to_string(topic) << "\n" << std::flush;
+    }
+    return 1;
+}
+
+PasscodeEntry ConsoleUi::PromptPasscode(IForm*) {
+    if (passcodeQueue_) {
+        if (passcodes_.empty()) {
+            return {};
+        }
+        PasscodeEntry e{std::move(passcodes_.front()), true};
+        passcodes_.pop_front();
+        return e;
+    }
+    if (in_ == nullptr) {
+        return {};
+    }
+    std::string line;
+    bool got = false;
+    err_ << "Passcode: " << std::flush;
+    {
+        std::unique_ptr<EchoOff> quiet;
+        if (ttyInput_) {
+            quiet = std::make_unique<EchoOff>(STDIN_FILENO);
+        }
+        got = static_cast<bool>(std::getline(*in_, line));
+    }
+    err_ << "\n" << std::flush;
+    if (!got) {
+        return {};
+    }
+    if (!line.empty() && line.back() == '\r') {
+        line.pop_back();
+    }
+    return {line, true};
+}
+
+std::unique_ptr<IProgress> ConsoleUi::CreateProgress() {
+    return std::make_unique<ConsoleProgress>(err_, terminal_ && !options_.json);
+}
+
+bool ConsoleUi::ShowModal(IDialogLogic& dialog, IForm* owner) {
+    return modalHandler ? modalHandler(dialog, owner) : false;
+}
+
+void ConsoleUi::InstallInterruptHandler() {
+    struct sigaction sa {};
+    sa.sa_handler = OnInterrupt;
+    sigemptyset(&sa.sa_mask);
+    sa.sa_flags = SA_RESETHAND;
+    ::sigaction(SIGINT, &sa, nullptr);
+}
+
+void ConsoleUi::NoteInterrupt() noexcept {
+    g_interrupts.fetch_add(1, std::memory_order_relaxed);
+}
+
+uint32_t ConsoleUi::InterruptCount() noexcept {
+    return g_interrupts.load(std::memory_order_relaxed);
+}
+
+}  // namespace vesk

@@ -1,0 +1,63 @@
+#pragma once
+// Download options: which log, which label, how many decimals, one file or one per label,
+// and the folder; then the download, which shows the files it wrote.
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "vesk4710/dialogs/DialogBase.h"
+
+namespace vesk {
+
+class CVesk4710;
+
+class frm4710Download : public IDialogLogic, public DialogBase {
+  public:
+    struct Controls {
+        IForm* form = nullptr;
+        ILabel* lblLog = nullptr;
+        IListControl* cboLog = nullptr;
+        ILabel* lblLabel = nullptr;
+        IListControl* cboLabel = nullptr;
+        ILabel* lblDecimals = nullptr;
+        IListControl* cboDecimals = nullptr;
+        std::array<ICheckBox*, 2> optFiles{};  // 0 one file, 1 one file per label
+        ILabel* lblFolder = nullptr;
+        ITextBox* txtFolder = nullptr;
+        IButton* cmdBrowse = nullptr;  // the binding offers its folder picker
+        std::array<IButton*, 3> cmdOKCancelHelp{};
+    };
+
+    explicit frm4710Download(std::shared_ptr<CVesk4710> instrument);
+
+    std::string DialogName() const override { return "frm4710Download"; }
+    std::string FormName() const override { return DialogName(); }
+    void Bind(const Controls& controls) { c_ = controls; }
+    const std::shared_ptr<CVesk4710>& Instrument() const { return instrument_; }
+    // True once a download ran to its end.
+    bool Downloaded() const { return downloaded_; }
+
+    void Load();
+    void Activate();
+    void Unload();
+    void optFiles_Click(int index);
+    void cmdOKCancelHelp_Click(int index);
+
+  protected:
+    IRegistry* StateRegistry() const override;
+
+  private:
+    IUiServices& Ui() const;
+    void SetupChoices();
+    bool ValidateChoices();
+    FormState Choices() const;
+    void OK();
+
+    std::shared_ptr<CVesk4710> instrument_;
+    Controls c_;
+    bool activated_ = false;
+    bool downloaded_ = false;
+};
+
+}  // namespace vesk

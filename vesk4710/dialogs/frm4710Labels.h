@@ -1,0 +1,58 @@
+#pragma once
+// Logging label: reads the instrument's current label, edits it under the label's character
+// rules and writes it back.
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "vesk4710/dialogs/DialogBase.h"
+
+namespace vesk {
+
+class CVesk4710;
+
+class frm4710Labels : public IDialogLogic, public DialogBase {
+  public:
+    struct Controls {
+        IForm* form = nullptr;
+        ILabel* lblLabelName = nullptr;
+        ITextBox* txtLabelName = nullptr;
+        IButton* cmdReset = nullptr;
+        std::array<IButton*, 3> cmdOKCancelHelp{};
+    };
+
+    explicit frm4710Labels(std::shared_ptr<CVesk4710> instrument);
+
+    std::string DialogName() const override { return "frm4710Labels"; }
+    std::string FormName() const override { return DialogName(); }
+    void Bind(const Controls& controls) { c_ = controls; }
+    const std::shared_ptr<CVesk4710>& Instrument() const { return instrument_; }
+    bool Changed() const { return changed_; }
+
+    void Load();
+    void Activate();
+    void Unload();
+    void txtLabelName_Change();
+    void txtLabelName_GotFocus();
+    void txtLabelName_KeyPress(int16_t& keyAscii);
+    void txtLabelName_Validate(bool& cancel);
+    void cmdReset_Click();
+    void cmdOKCancelHelp_Click(int index);
+
+  protected:
+    IRegistry* StateRegistry() const override;
+
+  private:
+    IUiServices& Ui() const;
+    bool ReadLabel();
+    bool WriteLabel();
+
+    std::shared_ptr<CVesk4710> instrument_;
+    Controls c_;
+    bool activated_ = false;
+    bool changed_ = false;
+    bool filling_ = false;  // the label read from the instrument is not a user change
+};
+
+}  // namespace vesk

@@ -1,0 +1,89 @@
+#include "vesk4710/dialogs/frm4710LogStatus.h"
+
+#include "vesk4710/core/CVesk4710.h"
+#include "vesk4710/support/AutomationError.h"
+#include "vesk4710/support/NumberText.h"
+#include "vesk4710/support/modHelp.h"
+#include "vesk4710/support/modMessages.h"
+#include "vesk4710/support/modStrings.h"
+
+namespace vesk {
+
+frm4710LogStatus::frm4710LogStatus(std::shared_ptr<CVesk4710> instrument)
+    : instrument_(std::move(instrument)) {}
+
+IUiServices& frm4710LogStatus::Ui() const {
+    return instrument_->GetHost().Ui();
+}
+
+IRegistry* frm4710LogStatus::StateRegistry() const {
+    return instrument_ ? instrument_->Registry().get() : nullptr;
+}
+
+void frm4710LogStatus::Load() {
+    activated_ = false;
+    Show();
+    SetHelpContextID(kHelpLogStatus);
+    c_.form->Caption(LoadResString(225));
+    c_.cmdDemandLogClear->Caption(LoadResString(271));
+    c_.cmdRefresh->Caption(LoadResString(224));
+    c_.cmdOKCancelHelp[kCmdOK]->Caption(LoadResString(222));
+    c_.cmdOKCancelHelp[kCmdHelp]->Caption(LoadResString(146));
+}
+
+void frm4710LogStatus::Activate() {
+    if (activated_) {
+        return;
+    }
+    activated_ = true;
+    cmdRefresh_Click();
+}
+
+void frm4710LogStatus::cmdRefresh_Click() {
+    try {
+        if (!instrument_->QueryDemandLogStatus()) {
+            ShowInfoMessage(Ui(), LoadResString(229), kMsgCaption);
+            return;
+        }
+        c_.pbarDemandLog->Max(static_cast<float>(instrument_->DemandLogPoints()));
+        c_.pbarDemandLog->Value(static_cast<float>(instrument_->DemandLogCount()));
+        const float value = c_.pbarDemandLog->Value();
+        const float max = c_.pbarDemandLog->Max();
+        if (max == 0.0F) {
+            // Single-precision division by zero is an error here, as 0/0 is an overflow.
+            throw AutomationError::Runtime(value == 0.0F ? kErrOverflow : kErrDivisionByZero);
+        }
+        const float percent = value * 100.0F / max;
+        c_.lblDemandLog->Caption(LoadResString(226) + ": " + FormatNumber(percent, "0.00") +
+                                 LoadResString(227));
+    } catch (...) {
+        ShowErrorMessage(Ui(), LoadResString(228), kMsgCaption);
+    }
+}
+
+void frm4710LogStatus::cmdDemandLogClear_Click() {
+    try {
+        instrument_->ClearDemandLog();
+    } catch (...) {
+        ShowErrorMessage(Ui(), LoadResString(228), kMsgCaption);
+        return;
+    }
+    cmdRefresh_Click();
+}
+
+void frm4710LogStatus::cmdOKCancelHelp_Click(int index) {
+    if (index == kCmdOK) {
+        Hide();
+    } else if (index == kCmdHelp) {
+        HelpOpenTopic(Ui(), HelpContextID());
+    }
+}
+
+void frm4710LogStatus::Unload() {
+    if (instrument_) {
+        SaveFormState();
+    }
+    instrument_.reset();
+}
+
+}  // namespace vesk

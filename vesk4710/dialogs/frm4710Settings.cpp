@@ -1,0 +1,497 @@
+#include "vesk4710/dialogs/frm4710Settings.h"
+
+#include <set>
+
+#include "vesk4710/calibration/CalibrationGrid.h"
+#include "vesk4710/channel/CVesk4710Channel.h"
+#include "vesk4710/core/CVesk4710.h"
+#include "vesk4710/dialogs/modDialogHelpers.h"
+#include "vesk4710/support/NumberText.h"
+#include "vesk4710/support/modEditing.h"
+#include "vesk4710/support/modMessages.h"
+#include "vesk4710/support/modStrings.h"
+
+namespace vesk {
+
+namespace {
+
+constexpr int16_t kKeyDelete = 46;
+constexpr int32_t kMaxScanSeqDelay = 32767;
+
+bool IsPointCell(int32_t row, int32_t col) {
+    return row >= kCalFirstPointRow && row < kCalFirstPointRow + kCalMaxPoints && col >= 1 &&
+           col < kCalGridCols;
+}
+
+std::string PointName(int32_t row) {
+    return "ADJ" + NumberText(static_cast<int32_t>(row - kCalFirstPointRow + 1));
+}
+
+// "1, 2,3" -> channel numbers; nothing when an item is not a whole number.
+std::optional<std::vector<int32_t>> ParseChannelList(const std::string& text) {
+    std::vector<int32_t> channels;
+    if (TrimSpaces(text).empty()) {
+        return channels;
+    }
+    size_t start = 0;
+    while (true) {
+        const size_t comma = text.find(',', start);
+        const auto item = ParseTypedInteger(text.substr(start, comma - start));
+        if (!item) {
+            return std::nullopt;
+        }
+        channels.push_back(*item);
+        if (comma == std::string::npos) {
+            return channels;
+        }
+        start = comma + 1;
+    }
+}
+
+std::string JoinChannels(const std::vector<int32_t>& channels) {
+    std::string out;
+    for (int32_t ch : channels) {
+        out += (out.empty() ? "" : ",") + NumberText(ch);
+    }
+    return out;
+}
+
+}  // namespace
+
+frm4710Settings::frm4710Settings(std::shared_ptr<CVesk4710> instrument)
+    : instrument_(std::move(instrument)) {}
+
+IUiServices& frm4710Settings::Ui() const {
+    return instrument_->GetHost().Ui();
+}
+
+IRegistry* frm4710Settings::StateRegistry() const {
+    return instrument_ ? instrument_->Registry().get() : nullptr;
+}
+
+void frm4710Settings::Load() {
+    activated_ = false;
+    readOK_ = false;
+    cancelled_ = true;
+    Show();
+    SetHelpContextID(kHelpSettings);
+    c_.form->Caption(instrument_->Model() + " Settings");
+    SetCaption(c_.lblSerial, LoadResString(131));
+    SetCaption(c_.lblUnits, LoadResString(139));
+    SetCaption(c_.lblInterval, "Sample interval (s)");
+    SetCaption(c_.chkAutoInterval, LoadResString(316));
+    SetCaption(c_.lblScanMode, "Scan mode");
+    SetCaption(c_.lblScanChannels, "Scan channels");
+    SetCaption(c_.lblScanSeqDelay, "Scan sequence delay");
+    SetCaption(c_.lblResolution, LoadResString(250));
+    SetCaption(c_.chkAutoPower, LoadResString(348));
+    SetCaption(c_.chkDisableSerial, LoadResString(349));
+    SetCaption(c_.lblCalDate, LoadResString(155));
+    SetCaption(c_.lblCalParams, LoadResString(149));
+    SetCaption(c_.lblChannels, LoadResString(133));
+    SetCaption(c_.cmdEditChannel, "&Edit Channel...");
+    SetCaption(c_.cmdUnlock, "&Unlock...");
+    CaptionOKCancelHelp(c_.cmdOKCancelHelp);
+    // The instrument fills the grid by the range names of its first row.
+    LayOutCalibrationGrid(*c_.vsfgCalParams);
+}
+
+void frm4710Settings::Activate() {
+    if (activated_) {
+        return;
+    }
+    activated_ = true;
+    Ui().MousePointer(kPointerHourglass);
+    readOK_ = ReadSettings();
+    GatherSettings();
+    // Without the instrument's settings there is nothing safe to write back.
+    SetEnabled(c_.cmdOKCancelHelp[kCmdOK], readOK_);
+    Ui().MousePointer(kPointerDefault);
+}
+
+bool frm4710Settings::ReadSettings() {
+    try {
+        // QueryInfo reports its own failures; the three scan settings are not part of it.
+        return instrument_->QueryInfo(c_.form) && instrument_->QueryInterval() &&
+               instrument_->QueryScanMode() && instrument_->QueryScanChannelList();
+    } catch (...) {
+        ShowErrorMessage(Ui(), LoadResString(211), kMsgCaption);
+        return false;
+    }
+}
+
+void frm4710Settings::GatherSettings() {
+    try {
+        CVesk4710& inst = *instrument_;
+        SetCaption(c_.lblModel, "Model " + inst.Model() + "    " + LoadResString(131) + " " +
+                                    inst.Serial() + "    Firmware " + NumberText(inst.Firmware()));
+        c_.txtSerial->Text(inst.Serial());
+
+        inst.FillUnitsList(*c_.cboUnits, false);
+        SelectOrAddItem(*c_.cboUnits, inst.Units(), UnitsText(static_cast<int16_t>(inst.Units())));
+
+        const bool autoInterval = inst.Interval() == INT_AUTO;
+        c_.chkAutoInterval->Value(autoInterval ? 1 : 0);
+        c_.txtInterval->Text(autoInterval ? std::string() : NumberText(int32_t{inst.Interval()}));
+        c_.txtInterval->Enabled(!autoInterval);
+
+        c_.cboScanMode->Clear();
+        AddListItem(*c_.cboScanMode, "Simultaneous", SM_SIMULTANEOUS);
+        AddListItem(*c_.cboScanMode, "Scan", SM_SCAN);
+        SelectOrAddItem(*c_.cboScanMode, inst.ScanMode(), NumberText(int32_t{inst.ScanMode()}));
+        c_.txtScanChannels->Text(inst.ScanChannels());
+        c_.txtScanSeqDelay->Text(NumberText(inst.ScanSeqDelay()));
+        c_.txtScanSeqDelay->Enabled(inst.HasScanSeqDelay());
+
+        c_.cboResolution->Clear();
+        for (int16_t r = inst.MinResolution(); r <= inst.MaxResolution(); ++r) {
+            AddListItem(*c_.cboResolution, NumberText(r), r);
+        }
+        SelectOrAddItem(*c_.cboResolution, inst.Resolution(), NumberText(inst.Resolution()));
+
+        c_.chkAutoPower->Value(inst.AutoPower() ? 1 : 0);
+        c_.chkDisableSerial->Value(inst.DisableSerial() ? 1 : 0);
+        c_.dtpCalDate->Text(inst.CalDate().IsoDate());
+        if (c_.lstChannels != nullptr) {
+            inst.FillChannelList(*c_.lstChannels);
+        }
+    } catch (...) {
+        ShowErrorMessage(Ui(), LoadResString(209), kMsgCaption);
+    }
+    original_ = Shown();
+    ApplyLocks();
+}
+
+bool frm4710Settings::Unlocked() const {
+    return instrument_->PasscodeState() == PS_ENABLED;
+}
+
+bool frm4710Settings::CalParamsProtected() const {
+    return instrument_->ProtectCalParams() && !Unlocked();
+}
+
+void frm4710Settings::ApplyLocks() {
+    const bool calOpen = readOK_ && !CalParamsProtected();
+    c_.dtpCalDate->Enabled(calOpen);
+    c_.vsfgCalParams->Enabled(calOpen);
+    // The serial number is written only under a presented passcode.
+    c_.txtSerial->Enabled(readOK_ && instrument_->AllowSetSerial() && Unlocked());
+    const bool anyLocked = CalParamsProtected() || (instrument_->AllowSetSerial() && !Unlocked());
+    SetEnabled(c_.cmdUnlock, readOK_ && anyLocked);
+}
+
+frm4710Settings::Values frm4710Settings::Shown() const {
+    Values v;
+    v.serial = c_.txtSerial->Text();
+    v.units = SelectedItemData(*c_.cboUnits, instrument_->Units());
+    v.interval = c_.chkAutoInterval->Value() == 1
+                     ? INT_AUTO
+                     : ParseTypedInteger(c_.txtInterval->Text()).value_or(instrument_->Interval());
+    v.scanMode = SelectedItemData(*c_.cboScanMode, instrument_->ScanMode());
+    v.scanChannels = c_.txtScanChannels->Text();
+    if (auto channels = ParseChannelList(v.scanChannels)) {
+        v.scanChannels = JoinChannels(*channels);
+    }
+    v.scanSeqDelay =
+        ParseTypedInteger(c_.txtScanSeqDelay->Text()).value_or(instrument_->ScanSeqDelay());
+    v.resolution = SelectedItemData(*c_.cboResolution, instrument_->Resolution());
+    v.autoPower = c_.chkAutoPower->Value() == 1;
+    v.disableSerial = c_.chkDisableSerial->Value() == 1;
+    v.calDate = Date::ParseIso(TrimSpaces(c_.dtpCalDate->Text())).value_or(instrument_->CalDate());
+    IGridControl& grid = *c_.vsfgCalParams;
+    for (int32_t row = kCalFirstPointRow; row < grid.Rows(); ++row) {
+        for (int32_t col = 1; col < grid.Cols(); ++col) {
+            v.calParams.push_back(grid.TextMatrix(row, col));
+        }
+    }
+    return v;
+}
+
+void frm4710Settings::chkAutoInterval_Click() {
+    c_.txtInterval->Enabled(c_.chkAutoInterval->Value() != 1);
+}
+
+void frm4710Settings::txtInterval_KeyPress(int16_t& keyAscii) {
+    FilterIntegerKey(keyAscii);
+}
+
+void frm4710Settings::txtScanSeqDelay_KeyPress(int16_t& keyAscii) {
+    FilterIntegerKey(keyAscii);
+}
+
+void frm4710Settings::txtScanChannels_KeyPress(int16_t& keyAscii) {
+    if (keyAscii == ',' || keyAscii == ' ') {
+        return;
+    }
+    FilterIntegerKey(keyAscii);
+}
+
+void frm4710Settings::txtSerial_KeyPress(int16_t& keyAscii) {
+    FilterSerialKey(keyAscii);
+}
+
+void frm4710Settings::TextBox_GotFocus(ITextBox& box) {
+    SelectAllText(box);
+}
+
+bool frm4710Settings::vsfgCalParams_BeforeEdit(int32_t row, int32_t col) {
+    return c_.vsfgCalParams->Enabled() && IsPointCell(row, col);
+}
+
+void frm4710Settings::vsfgCalParams_KeyDown(int16_t& keyCode, int32_t row, int32_t col) {
+    if (!vsfgCalParams_BeforeEdit(row, col)) {
+        keyCode = 0;
+        return;
+    }
+    FilterGridKey(keyCode);
+    if (keyCode == kKeyDelete) {
+        // Delete removes the whole adjustment point: reference and value belong together.
+        const int32_t reference = col - ((col - 1) % 2);
+        c_.vsfgCalParams->TextMatrix(row, reference, kCalUnusedCell);
+        c_.vsfgCalParams->TextMatrix(row, reference + 1, kCalUnusedCell);
+        keyCode = 0;
+    }
+}
+
+void frm4710Settings::vsfgCalParams_KeyPress(int16_t& keyAscii) {
+    FilterScientificKey(keyAscii);
+}
+
+bool frm4710Settings::vsfgCalParams_ValidateEdit(int32_t row, int32_t col, std::string& text) {
+    if (!vsfgCalParams_BeforeEdit(row, col)) {
+        return false;
+    }
+    const std::string typed = TrimSpaces(text);
+    if (typed.empty() || typed == kCalUnusedCell) {
+        text = kCalUnusedCell;
+        return true;
+    }
+    const auto value = ParseTypedNumber(typed);
+    if (!value) {
+        ShowInfoMessage(Ui(), "'" + typed + "' is not a number.", kMsgCaption);
+        return false;
+    }
+    // The instrument reads a period decimal whatever the user's locale.
+    text = ToInvariantDecimal(typed);
+    return true;
+}
+
+void frm4710Settings::cmdUnlock_Click() {
+    try {
+        if (instrument_->ValidatePasscode(c_.form)) {
+            ApplyLocks();
+        }
+    } catch (...) {
+        ShowErrorMessage(Ui(), ResText(109, LoadResString(308)), kMsgCaption);
+    }
+}
+
+void frm4710Settings::cmdEditChannel_Click() {
+    if (c_.lstChannels == nullptr) {
+        return;
+    }
+    const int32_t channel = SelectedItemData(*c_.lstChannels, 0);
+    if (channel <= 0) {
+        return;
+    }
+    try {
+        if (auto ch = instrument_->GetChannelReference(static_cast<int16_t>(channel))) {
+            ch->Edit();
+            instrument_->FillChannelList(*c_.lstChannels);
+            SelectListItemByData(*c_.lstChannels, channel);
+        }
+    } catch (...) {
+        ShowErrorMessage(Ui(), LoadResString(213), kMsgCaption);
+    }
+}
+
+bool frm4710Settings::ValidateSettings() {
+    CVesk4710& inst = *instrument_;
+    if (c_.chkAutoInterval->Value() != 1) {
+        const auto interval = ParseTypedInteger(c_.txtInterval->Text());
+        if (!interval) {
+            return RefuseEntry(Ui(), "The sample interval must be a whole number of seconds.",
+                               c_.txtInterval);
+        }
+        if (*interval > inst.MaxInterval()) {
+            return RefuseEntry(Ui(), ResText(202, NumberText(int32_t{inst.MaxInterval()})),
+                               c_.txtInterval);
+        }
+        if (*interval < inst.MinInterval()) {
+            return RefuseEntry(Ui(),
+                               "The minimum setting for the sample interval is " +
+                                   NumberText(int32_t{inst.MinInterval()}) + ".",
+                               c_.txtInterval);
+        }
+    }
+    if (inst.HasScanSeqDelay()) {
+        const auto delay = ParseTypedInteger(c_.txtScanSeqDelay->Text());
+        if (!delay || *delay < 0 || *delay > kMaxScanSeqDelay) {
+            return RefuseEntry(Ui(),
+                               "The scan sequence delay must be a whole number from 0 to " +
+                                   NumberText(kMaxScanSeqDelay) + ".",
+                               c_.txtScanSeqDelay);
+        }
+    }
+    const auto channels = ParseChannelList(c_.txtScanChannels->Text());
+    const std::string channelRange =
+        inst.NumChannels() > 0 ? "1 to " + NumberText(inst.NumChannels()) : "of the instrument";
+    if (!channels) {
+        return RefuseEntry(
+            Ui(),
+            "The scan channel list must name channels " + channelRange + ", separated by commas.",
+            c_.txtScanChannels);
+    }
+    std::set<int32_t> seen;
+    for (int32_t ch : *channels) {
+        if (ch < 1 || (inst.NumChannels() > 0 && ch > inst.NumChannels())) {
+            return RefuseEntry(Ui(),
+                               "The scan channel list must name channels " + channelRange +
+                                   "; there is no channel " + NumberText(ch) + ".",
+                               c_.txtScanChannels);
+        }
+        if (!seen.insert(ch).second) {
+            return RefuseEntry(
+                Ui(), "Channel " + NumberText(ch) + " appears twice in the scan channel list.",
+                c_.txtScanChannels);
+        }
+    }
+    if (SelectedItemData(*c_.cboScanMode, inst.ScanMode()) == SM_SCAN && channels->empty()) {
+        return RefuseEntry(Ui(), "Scanning needs at least one channel in the scan channel list.",
+                           c_.txtScanChannels);
+    }
+    if (c_.txtSerial->Enabled() && TrimSpaces(c_.txtSerial->Text()).empty()) {
+        return RefuseEntry(Ui(), "The serial number can not be empty.", c_.txtSerial);
+    }
+    const auto calDate = Date::ParseIso(TrimSpaces(c_.dtpCalDate->Text()));
+    if (!calDate) {
+        return RefuseEntry(Ui(), "The calibration date is not a valid date.", c_.dtpCalDate);
+    }
+    if (*calDate > Date::Today()) {
+        return RefuseEntry(Ui(), "The calibration date can not be in the future.", c_.dtpCalDate);
+    }
+    return ValidateCalParams();
+}
+
+bool frm4710Settings::ValidateCalParams() {
+    const IGridControl& grid = *c_.vsfgCalParams;
+    for (int32_t reference = 1; reference + 1 < grid.Cols(); reference += 2) {
+        const std::string range = grid.TextMatrix(0, reference);
+        bool unusedSeen = false;
+        int32_t points = 0;
+        for (int32_t row = kCalFirstPointRow; row < grid.Rows(); ++row) {
+            const std::string ref = grid.TextMatrix(row, reference);
+            const std::string value = grid.TextMatrix(row, reference + 1);
+            const bool refUnused = ref == kCalUnusedCell;
+            const bool valueUnused = value == kCalUnusedCell;
+            for (const std::string* cell : {&ref, &value}) {
+                if (*cell != kCalUnusedCell && !ParseTypedNumber(*cell)) {
+                    return RefuseEntry(Ui(), "The calibration parameter '" + *cell + "' of " +
+                                                 range + ", " + PointName(row) +
+                                                 " is not a number.");
+                }
+            }
+            if (refUnused != valueUnused) {
+                return RefuseEntry(
+                    Ui(), PointName(row) + " of " + range + " needs both a reference and a value.");
+            }
+            if (refUnused) {
+                unusedSeen = true;
+                continue;
+            }
+            if (unusedSeen) {
+                return RefuseEntry(Ui(), range + " has an unused point before " + PointName(row) +
+                                             ": adjustment points must follow one another.");
+            }
+            ++points;
+        }
+        if (points == 0) {
+            return RefuseEntry(Ui(), range + " needs at least one complete adjustment point.");
+        }
+    }
+    return true;
+}
+
+bool frm4710Settings::WriteSettings(const Values& now) {
+    CVesk4710& inst = *instrument_;
+    try {
+        inst.Serial(now.serial);
+        inst.Units(static_cast<E4710Units>(now.units));
+        inst.Interval(static_cast<E4710Interval>(now.interval));
+        inst.ScanMode(static_cast<E4710ScanMode>(now.scanMode));
+        inst.ScanChannels(now.scanChannels);
+        inst.ScanSeqDelay(static_cast<int16_t>(now.scanSeqDelay));
+        inst.Resolution(static_cast<int16_t>(now.resolution));
+        inst.AutoPower(now.autoPower);
+        inst.DisableSerial(now.disableSerial);
+        if (now.calDate != original_.calDate) {
+            inst.CalDate(now.calDate);
+        }
+
+        const Values& was = original_;
+        bool ok = true;
+        if (now.serial != was.serial || now.calDate != was.calDate ||
+            now.calParams != was.calParams) {
+            // The protected settings go through the instrument's write-back, which presents
+            // the passcode the user gave and writes (and reads back) the whole group.
+            ok = inst.UpdateInfo(c_.form);
+        } else {
+            // Without protected changes no passcode is needed: write only what changed.
+            if (now.units != was.units) {
+                ok = inst.UpdateUnits() && inst.QueryUnits();
+            }
+            if (ok && now.autoPower != was.autoPower) {
+                ok = inst.UpdateAutoPower() && inst.QueryAutoPower();
+            }
+            if (ok && now.disableSerial != was.disableSerial) {
+                ok = inst.UpdateDisableSerial();
+            }
+        }
+        if (ok && now.interval != was.interval) {
+            ok = inst.UpdateInterval(c_.form);
+        }
+        if (ok && now.scanSeqDelay != was.scanSeqDelay) {
+            ok = inst.UpdateScanSeqDelay();
+        }
+        if (ok && now.scanChannels != was.scanChannels) {
+            ok = inst.UpdateScanChannelList();
+        }
+        if (ok && now.scanMode != was.scanMode) {
+            ok = inst.UpdateScanMode();
+        }
+        if (ok && now.resolution != was.resolution) {
+            ok = inst.UpdateResolution();
+        }
+        Ui().MousePointer(kPointerDefault);
+        if (ok) {
+            inst.Changed(false);
+        }
+        return ok;
+    } catch (...) {
+        ShowErrorMessage(Ui(), ResText(114, inst.Model()), kMsgCaption);
+        return false;
+    }
+}
+
+void frm4710Settings::cmdOKCancelHelp_Click(int index) {
+    OKCancelHelp(
+        Ui(), index,
+        [this] {
+            cancelled_ = !ApplyChanges(
+                Ui(), 201, [this] { return ValidateSettings(); },
+                [this] { return Shown() == original_; }, [this] { return WriteSettings(Shown()); });
+        },
+        [this] {
+            cancelled_ = true;
+            Hide();
+        });
+}
+
+void frm4710Settings::Unload() {
+    if (instrument_) {
+        SaveFormState();
+    }
+    instrument_.reset();
+}
+
+}  // namespace vesk

@@ -1,0 +1,121 @@
+#pragma once
+// Instrument settings: units, sample interval, scanning, resolution, power and serial-port
+// options, calibration date and parameters, serial number, and the channel list with its
+// channel editor. Protected settings open only after the instrument accepted a passcode.
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "vesk4710/dialogs/DialogBase.h"
+#include "vesk4710/support/Date.h"
+
+namespace vesk {
+
+class CVesk4710;
+
+class frm4710Settings : public IDialogLogic, public DialogBase {
+  public:
+    struct Controls {
+        IForm* form = nullptr;
+        ILabel* lblModel = nullptr;
+        ILabel* lblSerial = nullptr;
+        ITextBox* txtSerial = nullptr;
+        ILabel* lblUnits = nullptr;
+        IListControl* cboUnits = nullptr;
+        ILabel* lblInterval = nullptr;
+        ITextBox* txtInterval = nullptr;
+        ICheckBox* chkAutoInterval = nullptr;
+        ILabel* lblScanMode = nullptr;
+        IListControl* cboScanMode = nullptr;
+        ILabel* lblScanChannels = nullptr;
+        ITextBox* txtScanChannels = nullptr;
+        ILabel* lblScanSeqDelay = nullptr;
+        ITextBox* txtScanSeqDelay = nullptr;
+        ILabel* lblResolution = nullptr;
+        IListControl* cboResolution = nullptr;
+        ICheckBox* chkAutoPower = nullptr;
+        ICheckBox* chkDisableSerial = nullptr;
+        ILabel* lblCalDate = nullptr;
+        ITextBox* dtpCalDate = nullptr;  // ISO date text (YYYY-MM-DD)
+        ILabel* lblCalParams = nullptr;
+        IGridControl* vsfgCalParams = nullptr;
+        ILabel* lblChannels = nullptr;
+        IListControl* lstChannels = nullptr;
+        IButton* cmdEditChannel = nullptr;
+        IButton* cmdUnlock = nullptr;
+        std::array<IButton*, 3> cmdOKCancelHelp{};
+    };
+
+    // The values the dialog edits, as shown and as written.
+    struct Values {
+        std::string serial;
+        int32_t units = 0;
+        int32_t interval = 0;
+        int32_t scanMode = 0;
+        std::string scanChannels;
+        int32_t scanSeqDelay = 0;
+        int32_t resolution = 0;
+        bool autoPower = false;
+        bool disableSerial = false;
+        Date calDate;
+        std::vector<std::string> calParams;  // adjustment-point cells, row by row
+        bool operator==(const Values&) const = default;
+    };
+
+    explicit frm4710Settings(std::shared_ptr<CVesk4710> instrument);
+
+    std::string DialogName() const override { return "frm4710Settings"; }
+    std::string FormName() const override { return DialogName(); }
+    void Bind(const Controls& controls) { c_ = controls; }
+    const std::shared_ptr<CVesk4710>& Instrument() const { return instrument_; }
+    // True unless the settings were applied (or found unchanged) with OK.
+    bool Cancelled() const { return cancelled_; }
+    // Whether the protected settings are open for editing.
+    bool Unlocked() const;
+
+    void Load();
+    void Activate();
+    void Unload();
+    void chkAutoInterval_Click();
+    void txtInterval_KeyPress(int16_t& keyAscii);
+    void txtScanSeqDelay_KeyPress(int16_t& keyAscii);
+    void txtScanChannels_KeyPress(int16_t& keyAscii);
+    void txtSerial_KeyPress(int16_t& keyAscii);
+    void TextBox_GotFocus(ITextBox& box);
+    // Calibration grid: whether a cell may be edited; key filters; a typed cell value is
+    // normalised (invariant decimal, "-" for an unused point) or refused.
+    bool vsfgCalParams_BeforeEdit(int32_t row, int32_t col);
+    void vsfgCalParams_KeyDown(int16_t& keyCode, int32_t row, int32_t col);
+    void vsfgCalParams_KeyPress(int16_t& keyAscii);
+    bool vsfgCalParams_ValidateEdit(int32_t row, int32_t col, std::string& text);
+    void cmdUnlock_Click();
+    void cmdEditChannel_Click();
+    void lstChannels_DblClick() { cmdEditChannel_Click(); }
+    void cmdOKCancelHelp_Click(int index);
+
+  protected:
+    IRegistry* StateRegistry() const override;
+
+  private:
+    IUiServices& Ui() const;
+    bool ReadSettings();
+    void GatherSettings();
+    void ApplyLocks();
+    bool CalParamsProtected() const;
+    Values Shown() const;
+    // Checks what the user entered; shows why and focuses the control when it is refused.
+    bool ValidateSettings();
+    bool ValidateCalParams();
+    bool WriteSettings(const Values& now);
+
+    std::shared_ptr<CVesk4710> instrument_;
+    Controls c_;
+    Values original_;
+    bool activated_ = false;
+    bool readOK_ = false;
+    bool cancelled_ = true;
+};
+
+}  // namespace vesk
