@@ -81,14 +81,14 @@ void RunRead(Session& s, const Output& out, const ReadOptions& o) {
         channels.push_back(s.Channel(c));
     }
     if (channels.empty()) {
+        // Every channel: the instrument reports the on state of its first input only.
         for (int16_t c = 1; c <= inst.NumChannels(); ++c) {
-            auto ch = inst.GetChannelReference(c);
-            if (ch && ch->Enabled()) {
+            if (auto ch = inst.GetChannelReference(c)) {
                 channels.push_back(ch);
             }
         }
         if (channels.empty()) {
-            throw Failed("no channel is switched on; name the channels to read");
+            throw Failed("the instrument reports no channels; name the channels to read");
         }
     }
     // The reading path depends on each probe's conversion type.
@@ -161,7 +161,7 @@ void AddReadCommand(CLI::App& app, Commands& commands) {
     auto o = std::make_shared<ReadOptions>();
     auto* sub = app.add_subcommand(
         "read", "Take readings with time stamps: one line each, CSV or JSON lines (Ctrl-C stops)");
-    sub->add_option("CH", o->channels, "Channels to read (default: the channels that are on)")
+    sub->add_option("CH", o->channels, "Channels to read (default: every channel)")
         ->check(CLI::PositiveNumber);
     sub->add_option("--count,-n", o->count, "Readings per channel; 0 reads until Ctrl-C")
         ->capture_default_str();

@@ -212,6 +212,11 @@ ReplyLine Communications::AwaitReply(ILink& link, uint32_t tag, const SettingCom
             case ReadStatus::kLine: {
                 auto reply = ParseReplyLine(r.line);
                 if (!reply) {
+                    if (auto other = LeadingTag(r.line); other && *other != tag) {
+                        // Left over from an earlier request (a transfer that ended early).
+                        trace.received += "[late: " + Printable(r.line, 60) + "] ";
+                        continue;
+                    }
                     trace.received = Printable(r.line);
                     throw CommError(kCommMalformedReply, "The instrument's reply to " +
                                                              Describe(command) +

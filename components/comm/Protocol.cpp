@@ -204,8 +204,7 @@ std::string FormatRequest(uint32_t tag, const SettingCommand& command, const Par
                             "The " + std::string(ParamName(p)) + " parameter of setting " +
                                 std::to_string(command.id) +
                                 " holds characters the line protocol cannot carry (only "
-                                "printable ASCII): " +
-                                Printable(*value));
+                                "printable ASCII)");
         }
         if (p == Param::kChannelList) {
             if (value->find_first_of("()\"") != std::string::npos) {
@@ -340,6 +339,10 @@ std::optional<ReplyLine> ParseReplyLine(std::string_view line) {
         return std::nullopt;
     }
     return ReplyLine{*tag, std::string(line.substr(space + 1))};
+}
+
+std::optional<uint32_t> LeadingTag(std::string_view line) {
+    return ParseTag(line.substr(0, line.find(' ')));
 }
 
 std::optional<ErrorReply> ParseErrorReply(std::string_view payload) {

@@ -79,6 +79,8 @@ struct ReplyLine {
     std::string payload;
 };
 std::optional<ReplyLine> ParseReplyLine(std::string_view line);
+// The tag a line starts with, whatever follows it (a garbled late line still names its request).
+std::optional<uint32_t> LeadingTag(std::string_view line);
 
 struct ErrorReply {
     int32_t code = 0;

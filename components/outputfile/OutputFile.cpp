@@ -74,7 +74,17 @@ bool ParseNumber(std::string_view text, double& value) {
 
 // "2024/03/07" -> "2024-03-07"; anything else unchanged.
 void AppendDate(std::string& out, std::string_view date) {
-    if (date.size() == 10 && date[4] == '/' && date[7] == '/') {
+    const auto digits = [&](size_t from, size_t count) {
+        for (size_t i = from; i < from + count; ++i) {
+            if (date[i] < '0' || date[i] > '9') {
+                return false;
+            }
+        }
+        return true;
+    };
+    // Only a well-formed instrument date is rewritten; anything else is quoted as text.
+    if (date.size() == 10 && date[4] == '/' && date[7] == '/' && digits(0, 4) && digits(5, 2) &&
+        digits(8, 2)) {
         out.append(date.substr(0, 4));
         out.push_back('-');
         out.append(date.substr(5, 2));

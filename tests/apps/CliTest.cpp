@@ -222,10 +222,12 @@ TEST_P(CliOnLink, ReadGivesTimeStampedReadingsInEveryFormat) {
     EXPECT_EQ(raw[1]["unit"], "mV");
     EXPECT_NEAR(raw[1]["value"].get<double>(), 6.1, 0.5);
 
-    // Without channels: the channels that are on.
+    // Without channels: every channel of the instrument, in order.
     const RunResult plain = Cli({"read"});
     ASSERT_EQ(plain.status, 0) << plain.err;
+    ASSERT_EQ(Lines(plain.out).size(), 2u) << plain.out;
     EXPECT_TRUE(std::regex_match(Lines(plain.out).at(0), std::regex(R"(\S+ +1 +2[45]\.\d+ C)")));
+    EXPECT_TRUE(std::regex_match(Lines(plain.out).at(1), std::regex(R"(\S+ +2 +\S+ C)")));
 }
 
 TEST_P(CliOnLink, GetAndSetWriteThroughTheInstrument) {

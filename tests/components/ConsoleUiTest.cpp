@@ -137,11 +137,15 @@ TEST(ConsoleUi, PointerHelpDialogsAndEvents) {
 
 TEST(ConsoleUi, WaitsSleepAndTicksAdvance) {
     Console c;
+    int events = 0;
+    c.ui.onEvents = [&] { ++events; };
     const int32_t t0 = c.ui.Ticks();
     const auto start = std::chrono::steady_clock::now();
     c.ui.WaitEvents(60);
     const auto slept = std::chrono::steady_clock::now() - start;
     EXPECT_GE(slept, std::chrono::milliseconds(60));
+    // Events keep being processed during the wait, not only when it starts.
+    EXPECT_GE(events, 3);
     // Compared the way the library compares ticks: wrapping signed 32-bit difference.
     const int32_t elapsed =
         static_cast<int32_t>(static_cast<uint32_t>(c.ui.Ticks()) - static_cast<uint32_t>(t0));

@@ -270,7 +270,8 @@ void ConsoleUi::WaitEvents(int32_t maxMillis) {
     if (maxMillis <= 0) {
         return;
     }
-    // Short slices: a signal handler cannot notify a condition variable.
+    // Short slices: a signal handler cannot notify a condition variable, and the event hook
+    // runs at least every 10 ms while the core sleeps in between.
     const uint32_t start = InterruptCount();
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(maxMillis);
     for (;;) {
@@ -280,6 +281,9 @@ void ConsoleUi::WaitEvents(int32_t maxMillis) {
         }
         std::this_thread::sleep_for(std::min<std::chrono::steady_clock::duration>(
             deadline - now, std::chrono::milliseconds(10)));
+        if (onEvents) {
+            onEvents();
+        }
     }
 }
 

@@ -169,7 +169,9 @@ std::array<QtButton, 3> OKCancelHelpButtons(QWidget* parent) {
 
 QHBoxLayout* ButtonRow(QWidget* left, const std::array<QtButton, 3>& okCancelHelp) {
     auto* buttons = new QHBoxLayout;
-    buttons->addWidget(left);
+    if (left != nullptr) {
+        buttons->addWidget(left);
+    }
     buttons->addStretch(1);
     for (const auto& button : okCancelHelp) {
         buttons->addWidget(button.widget());

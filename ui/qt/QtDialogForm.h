@@ -81,7 +81,7 @@ void StyleFixedCells(QTableWidget* table, int32_t fixedRows, int32_t fixedCols);
 // Building blocks of the editing dialogs.
 // OK, Cancel and Help, named "cmdOKCancelHelp0" to "cmdOKCancelHelp2".
 std::array<QtButton, 3> OKCancelHelpButtons(QWidget* parent);
-// One button at the left, OK, Cancel and Help at the right.
+// An optional button at the left, OK, Cancel and Help at the right.
 QHBoxLayout* ButtonRow(QWidget* left, const std::array<QtButton, 3>& okCancelHelp);
 // Each button calls click with its index; OK is the default button.
 void ConnectOKCancelHelp(QObject* context, const std::array<QtButton, 3>& okCancelHelp,

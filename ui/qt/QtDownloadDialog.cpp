@@ -26,9 +26,7 @@ QtDownloadDialog::QtDownloadDialog(QWidget* parent, frm4710Download& logic)
                 QtCheckBox(Named(new QRadioButton(this), "optFiles1"))},
       txtFolder_(Named(new QLineEdit(this), "txtFolder")),
       cmdBrowse_(Named(new QPushButton(this), "cmdBrowse")),
-      cmdOKCancelHelp_{QtButton(Named(new QPushButton(this), "cmdOKCancelHelp0")),
-                       QtButton(Named(new QPushButton(this), "cmdOKCancelHelp1")),
-                       QtButton(Named(new QPushButton(this), "cmdOKCancelHelp2"))} {
+      cmdOKCancelHelp_(OKCancelHelpButtons(this)) {
     setObjectName("frm4710Download");
     auto* folder = new QHBoxLayout;
     folder->addWidget(txtFolder_.widget(), 1);
@@ -40,14 +38,9 @@ QtDownloadDialog::QtDownloadDialog(QWidget* parent, frm4710Download& logic)
     form->addRow(optFiles_[0].widget());
     form->addRow(optFiles_[1].widget());
     form->addRow(lblFolder_.widget(), folder);
-    auto* buttons = new QHBoxLayout;
-    buttons->addStretch(1);
-    for (auto& button : cmdOKCancelHelp_) {
-        buttons->addWidget(button.widget());
-    }
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(form);
-    layout->addLayout(buttons);
+    layout->addLayout(ButtonRow(nullptr, cmdOKCancelHelp_));
     resize(480, 260);
 
     logic_.Bind({this,
@@ -75,11 +68,7 @@ QtDownloadDialog::QtDownloadDialog(QWidget* parent, frm4710Download& logic)
             txtFolder_.widget()->setText(chosen);
         }
     });
-    for (int i = 0; i < 3; ++i) {
-        connect(cmdOKCancelHelp_[i].widget(), &QAbstractButton::clicked, this,
-                [this, i] { logic_.cmdOKCancelHelp_Click(i); });
-    }
-    PushButtonOf(cmdOKCancelHelp_[kCmdOK])->setDefault(true);
+    ConnectOKCancelHelp(this, cmdOKCancelHelp_, [this](int i) { logic_.cmdOKCancelHelp_Click(i); });
 }
 
 }  // namespace vesk

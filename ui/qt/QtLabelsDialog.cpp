@@ -18,16 +18,14 @@ QtLabelsDialog::QtLabelsDialog(QWidget* parent, frm4710Labels& logic)
       lblLabelName_(new QLabel(this)),
       txtLabelName_(new QLineEdit(this)),
       cmdReset_(new QPushButton(this)),
-      cmdOKCancelHelp_{QtButton(new QPushButton(this)), QtButton(new QPushButton(this)),
-                       QtButton(new QPushButton(this))} {
+      cmdOKCancelHelp_(OKCancelHelpButtons(this)) {
     setObjectName("frm4710Labels");
     lblLabelName_.widget()->setObjectName("lblLabelName");
     txtLabelName_.widget()->setObjectName("txtLabelName");
     cmdReset_.widget()->setObjectName("cmdReset");
-    for (int i = 0; i < 3; ++i) {
-        cmdOKCancelHelp_[i].widget()->setObjectName(QString("cmdOKCancelHelp%1").arg(i));
-        // Enter belongs to the label box, which selects its text on it.
-        PushButtonOf(cmdOKCancelHelp_[i])->setAutoDefault(false);
+    // Enter belongs to the label box, which selects its text on it.
+    for (const auto& button : cmdOKCancelHelp_) {
+        PushButtonOf(button)->setAutoDefault(false);
     }
     PushButtonOf(cmdReset_)->setAutoDefault(false);
 
@@ -35,14 +33,9 @@ QtLabelsDialog::QtLabelsDialog(QWidget* parent, frm4710Labels& logic)
     row->addWidget(lblLabelName_.widget());
     row->addWidget(txtLabelName_.widget(), 1);
     row->addWidget(cmdReset_.widget());
-    auto* buttons = new QHBoxLayout;
-    buttons->addStretch(1);
-    for (auto& button : cmdOKCancelHelp_) {
-        buttons->addWidget(button.widget());
-    }
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(row);
-    layout->addLayout(buttons);
+    layout->addLayout(ButtonRow(nullptr, cmdOKCancelHelp_));
     resize(380, 100);
 
     logic_.Bind({this,

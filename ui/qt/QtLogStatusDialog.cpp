@@ -16,17 +16,13 @@ QtLogStatusDialog::QtLogStatusDialog(QWidget* parent, frm4710LogStatus& logic)
       pbarDemandLog_(new QProgressBar(this)),
       cmdDemandLogClear_(new QPushButton(this)),
       cmdRefresh_(new QPushButton(this)),
-      cmdOKCancelHelp_{QtButton(new QPushButton(this)), QtButton(new QPushButton(this)),
-                       QtButton(new QPushButton(this))} {
+      cmdOKCancelHelp_(OKCancelHelpButtons(this)) {
     setObjectName("frm4710LogStatus");
     lblDemandLog_.widget()->setObjectName("lblDemandLog");
     pbarDemandLog_.widget()->setObjectName("pbarDemandLog");
     pbarDemandLog_.widget()->setTextVisible(false);
     cmdDemandLogClear_.widget()->setObjectName("cmdDemandLogClear");
     cmdRefresh_.widget()->setObjectName("cmdRefresh");
-    for (int i = 0; i < 3; ++i) {
-        cmdOKCancelHelp_[i].widget()->setObjectName(QString("cmdOKCancelHelp%1").arg(i));
-    }
     // Index 1 has no use in a dialog that only closes.
     cmdOKCancelHelp_[kCmdCancel].widget()->hide();
 
@@ -40,15 +36,9 @@ QtLogStatusDialog::QtLogStatusDialog(QWidget* parent, frm4710LogStatus& logic)
     frameButtons->addStretch(1);
     frameLayout->addLayout(frameButtons);
 
-    auto* buttons = new QHBoxLayout;
-    buttons->addWidget(cmdRefresh_.widget());
-    buttons->addStretch(1);
-    for (auto& button : cmdOKCancelHelp_) {
-        buttons->addWidget(button.widget());
-    }
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(frame);
-    layout->addLayout(buttons);
+    layout->addLayout(ButtonRow(cmdRefresh_.widget(), cmdOKCancelHelp_));
     resize(380, 170);
 
     logic_.Bind({this,
@@ -63,11 +53,7 @@ QtLogStatusDialog::QtLogStatusDialog(QWidget* parent, frm4710LogStatus& logic)
             [this] { logic_.cmdRefresh_Click(); });
     connect(cmdDemandLogClear_.widget(), &QAbstractButton::clicked, this,
             [this] { logic_.cmdDemandLogClear_Click(); });
-    for (int i = 0; i < 3; ++i) {
-        connect(cmdOKCancelHelp_[i].widget(), &QAbstractButton::clicked, this,
-                [this, i] { logic_.cmdOKCancelHelp_Click(i); });
-    }
-    PushButtonOf(cmdOKCancelHelp_[kCmdOK])->setDefault(true);
+    ConnectOKCancelHelp(this, cmdOKCancelHelp_, [this](int i) { logic_.cmdOKCancelHelp_Click(i); });
 }
 
 }  // namespace vesk

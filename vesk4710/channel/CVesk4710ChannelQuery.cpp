@@ -15,23 +15,8 @@
 
 namespace vesk {
 
-using channel_detail::ChannelSteps;
-using channel_detail::CloseProgress;
-using channel_detail::CVDCoefficientNames;
-using channel_detail::kResCalDate;
-using channel_detail::kResConversionType;
-using channel_detail::kResProbeLock;
-using channel_detail::kResResolution;
-using channel_detail::kResRJCTemperature;
-using channel_detail::kResRJCType;
-using channel_detail::kResSerial;
-using channel_detail::NumberedCoefficientNames;
-using channel_detail::ProgressCloser;
-using channel_detail::RangeCoefficientNames;
-using channel_detail::RangeTitle;
-using channel_detail::ReadInto;
-using channel_detail::RunSteps;
-using channel_detail::ShowRunFailure;
+// Helpers shared with the other direction of the transfer.
+using namespace channel_detail;
 
 namespace {
 

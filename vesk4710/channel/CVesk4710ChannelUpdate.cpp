@@ -17,23 +17,8 @@
 
 namespace vesk {
 
-using channel_detail::ChannelSteps;
-using channel_detail::CloseProgress;
-using channel_detail::CVDCoefficientNames;
-using channel_detail::kResCalDate;
-using channel_detail::kResConversionType;
-using channel_detail::kResProbeLock;
-using channel_detail::kResResolution;
-using channel_detail::kResRJCTemperature;
-using channel_detail::kResRJCType;
-using channel_detail::kResSerial;
-using channel_detail::NumberedCoefficientNames;
-using channel_detail::ProgressCloser;
-using channel_detail::RangeCoefficientNames;
-using channel_detail::RangeTitle;
-using channel_detail::RunSteps;
-using channel_detail::ShowRunFailure;
-using channel_detail::WriteAndReadBack;
+// Helpers shared with the other direction of the transfer.
+using namespace channel_detail;
 
 namespace {
 
@@ -325,8 +310,9 @@ bool CVesk4710Channel::UpdateInfo(IForm* parent) {
             // Conversion settings are protected: present the passcode validated earlier.
             item = "Passcode";
             passcode = instrument->Passcode();
-            instrument->UpdatePasscodeState(passcode);
+            // Marked first: a lost reply may still have unlocked the instrument.
             unlocked = true;
+            instrument->UpdatePasscodeState(passcode);
         }
         failed = !RunSteps(steps, *progress, item, aborted_);
     } catch (...) {
@@ -338,7 +324,13 @@ bool CVesk4710Channel::UpdateInfo(IForm* parent) {
     // Restored also after a failure, before any message, so the instrument never stays open.
     if (unlocked) {
         try {
-            instrument->UpdatePasscodeState("", true);
+            try {
+                instrument->UpdatePasscodeState("", true);
+            } catch (...) {
+                // One retry: a lost reply or a dropped link (reopened by the next request)
+                // must not leave the instrument unlocked.
+                instrument->UpdatePasscodeState("", true);
+            }
             instrument->PasscodeState(PS_DISABLED);
             instrument->Passcode(passcode);
         } catch (...) {

@@ -421,7 +421,8 @@ std::shared_ptr<IOutputFile> Download::NewFile(const std::string& label) {
     if (!file) {
         throw AutomationError(kErrObjectRequired, "The output file component is missing");
     }
-    file->SetRegistry(inst_.Registry());
+    // Without a client registry the host's settings still give the download folder.
+    file->SetRegistry(inst_.Registry() ? inst_.Registry() : inst_.GetHost().CreateRegistry());
     OutputFileSpec spec;
     spec.model = inst_.Model().empty() ? std::string(kModel4710) : inst_.Model();
     spec.serial = inst_.Serial();

@@ -28,7 +28,9 @@ std::vector<MemberInfo> MakeMemberTable(
     std::vector<MemberInfo> table;
     table.reserve(members.size());
     int32_t next = 1;
-    for (const auto& [name, kind] : members) {
+    for (const auto& member : members) {
+        const char* name = member.first;
+        const MemberKind kind = member.second;
         auto same = std::find_if(table.begin(), table.end(),
                                  [&](const MemberInfo& m) { return m.name == name; });
         int32_t id = same != table.end() ? same->dispid : next++;

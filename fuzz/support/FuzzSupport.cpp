@@ -1,0 +1,84 @@
+#include "fuzz/support/FuzzSupport.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "components/comm/CommErrors.h"
+#include "components/outputfile/OutputFile.h"
+#include "components/probes/Probe.h"
+#include "components/splitter/TextSplitter.h"
+#include "vesk4710/support/modRegistryKeys.h"
+
+namespace vesk::fuzz {
+
+uint8_t Input::Byte() {
+    if (rest_.empty()) {
+        return 0;
+    }
+    const auto b = static_cast<uint8_t>(rest_.front());
+    rest_.remove_prefix(1);
+    return b;
+}
+
+std::string Input::Line() {
+    const size_t end = rest_.find('\n');
+    std::string line(rest_.substr(0, end));
+    rest_.remove_prefix(end == std::string_view::npos ? rest_.size() : end + 1);
+    return line;
+}
+
+ScriptedCommunications::ScriptedCommunications() {
+    responder = [this](int32_t,
+                       const std::map<std::string, std::string>&) -> std::optional<std::string> {
+        std::string reply = fallback;
+        if (!script.empty()) {
+            reply = std::move(script.front());
+            script.pop_front();
+        }
+        if (!reply.empty() && reply.front() == kFailMark) {
+            throw comm::CommError(comm::kCommLinkDropped, "scripted failure");
+        }
+        return reply;
+    };
+}
+
+FuzzHost::FuzzHost()
+    : comm(std::make_shared<ScriptedCommunications>()),
+      registry(std::make_shared<test::FakeRegistry>()) {
+    // The shared file system's records would otherwise grow run after run.
+    SharedFiles().created.clear();
+    SharedFiles().deleted.clear();
+    SharedFiles().bytesWritten = 0;
+    registry->values[kRegDownloadFolder] =
+        SharedFiles().GetSpecialFolder(SpecialFolder::Documents) + "/downloads";
+}
+
+std::shared_ptr<IProbe> FuzzHost::CreateProbe() {
+    return probes::Probe::Create();
+}
+
+std::shared_ptr<IOutputFile> FuzzHost::CreateOutputFile() {
+    return OutputFile::Create(registry, ui, SharedFiles());
+}
+
+std::shared_ptr<ITextSplitter> FuzzHost::CreateTextSplitter() {
+    return TextSplitter::Create();
+}
+
+test::FakeFileSystem& FuzzHost::SharedFiles() {
+    // Removed at exit, the way libFuzzer ends a run; a crash leaves it for inspection.
+    static test::FakeFileSystem* files = [] {
+        auto* made = new test::FakeFileSystem();
+        std::atexit([] { delete &SharedFiles(); });
+        return made;
+    }();
+    return *files;
+}
+
+void Fail(const std::string& what) {
+    std::fprintf(stderr, "fuzz: %s\n", what.c_str());
+    std::fflush(stderr);
+    std::abort();
+}
+
+}  // namespace vesk::fuzz

@@ -1,0 +1,170 @@
+// Every reply the instrument object and its channels parse, each driven by fuzzed reply text
+// through the recording communications: a reply is parsed or refused with an automation
+// error, and a refused single-setting read leaves its cached value as it was.
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "fuzz/support/FuzzSupport.h"
+#include "vesk4710/channel/CVesk4710Channel.h"
+#include "vesk4710/core/CVesk4710.h"
+#include "vesk4710/platform/Probe.h"
+
+using namespace vesk;
+
+namespace {
+
+std::string Snapshot(CVesk4710& u) {
+    std::string s;
+    const auto add = [&s](const std::string& part) {
+        s += part;
+        s += '|';
+    };
+    add(std::to_string(u.Units()));
+    add(std::to_string(u.Interval()));
+    add(u.ScanChannels());
+    add(std::to_string(u.ScanMode()));
+    add(std::to_string(u.DemandLogCount()));
+    add(std::to_string(u.DemandLogPoints()));
+    add(std::to_string(u.PasscodeState()));
+    add(std::to_string(u.ProtectConversion()));
+    add(std::to_string(u.AutoPower()));
+    add(std::to_string(u.NumChannels()));
+    add(std::to_string(u.NumModules()));
+    add(u.ModuleList());
+    add(std::to_string(u.CalDate().Serial()));
+    add(u.Identification());
+    add(u.Model());
+    add(u.Serial());
+    add(std::to_string(u.Firmware()));
+    return s;
+}
+
+std::string Snapshot(CVesk4710Channel& c) {
+    std::string s = std::to_string(c.Resolution()) + "|" + std::to_string(c.CalDate().Serial()) +
+                    "|" + std::to_string(c.ProbeLock()) + "|" + std::to_string(c.RJCType()) + "|" +
+                    std::to_string(c.RJCTemperature()) + "|" + std::to_string(c.MINOP()) + "|" +
+                    std::to_string(c.MAXOP());
+    if (auto probe = c.Probe()) {
+        s += "|" + probe->Serial();
+    }
+    return s;
+}
+
+struct Op {
+    const char* name;
+    bool single;  // one setting read: a refusal must leave the cache untouched
+    std::function<void(CVesk4710&, uint8_t)> run;
+};
+
+const Op kInstrumentOps[] = {
+    {"QueryUnits", true, [](CVesk4710& u, uint8_t) { u.QueryUnits(); }},
+    {"QueryInterval", true, [](CVesk4710& u, uint8_t) { u.QueryInterval(); }},
+    {"QueryScanChannelList", true, [](CVesk4710& u, uint8_t) { u.QueryScanChannelList(); }},
+    {"QueryScanMode", true, [](CVesk4710& u, uint8_t) { u.QueryScanMode(); }},
+    {"QueryDemandLogStatus", true, [](CVesk4710& u, uint8_t) { u.QueryDemandLogStatus(); }},
+    {"QueryProtectConversion", true, [](CVesk4710& u, uint8_t) { u.QueryProtectConversion(); }},
+    {"QueryPasscodeState", true, [](CVesk4710& u, uint8_t) { u.QueryPasscodeState(); }},
+    {"QueryAutoPower", true, [](CVesk4710& u, uint8_t) { u.QueryAutoPower(); }},
+    {"QueryNumChannels", true, [](CVesk4710& u, uint8_t) { u.QueryNumChannels(); }},
+    {"QueryNumModules", true, [](CVesk4710& u, uint8_t) { u.QueryNumModules(); }},
+    {"QueryModuleList", true, [](CVesk4710& u, uint8_t) { u.QueryModuleList(); }},
+    {"QueryCalibrationDate", true, [](CVesk4710& u, uint8_t) { u.QueryCalibrationDate(); }},
+    {"QueryIdentification", true, [](CVesk4710& u, uint8_t) { u.QueryIdentification(); }},
+    {"QueryChannelState", false,
+     [](CVesk4710& u, uint8_t arg) { u.QueryChannelState(static_cast<int16_t>(arg % 4)); }},
+    {"QueryMeasurement", false,
+     [](CVesk4710& u, uint8_t arg) {
+         u.Units(arg & 0x80 ? UNITS_RAW_VALUE : UNITS_DEGREESC);
+         u.QueryMeasurement(static_cast<int16_t>(arg % 4));
+     }},
+    {"QueryLoggingLabel", false,
+     [](CVesk4710& u, uint8_t) {
+         std::string label;
+         u.QueryLoggingLabel(label);
+     }},
+    {"QueryPasscodeProtection", false, [](CVesk4710& u, uint8_t) { u.QueryPasscodeProtection(); }},
+    {"FillCalibrationGrid", false,
+     [](CVesk4710& u, uint8_t) { u.FillCalibrationGrid(u.CalibrationGrid()); }},
+    {"QueryChannelInfo", false, [](CVesk4710& u, uint8_t) { u.QueryChannelInfo(); }},
+};
+
+struct ChannelOp {
+    const char* name;
+    bool single;
+    std::function<bool(CVesk4710Channel&, uint8_t)> run;
+};
+
+const ChannelOp kChannelOps[] = {
+    {"QuerySerialNumber", true, [](CVesk4710Channel& c, uint8_t) { return c.QuerySerialNumber(); }},
+    {"QueryCalDate", true, [](CVesk4710Channel& c, uint8_t) { return c.QueryCalDate(); }},
+    {"QueryResolution", true, [](CVesk4710Channel& c, uint8_t) { return c.QueryResolution(); }},
+    {"QueryProbeLock", true, [](CVesk4710Channel& c, uint8_t) { return c.QueryProbeLock(); }},
+    {"QueryRJCType", true, [](CVesk4710Channel& c, uint8_t) { return c.QueryRJCType(); }},
+    {"QueryExternalRJCTemperature", true,
+     [](CVesk4710Channel& c, uint8_t) { return c.QueryExternalRJCTemperature(); }},
+    {"QueryMINOP", true, [](CVesk4710Channel& c, uint8_t) { return c.QueryMINOP(); }},
+    {"QueryMAXOP", true, [](CVesk4710Channel& c, uint8_t) { return c.QueryMAXOP(); }},
+    {"QueryConversionType", false,
+     [](CVesk4710Channel& c, uint8_t) { return c.QueryConversionType(); }},
+    {"QueryCoefficient", false,
+     [](CVesk4710Channel& c, uint8_t arg) {
+         double value = 0;
+         return c.QueryCoefficient(arg % 2 ? "RTPW" : "C0", value);
+     }},
+    {"SetConversionType", false,
+     [](CVesk4710Channel& c, uint8_t arg) {
+         return c.SetConversionType(static_cast<int32_t>(arg % 24) - 2, arg / 24);
+     }},
+    {"QueryInfo", false, [](CVesk4710Channel& c, uint8_t) { return c.QueryInfo(); }},
+    {"UpdateInfo", false, [](CVesk4710Channel& c, uint8_t) { return c.UpdateInfo(); }},
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    fuzz::Input in(data, size);
+    auto host = std::make_shared<fuzz::FuzzHost>();
+    auto unit = CVesk4710::Create(host);
+    unit->InitializeCommunications();
+    // The simulator's topology: two modules of one channel each.
+    host->comm->script = {"2", "2"};
+    unit->QueryNumChannels();
+    unit->QueryNumModules();
+
+    while (!in.Empty()) {
+        const uint8_t selector = in.Byte();
+        const uint8_t arg = in.Byte();
+        host->comm->fallback = in.Line();
+        host->comm->script.clear();
+        constexpr size_t kInstrument = std::size(kInstrumentOps);
+        const size_t index = selector % (kInstrument + std::size(kChannelOps));
+        if (index < kInstrument) {
+            const Op& op = kInstrumentOps[index];
+            const std::string before = Snapshot(*unit);
+            if (!fuzz::Guard(op.name, [&] { op.run(*unit, arg); }) && op.single &&
+                Snapshot(*unit) != before) {
+                fuzz::Fail(std::string(op.name) + " failed but changed the cached settings");
+            }
+            continue;
+        }
+        const ChannelOp& op = kChannelOps[index - kInstrument];
+        auto channel = unit->GetChannelReference(static_cast<int16_t>(1 + arg % 2));
+        if (!channel) {
+            continue;
+        }
+        const std::string before = Snapshot(*channel);
+        bool ok = false;
+        if (!fuzz::Guard(op.name, [&] { ok = op.run(*channel, arg); })) {
+            fuzz::Fail(std::string("channel ") + op.name + " raised instead of returning false");
+        }
+        if (!ok && op.single && Snapshot(*channel) != before) {
+            fuzz::Fail(std::string("channel ") + op.name + " failed but changed the channel");
+        }
+        if (host->ui.boxes.size() > 64) {
+            host->ui.boxes.clear();
+        }
+    }
+    return 0;
+}

@@ -1,0 +1,230 @@
+// Downloads whose readings carry hostile text (labels and serials with path separators, "..",
+// control characters, quotes, formula starts, overlong text) through the recording fake,
+// which delivers bytes no serial line would: the files stay inside the download folder, one
+// per label, and every file reads back as well-formed CSV.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "components/outputfile/OutputFile.h"
+#include "components/probes/Probe.h"
+#include "components/splitter/TextSplitter.h"
+#include "tests/robustness/SimulatedLab.h"
+#include "tests/robustness/StrictCsv.h"
+#include "tests/testsupport/Fakes.h"
+#include "vesk4710/channel/CVesk4710Channel.h"
+#include "vesk4710/core/CVesk4710.h"
+#include "vesk4710/logging/LogDownload.h"
+
+namespace vesk::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string Line(int seq, int labelNumber, const std::string& label,
+                 const std::string& date = "2024/03/07") {
+    return std::to_string(seq) + "," + date + ",12:00:00,1," + std::to_string(labelNumber) + "," +
+           label + ",25.0012,C";
+}
+
+std::string CrJoined(const std::vector<std::string>& lines) {
+    std::string out;
+    for (const auto& l : lines) {
+        out += l + "\r";
+    }
+    return out;
+}
+
+class HostileDownload : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        host = std::make_shared<FakeHost>();
+        host->splitterFactory = [] { return TextSplitter::Create(); };
+        host->probeFactory = [] { return probes::Probe::Create(); };
+        FakeHost* h = host.get();
+        host->outputFileFactory = [h] { return OutputFile::Create(h->registry, h->ui, h->files); };
+        downloads = host->files.Root() + "/downloads";
+        host->registry->values[kRegDownloadFolder] = downloads;
+        unit = CVesk4710::Create(host);
+        unit->SetRegistry(host->registry);
+        ASSERT_TRUE(unit->InitializeCommunications());
+    }
+
+    DownloadResult Download(const std::vector<std::string>& lines, E4710DownloadOption opt,
+                            int16_t label = 0) {
+        host->comm->ReplyAlways(280, "0," + std::to_string(lines.size()));
+        host->comm->TransferReply({CrJoined(lines), false});
+        DownloadRequest request;
+        request.opt = opt;
+        request.label = label;
+        return DownloadLogFiles(*unit, request);
+    }
+
+    // Every file the download made is a direct child of the download folder, no two share a
+    // path, and nothing else was written anywhere under the fake file system's root.
+    void ExpectConfined(const DownloadResult& result) {
+        std::set<fs::path> made;
+        for (const auto& file : result.files) {
+            const fs::path path = fs::path(file->Folder()) / file->FileName();
+            EXPECT_EQ(path.parent_path(), fs::path(downloads)) << path;
+            EXPECT_LE(file->FileName().size(), 255u);
+            EXPECT_NE(file->FileName().front(), '.') << file->FileName();
+            EXPECT_TRUE(made.insert(path).second) << "two labels share " << path;
+        }
+        for (const auto& e : fs::recursive_directory_iterator(host->files.Root())) {
+            if (!e.is_regular_file()) {
+                continue;
+            }
+            const bool own = made.count(e.path()) != 0 || e.path() == result.tracePath ||
+                             e.path() == result.rawPath;
+            EXPECT_TRUE(own) << "stray file " << e.path();
+        }
+    }
+
+    // The reading rows of a file, failing the test when it is not well-formed.
+    std::vector<CsvRow> Rows(const std::shared_ptr<IOutputFile>& file) {
+        const fs::path path = fs::path(file->Folder()) / file->FileName();
+        std::string error;
+        auto rows = ReadingRows(ReadFileText(path), &error);
+        EXPECT_TRUE(rows.has_value()) << path.filename() << ": " << error;
+        return rows.value_or(std::vector<CsvRow>{});
+    }
+
+    std::shared_ptr<FakeHost> host;
+    std::shared_ptr<CVesk4710> unit;
+    std::string downloads;
+};
+
+const std::vector<std::string>& HostileLabels() {
+    static const std::vector<std::string> labels = {
+        "../../../../tmp/escape",
+        "..",
+        ".",
+        "/etc/passwd",
+        "a\\..\\..\\b",
+        "C:\\Windows\\x",
+        "tab\tand\x01"
+        "bell\x07",
+        "esc\x1b[2J",
+        "del\x7f",
+        "\xc3\xa9t\xc3\xa9",  // UTF-8
+        std::string(5000, 'L'),
+        std::string(5000, 'L') + "x",
+        ".hidden",
+        "",
+    };
+    return labels;
+}
+
+TEST_F(HostileDownload, LabelsNeverLeaveTheDownloadFolderAndKeepOneFileEach) {
+    std::vector<std::string> lines;
+    const auto& labels = HostileLabels();
+    for (size_t i = 0; i < labels.size(); ++i) {
+        lines.push_back(Line(static_cast<int>(i + 1), static_cast<int>(i + 1), labels[i]));
+        lines.push_back(Line(static_cast<int>(i + 100), static_cast<int>(i + 1), labels[i]));
+    }
+    const DownloadResult result = Download(lines, DOWNLOAD_MULTIPLE_FILES);
+    EXPECT_EQ(result.outcome, DownloadOutcome::Written);
+    EXPECT_EQ(result.readings, static_cast<int64_t>(lines.size()));
+    ASSERT_EQ(result.files.size(), labels.size());
+    ExpectConfined(result);
+    for (const auto& file : result.files) {
+        EXPECT_EQ(Rows(file).size(), 2u) << file->FileName();
+    }
+}
+
+TEST_F(HostileDownload, ChosenLabelNamesItsSingleFileSafely) {
+    const DownloadResult result =
+        Download({Line(1, 3, "../../up/and/away"), Line(2, 3, "../../up/and/away")},
+                 DOWNLOAD_SINGLE_FILE, 3);
+    ASSERT_EQ(result.files.size(), 1u);
+    ExpectConfined(result);
+    EXPECT_EQ(Rows(result.files[0]).size(), 2u);
+}
+
+TEST_F(HostileDownload, QuotesControlBytesAndFormulasStayInsideTheirCells) {
+    const std::vector<std::string> labels = {
+        "say \"hi\"", "semi;colon", "=HYPERLINK(\"http://x\")", "+1",       "-1",
+        "@SUM(A1)",   "\tlead",     "ctl\x01\x02\x1f",          " padded ", "quote\"",
+        "\"",
+    };
+    std::vector<std::string> lines;
+    for (size_t i = 0; i < labels.size(); ++i) {
+        lines.push_back(Line(static_cast<int>(i + 1), 1, labels[i]));
+    }
+    // The channel, value and unit fields are as hostile as the label.
+    lines.push_back("99,2024/03/07,12:00:00,\"1\",1,x,\"25\",=C");
+    const DownloadResult result = Download(lines, DOWNLOAD_SINGLE_FILE);
+    ASSERT_EQ(result.files.size(), 1u);
+    ExpectConfined(result);
+    const auto rows = Rows(result.files[0]);
+    ASSERT_EQ(rows.size(), lines.size());
+    for (size_t i = 0; i < rows.size(); ++i) {
+        for (const std::string& cell : rows[i]) {
+            for (unsigned char c : cell) {
+                EXPECT_FALSE(c < 0x20 || c == 0x7f) << "control byte in row " << i;
+            }
+            // A spreadsheet must not run a cell as a formula.
+            if (!cell.empty()) {
+                EXPECT_TRUE(cell.front() != '=' && cell.front() != '@') << cell;
+            }
+        }
+    }
+    EXPECT_EQ(rows[0][3], "say \"hi\"");
+    EXPECT_EQ(rows[2][3], "'=HYPERLINK(\"http://x\")");
+}
+
+TEST_F(HostileDownload, QuoteOrControlByteInTheDateKeepsTheRowWellFormed) {
+    const DownloadResult result =
+        Download({Line(1, 1, "A", "20\"4/03/07"), Line(2, 1, "A", "2024/0\x01/07"),
+                  Line(3, 1, "A", "2024/03/07")},
+                 DOWNLOAD_SINGLE_FILE);
+    ASSERT_EQ(result.files.size(), 1u);
+    const auto rows = Rows(result.files[0]);
+    ASSERT_EQ(rows.size(), 3u);
+    EXPECT_EQ(rows[2][0], "2024-03-07");
+    for (const auto& row : rows) {
+        for (unsigned char c : row[0]) {
+            EXPECT_GE(c, 0x20) << "control byte in the date cell";
+        }
+    }
+}
+
+TEST_F(HostileDownload, HostileSerialsStayInTheHeaderAndOutOfPaths) {
+    // The instrument's serial from its identification, the probes' from their channels.
+    host->comm->ReplyAlways(18, "Maker,4710,../..\\evil\"x\x01;,1.10");
+    ASSERT_TRUE(unit->QueryIdentification());
+    host->comm->ReplyAlways(41, "2");
+    host->comm->ReplyAlways(43, "2");
+    ASSERT_TRUE(unit->QueryNumChannels());
+    ASSERT_TRUE(unit->QueryNumModules());
+    host->comm->ReplyAlways(122, "../../PROBE\x01/\\..");
+    for (int16_t c = 1; c <= 2; ++c) {
+        ASSERT_TRUE(unit->GetChannelReference(c)->QuerySerialNumber());
+    }
+    EXPECT_EQ(unit->GetChannelReference(1)->Probe()->Serial(), "../../PROBE\x01/\\..");
+
+    const DownloadResult result =
+        Download({Line(1, 1, "A"), Line(2, 2, "B")}, DOWNLOAD_MULTIPLE_FILES);
+    ASSERT_EQ(result.files.size(), 2u);
+    ExpectConfined(result);
+    for (const auto& file : result.files) {
+        EXPECT_EQ(file->FileName().find("PROBE"), std::string::npos);
+        EXPECT_EQ(file->FileName().find("evil"), std::string::npos);
+        const fs::path path = fs::path(file->Folder()) / file->FileName();
+        const auto all = ReadStrictCsv(ReadFileText(path));
+        ASSERT_TRUE(all.has_value()) << file->FileName();
+        ASSERT_GE(all->size(), 2u);
+        EXPECT_EQ((*all)[1][0], "Serial");
+        EXPECT_EQ((*all)[1][1], "../..\\evil\"x ;");
+        EXPECT_EQ(Rows(file).size(), 1u);
+    }
+}
+
+}  // namespace
+}  // namespace vesk::test

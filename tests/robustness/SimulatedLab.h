@@ -1,0 +1,124 @@
+#pragma once
+// An instrument object on the process default host, talking to the embedded simulator through
+// the communications component ("sim:<port>"), with a folder of its own for temporary files,
+// downloads, settings and the I/O trace, and scripted user-interface services.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "components/host/DefaultHost.h"
+#include "simulator/EmbeddedLink.h"
+#include "simulator/Instrument.h"
+#include "tests/testsupport/FakeUi.h"
+#include "vesk4710/core/CVesk4710.h"
+#include "vesk4710/platform/Registry.h"
+#include "vesk4710/support/modRegistryKeys.h"
+
+namespace vesk::test {
+
+inline std::string ReadFileText(const std::filesystem::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+class SimulatedLab {
+  public:
+    explicit SimulatedLab(int32_t port, int32_t timeoutMs = 2000,
+                          std::shared_ptr<FakeUi> ui = std::make_shared<FakeUi>())
+        : ui_(std::move(ui)) {
+        char pattern[] = "/tmp/vesk-lab-XXXXXX";
+        root = mkdtemp(pattern);
+        temp = root + "/temp";
+        downloads = root + "/downloads";
+        tracePath = root + "/io.trace";
+        std::filesystem::create_directories(temp);
+        // The download's trace and raw files go to the temporary folder: keep them ours.
+        if (const char* old = std::getenv("TMPDIR")) {
+            oldTmp_ = old;
+        }
+        setenv("TMPDIR", temp.c_str(), 1);
+
+        sim::SimOptions options;
+        options.port = port;
+        options.persist = false;
+        // A still clock keeps readings and log times repeatable.
+        const auto frozen = std::chrono::system_clock::from_time_t(1710000000);
+        options.clock = [frozen] { return frozen; };
+        sim::RegisterEmbeddedLink(options);
+        options.reset = true;
+        instrument = sim::Instrument::ForPort(options);
+
+        HostOptions hostOptions;
+        hostOptions.comm.device = "sim:" + std::to_string(port);
+        hostOptions.comm.timeoutMs = timeoutMs;
+        hostOptions.comm.tracePath = tracePath;
+        hostOptions.console = false;
+        hostOptions.ui = ui_;
+        hostOptions.registryPath = root + "/settings.json";
+        host = MakeDefaultHost(hostOptions);
+        host->CreateRegistry()->WriteValue(kRegDownloadFolder, 0, kHKeyCurrentUser, downloads);
+    }
+
+    ~SimulatedLab() {
+        host.reset();
+        instrument.reset();
+        sim::Instrument::ReleaseAll();
+        comm::UnregisterLinkScheme("sim");
+        if (oldTmp_) {
+            setenv("TMPDIR", oldTmp_->c_str(), 1);
+        } else {
+            unsetenv("TMPDIR");
+        }
+        std::error_code ec;
+        std::filesystem::remove_all(root, ec);
+    }
+    SimulatedLab(const SimulatedLab&) = delete;
+    SimulatedLab& operator=(const SimulatedLab&) = delete;
+
+    FakeUi& Ui() { return *ui_; }
+
+    // A fresh instrument object with its session open, queried unless told otherwise.
+    std::shared_ptr<CVesk4710> Open(bool query = true) {
+        auto unit = CVesk4710::Create(host);
+        unit->SetRegistry(host->CreateRegistry());
+        EXPECT_TRUE(unit->InitializeCommunications());
+        if (query) {
+            EXPECT_TRUE(unit->QueryInfo());
+        }
+        return unit;
+    }
+
+    std::string Trace() const { return ReadFileText(tracePath); }
+
+    // Every regular file under the lab's folder, relative to it.
+    std::vector<std::string> Files() const {
+        std::vector<std::string> out;
+        for (const auto& e : std::filesystem::recursive_directory_iterator(root)) {
+            if (e.is_regular_file()) {
+                out.push_back(std::filesystem::relative(e.path(), root).string());
+            }
+        }
+        return out;
+    }
+
+    std::shared_ptr<Host> host;
+    std::shared_ptr<sim::Instrument> instrument;
+    std::string root;
+    std::string temp;
+    std::string downloads;
+    std::string tracePath;
+
+  private:
+    std::shared_ptr<FakeUi> ui_;
+    std::optional<std::string> oldTmp_;
+};
+
+}  // namespace vesk::test
