@@ -271,7 +271,7 @@ void ConsoleUi::WaitEvents(int32_t maxMillis) {
         return;
     }
     // Short slices: a signal handler cannot notify a condition variable, and the event hook
-    // runs at least every 10 ms while the core sleeps in between.
+    // runs every few milliseconds (well inside 10 ms) while the core sleeps in between.
     const uint32_t start = InterruptCount();
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(maxMillis);
     for (;;) {
@@ -280,7 +280,7 @@ void ConsoleUi::WaitEvents(int32_t maxMillis) {
             return;
         }
         std::this_thread::sleep_for(std::min<std::chrono::steady_clock::duration>(
-            deadline - now, std::chrono::milliseconds(10)));
+            deadline - now, std::chrono::milliseconds(5)));
         if (onEvents) {
             onEvents();
         }
