@@ -27,7 +27,7 @@ endfunction()
 # vesk_add_test(FOLDER <folder> LIBS <targets...> LABELS <labels...> [LOCALES <locales...>])
 # One GoogleTest executable per folder under tests/; with LOCALES its cases run once per locale.
 function(vesk_add_test)
-    cmake_parse_arguments(A "" "FOLDER" "LIBS;LABELS;LOCALES" ${ARGN})
+    cmake_parse_arguments(A "SERIAL" "FOLDER" "LIBS;LABELS;LOCALES" ${ARGN})
     file(GLOB_RECURSE srcs CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/${A_FOLDER}/*.cpp")
     if(NOT srcs)
         return()
@@ -38,12 +38,17 @@ function(vesk_add_test)
     if(NOT A_LOCALES)
         set(A_LOCALES C.UTF-8)
     endif()
+    # Timing-sensitive suites (time-outs of tens of milliseconds) run alone.
+    set(serial FALSE)
+    if(A_SERIAL)
+        set(serial TRUE)
+    endif()
     foreach(loc IN LISTS A_LOCALES)
         gtest_discover_tests(${exe}
             TEST_PREFIX "${A_FOLDER}[${loc}]."
             DISCOVERY_MODE PRE_TEST
             DISCOVERY_TIMEOUT 60
             PROPERTIES LABELS "${A_LABELS}" ENVIRONMENT "LC_ALL=${loc}\\;VESK_TEST_LOCALE=${loc}"
-                       TIMEOUT 120)
+                       TIMEOUT 120 RUN_SERIAL ${serial})
     endforeach()
 endfunction()
