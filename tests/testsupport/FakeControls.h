@@ -98,7 +98,9 @@ class FakeTextBox : public ITextBox {
     int focusCount = 0;
 };
 
-class FakeLabel : public ILabel {
+// Labels and buttons are nothing but a caption and an enabled state.
+template <class Base>
+class FakeCaptioned : public Base {
   public:
     void Enabled(bool e) override { enabled = e; }
     bool Enabled() const override { return enabled; }
@@ -107,16 +109,8 @@ class FakeLabel : public ILabel {
     std::string caption;
     bool enabled = true;
 };
-
-class FakeButton : public IButton {
-  public:
-    void Enabled(bool e) override { enabled = e; }
-    bool Enabled() const override { return enabled; }
-    std::string Caption() const override { return caption; }
-    void Caption(const std::string& c) override { caption = c; }
-    std::string caption;
-    bool enabled = true;
-};
+using FakeLabel = FakeCaptioned<ILabel>;
+using FakeButton = FakeCaptioned<IButton>;
 
 class FakeCheckBox : public ICheckBox {
   public:
