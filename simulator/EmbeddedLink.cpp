@@ -1,5 +1,6 @@
 #include "simulator/EmbeddedLink.h"
 
+#include <algorithm>
 #include <charconv>
 #include <mutex>
 #include <set>
@@ -16,6 +17,12 @@ bool EmbeddedLink::WriteLine(std::string_view line) {
         std::lock_guard lock(mutex_);
         if (dropped_) {
             return false;
+        }
+        // A reply held back is late for its own request but goes out ahead of the next one's:
+        // how late it was then depends on the caller's time-out alone, never on the scheduler.
+        const auto now = Clock::now();
+        for (Pending& held : inbox_) {
+            held.readyAt = std::min(held.readyAt, now);
         }
     }
     // The instrument answers at once; a planned delay only holds the reply back.

@@ -17,7 +17,7 @@ struct Fault {
     std::optional<uint64_t> atRequest;
     std::optional<int32_t> settingId;
     int32_t times = 1;           // with settingId: how many of its requests
-    int32_t delayMs = 0;         // kDelay
+    int32_t delayMs = 0;         // kDelay (in process, the next request ends the delay)
     int32_t linesBeforeEnd = 0;  // kEndEarly: readings sent before the transfer stops
     int32_t errorCode = 5;       // kErrorReply
     std::string errorText = "simulated fault";

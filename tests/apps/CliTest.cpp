@@ -35,7 +35,8 @@ class World : public ::testing::Environment {
     std::map<std::string, std::string> Env() const {
         return {{"XDG_STATE_HOME", folder_->Path() + "/state"},
                 {"XDG_CONFIG_HOME", folder_->Path() + "/config"},
-                {"HOME", folder_->Path()}};
+                {"HOME", folder_->Path()},
+                {"TMPDIR", folder_->Path()}};
     }
     const std::string& Folder() const { return folder_->Path(); }
     SimServer& Server(SimServer::Kind kind) {

@@ -142,6 +142,18 @@ TEST_F(DownloadFailure, FailedRawCopyStillWritesTheReadings) {
     EXPECT_EQ(result.readings, 3);
 }
 
+TEST_F(DownloadFailure, TemporaryFilesRemovedByAnotherDownloadAreNoError) {
+    ScriptLog(3, ThreeReadings());
+    ASSERT_TRUE(Download());
+    host->files.vanishBeforeDelete = true;
+    std::filesystem::remove_all(downloads);
+    ScriptLog(3, ThreeReadings());
+    EXPECT_TRUE(Download());
+    EXPECT_TRUE(host->ui.boxes.empty());
+    EXPECT_EQ(Raw(), ThreeReadings());
+    EXPECT_EQ(Trace().front(), "Preparing to download data from 4710...");
+}
+
 TEST_F(DownloadFailure, DeclinedOverwriteWritesNothingAndSaysNothingMore) {
     // Same label, same second: the second multiple-file download finds the first one's files.
     instrument->Serial("S");

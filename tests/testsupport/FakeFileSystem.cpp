@@ -115,6 +115,9 @@ bool FakeFileSystem::FileExists(const std::string& path) {
 
 void FakeFileSystem::DeleteFile(const std::string& path) {
     std::error_code ec;
+    if (vanishBeforeDelete) {
+        fs::remove(path, ec);
+    }
     if (!fs::remove(path, ec)) {
         throw AutomationError(kErrFileNotFound, "File not found: " + path);
     }

@@ -40,6 +40,7 @@ class FakeFileSystem : public IFileSystem {
     bool failCreate = false;             // CreateTextFile raises 70 (permission denied)
     std::optional<size_t> diskCapacity;  // bytes all files may hold; beyond it Write raises 61
     bool failClose = false;              // Close raises 61 (disk full)
+    bool vanishBeforeDelete = false;     // someone else removes a file just before DeleteFile
 
     std::vector<std::string> created;  // paths passed to CreateTextFile, in order
     std::vector<std::string> deleted;

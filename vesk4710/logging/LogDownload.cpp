@@ -40,6 +40,21 @@ class Num {
     size_t len_ = 0;
 };
 
+// Another program's download may remove the file between the look and the delete; gone is
+// what was wanted.
+void DeleteIfPresent(IFileSystem& fs, const std::string& path) {
+    if (!fs.FileExists(path)) {
+        return;
+    }
+    try {
+        fs.DeleteFile(path);
+    } catch (const AutomationError& e) {
+        if (e.Number() != kErrFileNotFound) {
+            throw;
+        }
+    }
+}
+
 // The trace of one download. Lines are buffered and flushed at every stage and every 64 KiB
 // so that a long parse does not pay a write per line. Once the transfer has arrived a failing
 // trace write must not cost the readings, so write failures only silence the trace.
@@ -49,9 +64,7 @@ class TraceFile {
     ~TraceFile() { Close(); }
 
     void Open(const std::string& path) {
-        if (fs_.FileExists(path)) {
-            fs_.DeleteFile(path);
-        }
+        DeleteIfPresent(fs_, path);
         file_ = fs_.CreateTextFile(path);
     }
 
@@ -394,9 +407,7 @@ void Download::Steps() {
 
 void Download::WriteRawFile(const TransferResult& transfer) {
     try {
-        if (fs_.FileExists(result_.rawPath)) {
-            fs_.DeleteFile(result_.rawPath);
-        }
+        DeleteIfPresent(fs_, result_.rawPath);
         auto raw = fs_.CreateTextFile(result_.rawPath);
         raw->Write(transfer.text);
         raw->Close();
