@@ -33,17 +33,16 @@ class TestCallbacks:
         assert messages == []  # the exception tells it, not a message box
         assert inst.QueryIdentification() and inst.Model == "4710"
 
-    def test_a_bad_passcode_answer_is_a_type_error(self, connect):
-        inst = connect(passcode=lambda: 1234)
-        assert inst.QueryInfo()
+    def test_passcodes_from_a_queue_a_cancelled_prompt_or_a_bad_answer(self, connect):
+        queued = connect(passcodes=["9999", "1234"])  # tried in turn, like the command line
+        assert queued.QueryInfo() and queued.ValidatePasscode()
+        assert queued.Passcode == "1234"
+        cancelled = connect(passcode=lambda: None)
+        assert cancelled.QueryInfo() and not cancelled.ValidatePasscode()
+        bad = connect(passcode=lambda: 1234)
+        assert bad.QueryInfo()
         with pytest.raises(TypeError):
-            inst.ValidatePasscode()
-
-    def test_passcode_queue_like_the_command_line(self, connect):
-        inst = connect(passcodes=["9999", "1234"])
-        assert inst.QueryInfo()
-        assert inst.ValidatePasscode()
-        assert inst.Passcode == "1234"
+            bad.ValidatePasscode()
 
     def test_trace_records_the_session(self, connect, tmp_path):
         trace = tmp_path / "io.log"

@@ -41,28 +41,18 @@ class TestIdentification:
 
     def test_identification_without_query_info(self, connect):
         fresh = connect()
-        assert fresh.Model == "4710"  # the object's start-up default
-        assert fresh.Identification == ""
-        assert fresh.QueryIdentification()
-        assert "4710" in fresh.Identification
+        assert fresh.Model == "4710" and fresh.Identification == ""  # start-up defaults
+        assert fresh.QueryIdentification() and "4710" in fresh.Identification
 
 
 class TestReadings:
-    def test_both_channels_give_finite_readings(self, inst):
+    def test_both_channels_give_finite_readings_and_others_raise(self, inst):
         for chan in (1, 2):
             value = inst.QueryMeasurement(chan)
             assert isinstance(value, float) and math.isfinite(value)
-
-    def test_a_channel_outside_the_instrument_raises(self, inst):
         with pytest.raises(vesk4710.AutomationError) as err:
             inst.QueryMeasurement(9)
         assert err.value.source.startswith("CVesk4710")
-
-    def test_units_accept_kelvin_which_has_no_member(self, inst):
-        inst.Units = 2
-        assert inst.Units == 2 and type(inst.Units) is int
-        inst.Units = vesk4710.UNITS_DEGREESF
-        assert inst.Units is vesk4710.E4710Units.UNITS_DEGREESF
 
 
 class TestChannelUpdate:
@@ -108,11 +98,6 @@ class TestChannelUpdate:
         assert "passcode" in messages.texts()
         # The object stays usable.
         assert ch.QueryInfo()
-
-    def test_cancelled_prompt_is_no_passcode(self, connect):
-        inst = connect(passcode=lambda: None)
-        assert inst.QueryInfo()
-        assert not inst.ValidatePasscode()
 
 
 class TestDownload:

@@ -1,4 +1,5 @@
-"""The type stubs describe the module as built, so editors complete every member."""
+"""The type stubs describe the module as built, so editors complete every member and show
+the enumerations' true values."""
 
 import ast
 import inspect
@@ -9,26 +10,32 @@ import vesk4710
 STUBS = pathlib.Path(__file__).resolve().parents[1] / "vesk4710.pyi"
 
 
+def _target(node):
+    return node.target.id if isinstance(node, ast.AnnAssign) else node.targets[0].id
+
+
 def _stub_tree():
     tree = ast.parse(STUBS.read_text(encoding="utf-8"))
-    classes, names = {}, set()
+    classes, enums, names = {}, {}, set()
     for node in tree.body:
         if isinstance(node, ast.ClassDef):
-            classes[node.name] = {n.name if not isinstance(n, (ast.AnnAssign, ast.Assign))
-                                  else (n.target.id if isinstance(n, ast.AnnAssign)
-                                        else n.targets[0].id)
-                                  for n in node.body
-                                  if isinstance(n, (ast.FunctionDef, ast.AnnAssign, ast.Assign))}
+            body = [n for n in node.body
+                    if isinstance(n, (ast.FunctionDef, ast.AnnAssign, ast.Assign))]
+            classes[node.name] = {n.name if isinstance(n, ast.FunctionDef) else _target(n)
+                                  for n in body}
+            if any(getattr(base, "id", None) == "IntEnum" for base in node.bases):
+                enums[node.name] = {_target(n): ast.literal_eval(n.value)
+                                    for n in body if isinstance(n, ast.Assign)}
             names.add(node.name)
         elif isinstance(node, ast.FunctionDef):
             names.add(node.name)
         elif isinstance(node, ast.AnnAssign):
             names.add(node.target.id)
-    return classes, names
+    return classes, enums, names
 
 
 def test_every_public_name_and_member_has_a_stub():
-    classes, names = _stub_tree()
+    classes, _, names = _stub_tree()
     public = {n for n in dir(vesk4710) if not n.startswith("_")} | {"__version__"}
     assert public - names == set()
     assert names - public == set()
@@ -45,3 +52,15 @@ def test_every_public_name_and_member_has_a_stub():
             own = set(cls.__members__)
         assert own - members == set(), name
         assert members - own == set(), name
+
+
+def test_enumerations_have_the_stubbed_values_and_share_members_with_the_module():
+    _, enums, _ = _stub_tree()
+    assert "E4710Units" in enums and "EProbeType" in enums
+    for name, values in enums.items():
+        cls = getattr(vesk4710, name)
+        assert {m.name: m.value for m in cls} == values, name
+        for member in values:
+            # The module-level names are the stubbed ones (checked above) and the same objects.
+            if hasattr(vesk4710, member):
+                assert getattr(vesk4710, member) is cls[member], member

@@ -1,10 +1,8 @@
-// Late-bound access to the three classes: member tables, argument counting and coercion,
+// Late-bound access to the three classes: every member bound, argument counting and coercion,
 // by-reference results and objects crossing as automation values.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <memory>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -21,25 +19,8 @@ namespace {
 using test::FakeHost;
 using K = MemberKind;
 
-int32_t MemberCount(const std::vector<MemberInfo>& table) {
-    std::set<int32_t> ids;
-    for (const auto& m : table) {
-        ids.insert(m.dispid);
-    }
-    return static_cast<int32_t>(ids.size());
-}
-
-int32_t DispidOf(const std::vector<MemberInfo>& table, const std::string& name) {
-    for (const auto& m : table) {
-        if (m.name == name) {
-            return m.dispid;
-        }
-    }
-    return 0;
-}
-
 // Calls and returns the AutomationError raised (a failure when none is).
-AutomationError ErrorOf(IDispatchable& target, const std::string& name, K kind,
+AutomationError Raised(IDispatchable& target, const std::string& name, K kind,
                         std::vector<Variant> args) {
     try {
         target.Invoke(name, kind, args);
@@ -75,31 +56,6 @@ class DispatchTest : public ::testing::Test {
     std::shared_ptr<CVesk4710> unit;
 };
 
-TEST_F(DispatchTest, MemberTablesKeepInterfaceOrderAndCounts) {
-    const auto& inst = CVesk4710::MemberTable();
-    EXPECT_EQ(MemberCount(inst), 81);
-    EXPECT_EQ(inst.front().name, "DVCICommError");
-    EXPECT_EQ(inst.back().name, "Communications");
-    EXPECT_EQ(inst.back().dispid, 81);
-    EXPECT_EQ(DispidOf(inst, "QueryInfo"), 39);
-    EXPECT_EQ(DispidOf(inst, "DownloadLog"), 70);
-    EXPECT_EQ(DispidOf(inst, "GetChannelReference"), 80);
-    // Dispatch ids never go back: accessors of a property sit together.
-    EXPECT_TRUE(std::is_sorted(inst.begin(), inst.end(),
-                               [](const auto& a, const auto& b) { return a.dispid < b.dispid; }));
-
-    const auto& card = CVesk4710Card::MemberTable();
-    EXPECT_EQ(card.size(), 16u);  // accessors; FilePath and Changed have two each
-    EXPECT_EQ(MemberCount(card), 14);
-    EXPECT_EQ(card.front().name, "FilePath");
-    EXPECT_EQ(card.back().name, "Channels");
-
-    const auto& channel = CVesk4710Channel::MemberTable();
-    EXPECT_EQ(channel.front().name, "CalDate");
-    EXPECT_EQ(channel.back().name, "FillRJCTypeList");
-    EXPECT_EQ(DispidOf(channel, "SetConversionType"), DispidOf(channel, "Edit") + 1);
-}
-
 // Too many arguments reach the argument check only when the member is served at all.
 TEST_F(DispatchTest, EveryMemberOfEveryClassIsBound) {
     TwoChannels();
@@ -110,7 +66,7 @@ TEST_F(DispatchTest, EveryMemberOfEveryClassIsBound) {
     };
     for (auto [target, table] : classes) {
         for (const auto& m : *table) {
-            const AutomationError e = ErrorOf(*target, m.name, m.kind, std::vector<Variant>(12));
+            const AutomationError e = Raised(*target, m.name, m.kind, std::vector<Variant>(12));
             EXPECT_EQ(e.Number(), kErrWrongArgCount) << target->ClassName() << "." << m.name;
             EXPECT_EQ(e.Source(), target->ClassName() + " - " + m.name);
         }
@@ -141,31 +97,27 @@ TEST_F(DispatchTest, PropertyLetAndGetGoThroughTheSetterRules) {
 }
 
 TEST_F(DispatchTest, ErrorsHaveTheirAutomationNumbersAndLeaveStateAlone) {
-    AutomationError e = ErrorOf(*unit, "Frobnicate", K::Method, {});
+    AutomationError e = Raised(*unit, "Frobnicate", K::Method, {});
+    // Its text, and a member's own error number and source, are checked through the tool.
     EXPECT_EQ(e.Number(), kErrNotSupported);
-    EXPECT_EQ(e.Description(), "Object doesn't support this property or method");
     EXPECT_EQ(e.Source(), "CVesk4710 - Frobnicate");
     // A read-only property has no let.
-    EXPECT_EQ(ErrorOf(*unit, "Model", K::Let, {Variant("x")}).Number(), kErrNotSupported);
+    EXPECT_EQ(Raised(*unit, "Model", K::Let, {Variant("x")}).Number(), kErrNotSupported);
 
-    e = ErrorOf(*unit, "Resolution", K::Let, {});
+    e = Raised(*unit, "Resolution", K::Let, {});
     EXPECT_EQ(e.Number(), kErrWrongArgCount);
     EXPECT_EQ(e.Description(), "Wrong number of arguments or invalid property assignment");
 
     unit->Resolution(2);
-    e = ErrorOf(*unit, "Resolution", K::Let, {Variant("two")});
+    e = Raised(*unit, "Resolution", K::Let, {Variant("two")});
     EXPECT_EQ(e.Number(), kErrTypeMismatch);
     EXPECT_EQ(e.Source(), "CVesk4710 - Resolution");
     EXPECT_EQ(unit->Resolution(), 2);
-    EXPECT_EQ(ErrorOf(*unit, "Resolution", K::Let, {Variant(40000.0)}).Number(), kErrOverflow);
+    EXPECT_EQ(Raised(*unit, "Resolution", K::Let, {Variant(40000.0)}).Number(), kErrOverflow);
     // An object where a number is wanted, and a number where an object is wanted.
-    EXPECT_EQ(ErrorOf(*unit, "Resolution", K::Let, {Variant(unit)}).Number(), kErrTypeMismatch);
-    EXPECT_EQ(ErrorOf(*unit, "SetRegistry", K::Method, {Variant(int16_t{1})}).Number(),
+    EXPECT_EQ(Raised(*unit, "Resolution", K::Let, {Variant(unit)}).Number(), kErrTypeMismatch);
+    EXPECT_EQ(Raised(*unit, "SetRegistry", K::Method, {Variant(int16_t{1})}).Number(),
               kErrTypeMismatch);
-    // The member's own errors keep their number and source.
-    e = ErrorOf(*unit, "Modules", K::Get, {Variant(int16_t{5})});
-    EXPECT_EQ(e.Number(), kErrInvalidModuleIndex);
-    EXPECT_EQ(e.Source(), "CVesk4710 - Modules");
 }
 
 TEST_F(DispatchTest, OutArgumentsAreWrittenBack) {
@@ -189,7 +141,7 @@ TEST_F(DispatchTest, OutArgumentsAreWrittenBack) {
     std::vector<Variant> index{Variant(int16_t{0})};
     EXPECT_EQ(box->Invoke("List", K::Get, index).AsString(), box->List(0));
     index[0] = Variant(int16_t{3});
-    EXPECT_EQ(ErrorOf(*box, "List", K::Get, index).Number(), kErrSubscriptOutOfRange);
+    EXPECT_EQ(Raised(*box, "List", K::Get, index).Number(), kErrSubscriptOutOfRange);
 }
 
 TEST_F(DispatchTest, OptionalArgumentsKeepTheirDefaults) {
@@ -202,7 +154,7 @@ TEST_F(DispatchTest, OptionalArgumentsKeepTheirDefaults) {
     // Left out or given as nothing, chan is -1: with no channel selected that is an error.
     TwoChannels();
     for (std::vector<Variant> args : {std::vector<Variant>{}, std::vector<Variant>{Variant()}}) {
-        const AutomationError e = ErrorOf(*unit, "QueryMeasurement", K::Method, args);
+        const AutomationError e = Raised(*unit, "QueryMeasurement", K::Method, args);
         EXPECT_EQ(e.Number(), kErrInvalidChannel);
     }
     host->comm->ClearScript();
@@ -215,7 +167,7 @@ TEST_F(DispatchTest, OptionalArgumentsKeepTheirDefaults) {
     EXPECT_TRUE(host->comm->Requests().empty());
 }
 
-TEST_F(DispatchTest, ObjectsCrossAsObjectsAndComeBackIntact) {
+TEST_F(DispatchTest, ObjectsCrossAsObjectsComeBackIntactAndNothingClearsThem) {
     TwoChannels();
     const Variant module = Call(*unit, "Modules", K::Get, {Variant(int16_t{1})});
     ASSERT_EQ(module.Type(), VariantType::Object);
@@ -237,15 +189,14 @@ TEST_F(DispatchTest, ObjectsCrossAsObjectsAndComeBackIntact) {
     // The channel's module is set through its set accessor; a wrong class is refused.
     Call(*ch, "SetModule", K::Set, {Variant(unit->Modules(0))});
     EXPECT_EQ(ch->Module(), unit->Modules(0));
-    EXPECT_EQ(ErrorOf(*ch, "SetModule", K::Set, {Variant(unit)}).Number(), kErrTypeMismatch);
+    EXPECT_EQ(Raised(*ch, "SetModule", K::Set, {Variant(unit)}).Number(), kErrTypeMismatch);
     auto card = module.AsObject();
     EXPECT_EQ(Call(*card, "Channels", K::Get, {Variant(int16_t{0})}).AsObject(),
               std::static_pointer_cast<IDispatchable>(ch));
-    EXPECT_EQ(ErrorOf(*card, "Channels", K::Get, {Variant(int16_t{1})}).Number(),
+    EXPECT_EQ(Raised(*card, "Channels", K::Get, {Variant(int16_t{1})}).Number(),
               kErrSubscriptOutOfRange);
-}
 
-TEST_F(DispatchTest, ForeignObjectsRoundTripAndNothingClearsThem) {
+    // Foreign objects round-trip too, and nothing clears them.
     unit->SetRegistry(host->registry);
     const Variant registry = Call(*unit, "Registry", K::Get);
     ASSERT_EQ(registry.Type(), VariantType::Object);
@@ -258,7 +209,7 @@ TEST_F(DispatchTest, ForeignObjectsRoundTripAndNothingClearsThem) {
     EXPECT_EQ(other->Registry(), nullptr);
     EXPECT_EQ(Call(*other, "Registry", K::Get).AsObject(), nullptr);
     // A registry is not a form.
-    EXPECT_EQ(ErrorOf(*unit, "QueryInfo", K::Method, {registry}).Number(), kErrTypeMismatch);
+    EXPECT_EQ(Raised(*unit, "QueryInfo", K::Method, {registry}).Number(), kErrTypeMismatch);
     EXPECT_EQ(Call(*unit, "Communications", K::Get).AsObject()->ClassName(), "Communications");
 }
 

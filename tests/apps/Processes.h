@@ -1,12 +1,20 @@
 #pragma once
-// Child processes for the command-line tests: the tool run to completion with a bound, the
-// simulator server kept running in the background, and a scratch folder for their state.
-#include <sys/types.h>
+// Child processes for the command-line tests: the tool run to completion with a bound, and the
+// simulator server kept running in the background.
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <map>
+#include <stdexcept>
 #include <string>
 #include <vector>
+
+extern char** environ;
 
 namespace vesk::test {
 
@@ -17,46 +25,157 @@ struct RunResult {
     bool timedOut = false;
 };
 
-// A child whose stdout and stderr are read through pipes.
+// A child whose stdout and stderr are read through pipes; killed if still running at the end.
 class Child {
   public:
     Child(const std::vector<std::string>& argv, const std::map<std::string, std::string>& env,
-          const std::string& input = {});
-    ~Child();
+          const std::string& input = {}) {
+        // A child that exits before reading its input must not take the test down with it.
+        ::signal(SIGPIPE, SIG_IGN);
+        std::vector<std::string> args = argv;
+        std::vector<std::string> envStrings;
+        for (char** e = environ; *e != nullptr; ++e) {
+            const std::string entry(*e);
+            if (env.count(entry.substr(0, entry.find('='))) == 0) {
+                envStrings.push_back(entry);
+            }
+        }
+        for (const auto& [name, value] : env) {
+            envStrings.push_back(name + "=" + value);
+        }
+        std::vector<char*> argp = Pointers(args);
+        std::vector<char*> envp = Pointers(envStrings);
+
+        int in[2];
+        int out[2];
+        int err[2];
+        if (::pipe2(in, O_CLOEXEC) != 0 || ::pipe2(out, O_CLOEXEC) != 0 ||
+            ::pipe2(err, O_CLOEXEC) != 0 || (pid_ = ::fork()) < 0) {
+            throw std::runtime_error("pipe or fork failed");
+        }
+        if (pid_ == 0) {
+            // Only async-signal-safe calls between fork and exec.
+            ::dup2(in[0], STDIN_FILENO);
+            ::dup2(out[1], STDOUT_FILENO);
+            ::dup2(err[1], STDERR_FILENO);
+            ::execve(argp[0], argp.data(), envp.data());
+            ::_exit(127);
+        }
+        ::close(in[0]);
+        ::close(out[1]);
+        ::close(err[1]);
+        fds_[0] = out[0];
+        fds_[1] = err[0];
+        // Small inputs fit the pipe; the child reads them at its own pace.
+        if (!input.empty()) {
+            const ssize_t n = ::write(in[1], input.data(), input.size());
+            (void)n;
+        }
+        ::close(in[1]);
+    }
+    ~Child() {
+        if (!reaped_) {
+            ::kill(pid_, SIGKILL);
+            ::waitpid(pid_, nullptr, 0);
+        }
+        for (int fd : fds_) {
+            if (fd >= 0) {
+                ::close(fd);
+            }
+        }
+    }
     Child(const Child&) = delete;
     Child& operator=(const Child&) = delete;
 
     // The next line of stdout, or empty when none came in time (or stdout ended).
-    std::string ReadLine(std::chrono::milliseconds timeout);
-    void Signal(int signal) const;
+    std::string ReadLine(std::chrono::milliseconds timeout) {
+        const auto deadline = Clock::now() + timeout;
+        for (;;) {
+            const size_t end = text_[0].find('\n', consumed_);
+            if (end != std::string::npos) {
+                std::string line = text_[0].substr(consumed_, end - consumed_);
+                consumed_ = end + 1;
+                return line;
+            }
+            if (!Pump(deadline)) {
+                return {};
+            }
+        }
+    }
+
+    void Signal(int signal) const {
+        if (!reaped_) {
+            ::kill(pid_, signal);
+        }
+    }
+
     // Reads everything until the child ends; kills it after the timeout.
-    RunResult Finish(std::chrono::milliseconds timeout);
-    pid_t Pid() const { return pid_; }
+    RunResult Finish(std::chrono::milliseconds timeout) {
+        RunResult r;
+        const auto deadline = Clock::now() + timeout;
+        while (Pump(deadline)) {
+        }
+        if (fds_[0] >= 0 || fds_[1] >= 0) {
+            r.timedOut = true;
+            ::kill(pid_, SIGKILL);
+        }
+        if (!reaped_) {
+            int status = 0;
+            ::waitpid(pid_, &status, 0);
+            reaped_ = true;
+            status_ = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        }
+        r.status = r.timedOut ? -1 : status_;
+        r.out = text_[0].substr(consumed_);
+        r.err = text_[1];
+        return r;
+    }
 
   private:
-    bool Pump(std::chrono::milliseconds timeout);
+    using Clock = std::chrono::steady_clock;
+
+    static std::vector<char*> Pointers(std::vector<std::string>& strings) {
+        std::vector<char*> p;
+        for (auto& s : strings) {
+            p.push_back(s.data());
+        }
+        p.push_back(nullptr);
+        return p;
+    }
+
+    // Reads what is ready before the deadline; false once both pipes are closed or time is up.
+    bool Pump(Clock::time_point deadline) {
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+        if ((fds_[0] < 0 && fds_[1] < 0) || left.count() <= 0) {
+            return false;
+        }
+        pollfd polled[2] = {{fds_[0], POLLIN, 0}, {fds_[1], POLLIN, 0}};
+        if (::poll(polled, 2, static_cast<int>(left.count())) <= 0) {
+            return true;
+        }
+        char buffer[4096];
+        for (int i = 0; i < 2; ++i) {
+            if (polled[i].fd < 0 || (polled[i].revents & (POLLIN | POLLHUP | POLLERR)) == 0) {
+                continue;
+            }
+            const ssize_t n = ::read(polled[i].fd, buffer, sizeof buffer);
+            if (n > 0) {
+                text_[i].append(buffer, static_cast<size_t>(n));
+            } else if (n == 0 || errno != EINTR) {
+                ::close(fds_[i]);
+                fds_[i] = -1;
+            }
+        }
+        return true;
+    }
 
     pid_t pid_ = -1;
-    int outFd_ = -1;
-    int errFd_ = -1;
-    std::string out_;
-    std::string err_;
+    int fds_[2] = {-1, -1};  // stdout, stderr
+    std::string text_[2];
     size_t consumed_ = 0;  // stdout bytes handed out by ReadLine
     bool reaped_ = false;
     int status_ = -1;
-};
-
-// A fresh folder, removed with everything in it.
-class ScratchFolder {
-  public:
-    ScratchFolder();
-    ~ScratchFolder();
-    ScratchFolder(const ScratchFolder&) = delete;
-    ScratchFolder& operator=(const ScratchFolder&) = delete;
-    const std::string& Path() const { return path_; }
-
-  private:
-    std::string path_;
 };
 
 // vesk4710-sim serving one simulated instrument on a pseudo-terminal or a loopback TCP port.
@@ -64,13 +183,38 @@ class SimServer {
   public:
     enum class Kind { Pty, Tcp };
     SimServer(Kind kind, const std::map<std::string, std::string>& env,
-              const std::vector<std::string>& extra = {});
-    ~SimServer();
+              const std::vector<std::string>& extra = {})
+        : child_(Argv(kind, extra), env) {
+        device_ = child_.ReadLine(std::chrono::seconds(5));
+        if (device_.empty()) {
+            throw std::runtime_error("vesk4710-sim did not say where it serves: " +
+                                     child_.Finish(std::chrono::seconds(1)).err);
+        }
+    }
+    ~SimServer() { Kill(); }
     // What --device takes: the terminal's path or tcp://HOST:PORT.
     const std::string& Device() const { return device_; }
-    void Kill();
+    void Kill() {
+        child_.Signal(SIGTERM);
+        child_.Finish(std::chrono::seconds(5));
+    }
 
   private:
+    static std::vector<std::string> Argv(Kind kind, const std::vector<std::string>& extra) {
+#ifdef VESK_SIM_PATH
+        std::vector<std::string> argv = {VESK_SIM_PATH, "--memory"};
+#else
+        std::vector<std::string> argv = {"vesk4710-sim"};
+#endif
+        if (kind == Kind::Pty) {
+            argv.push_back("--pty");
+        } else {
+            argv.insert(argv.end(), {"--tcp", "127.0.0.1:0"});
+        }
+        argv.insert(argv.end(), extra.begin(), extra.end());
+        return argv;
+    }
+
     Child child_;
     std::string device_;
 };

@@ -21,8 +21,8 @@ TEST(CalibrationGridLayout, HoldsRangesHeadingsAndPoints) {
     EXPECT_EQ(grid.TextMatrix(2, 0), "ADJ1");
     EXPECT_EQ(grid.TextMatrix(5, 0), "ADJ4");
     EXPECT_EQ(grid.TextMatrix(5, 10), "-");
-    EXPECT_EQ(CaughtError([&] { grid.TextMatrix(6, 0); }).Number(), kErrSubscriptOutOfRange);
-    EXPECT_EQ(CaughtError([&] { grid.TextMatrix(0, 11, "x"); }).Number(), kErrSubscriptOutOfRange);
+    EXPECT_EQ(Raised([&] { grid.TextMatrix(6, 0); }).Number(), kErrSubscriptOutOfRange);
+    EXPECT_EQ(Raised([&] { grid.TextMatrix(0, 11, "x"); }).Number(), kErrSubscriptOutOfRange);
     // Growing keeps what is there.
     grid.Rows(7);
     EXPECT_EQ(grid.TextMatrix(2, 0), "ADJ1");
@@ -115,14 +115,14 @@ TEST_F(CalibrationTest, UpdateWritesCountThenReferencesThenValues) {
 
 TEST_F(CalibrationTest, FailuresCarryTheirSources) {
     comm().Fail(SET_CAL_RANGE, Broken());
-    EXPECT_EQ(CaughtError([&] { unit->FillCalibrationGrid(grid()); }).Source(),
+    EXPECT_EQ(Raised([&] { unit->FillCalibrationGrid(grid()); }).Source(),
               "CVesk4710 - FillCalibrationGrid");
     comm().Fail(SET_CAL_COUNT_WRITE, Broken());
-    EXPECT_EQ(CaughtError([&] { unit->UpdateCalParameters(grid()); }).Source(),
+    EXPECT_EQ(Raised([&] { unit->UpdateCalParameters(grid()); }).Source(),
               "CVesk4710 - UpdateCalParameters");
 }
 
-TEST_F(InstrumentTest, CalibrationDateRoundTrip) {
+TEST_F(InstrumentTest, CalibrationDateRoundTripAndConversion) {
     unit->CalDate(Date::FromYMD(2024, 3, 7));
     ASSERT_TRUE(unit->UpdateCalibrationDate());
     EXPECT_THAT(Log(), ElementsAre("ClearAll", "Value=2024,3,7", "Write 73"));
@@ -135,13 +135,12 @@ TEST_F(InstrumentTest, CalibrationDateRoundTrip) {
 
     // A reply that is no date is an error; the date read before stays.
     comm().Reply(SET_CAL_DATE_READ, "garbage");
-    const auto e = CaughtError([&] { unit->QueryCalibrationDate(); });
+    const auto e = Raised([&] { unit->QueryCalibrationDate(); });
     EXPECT_EQ(e.Number(), kErrInvalidProcedureCall);
     EXPECT_EQ(e.Source(), "CVesk4710 - QueryCalibrationDate ");
     EXPECT_EQ(unit->CalDate(), Date::FromYMD(2010, 3, 2));
-}
 
-TEST_F(InstrumentTest, ConvDateBuildsFromTheStartOf1900) {
+    // ConvDate builds from the start of 1900.
     EXPECT_EQ(unit->ConvDate("2024/03/07"), Date::FromYMD(2024, 3, 7).ShortDateText());
     EXPECT_EQ(unit->ConvDate("2024/00/07"), Date::FromYMD(2024, 1, 7).ShortDateText());
     EXPECT_EQ(unit->ConvDate("1850/05/02"), Date::FromYMD(1900, 5, 2).ShortDateText());

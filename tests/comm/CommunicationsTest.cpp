@@ -1,9 +1,8 @@
 // The component's own rules, whatever the link: what is refused before sending, the trace,
 // cancelling, opening devices, the embedded simulator's ports and the port settings.
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
-#include <fstream>
+#include <algorithm>
 #include <regex>
 #include <sstream>
 #include <thread>
@@ -17,39 +16,39 @@ namespace {
 
 using comm::Param;
 
-std::vector<std::string> FileLines(const std::filesystem::path& path) {
-    std::ifstream in(path);
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(in, line);) {
-        lines.push_back(line);
-    }
-    return lines;
+std::string Unit(comm::Communications& session) {
+    session.params().ClearAll();
+    return session.ReadSetting(168, true, "");
 }
 
-TEST(Requests, WhatCannotBeAskedIsRefusedWithoutSending) {
+void SetUnit(comm::Communications& session, const std::string& unit) {
+    session.params().ClearAll();
+    session.params().Value(unit);
+    session.WriteSetting(169);
+}
+
+TEST(Requests, UnaskableOnesAreRefusedWithoutSendingAndFlagAndExtraShapeTheReply) {
     Harness h(LinkKind::kEmbedded, 500);
     uint64_t before = h.instrument->RequestCount();
-    EXPECT_EQ(ErrorOf([&] { h.Read(1); }).Number(), comm::kCommUnknownSetting);
-    AutomationError wrongWay = ErrorOf([&] { h.Read(169); });
+    EXPECT_EQ(Raised([&] { h.Read(1); }).Number(), comm::kCommUnknownSetting);
+    AutomationError wrongWay = Raised([&] { h.Read(169); });
     EXPECT_EQ(wrongWay.Number(), comm::kCommUnknownSetting);
     EXPECT_NE(wrongWay.Description().find("cannot be read"), std::string::npos);
-    EXPECT_EQ(ErrorOf([&] { h.Write(168); }).Number(), comm::kCommUnknownSetting);
-    EXPECT_EQ(ErrorOf([&] { h.comm->Transfer(168, 1, ""); }).Number(), comm::kCommUnknownSetting);
-    EXPECT_EQ(ErrorOf([&] {
+    EXPECT_EQ(Raised([&] { h.Write(168); }).Number(), comm::kCommUnknownSetting);
+    EXPECT_EQ(Raised([&] { h.comm->Transfer(168, 1, ""); }).Number(), comm::kCommUnknownSetting);
+    EXPECT_EQ(Raised([&] {
                   h.Write(286, {{Param::kValue, "A\nB"}});
               }).Number(),
               comm::kCommBadParameter);
     h.comm->InstrumentCode(12);
-    AutomationError other = ErrorOf([&] { h.Read(168); });
+    AutomationError other = Raised([&] { h.Read(168); });
     EXPECT_EQ(other.Number(), comm::kCommUnsupportedInstrument);
     EXPECT_NE(other.Description().find("12"), std::string::npos);
     EXPECT_EQ(h.instrument->RequestCount(), before);
     h.comm->InstrumentCode(comm::kInstrumentCode4710);
     EXPECT_EQ(h.Read(168), "C");
-}
 
-TEST(Requests, FlagAndExtraShapeTheReply) {
-    Harness h(LinkKind::kEmbedded, 500);
+    // The flag and the extra text shape the reply.
     h.Unlock();
     h.Write(123, {{Param::kChannel, "2"}, {Param::kValue, ""}});
     h.comm->params().ClearAll();
@@ -60,73 +59,64 @@ TEST(Requests, FlagAndExtraShapeTheReply) {
 }
 
 TEST(Trace, OneLinePerRequestWithThePasscodeHidden) {
-    TempFolder traceFolder;
-    auto tracePath = traceFolder.Path() / "io.log";
+    FakeFileSystem traceFolder;
+    const std::string tracePath = traceFolder.Root() + "/io.log";
     {
-        Harness h(LinkKind::kEmbedded, 150, tracePath.string());
+        Harness h(LinkKind::kEmbedded, 150, tracePath);
         h.Unlock();
         h.Read(134, {{Param::kChannel, "1"}, {Param::kParamName, "RTPW"}});
         h.instrument->InjectFault(sim::ParseFault("noreply@id=168"));
         EXPECT_THROW(h.Read(168), AutomationError);
         h.comm->Transfer(279, 300, "2");
     }
-    std::vector<std::string> lines = FileLines(tracePath);
+    const std::string text = traceFolder.ReadFile(tracePath);
+    EXPECT_EQ(text.find("1234"), std::string::npos) << "the passcode leaked";
+    // Time, setting, parameters, request line, outcome.
+    const std::regex form(
+        R"(\d{4}-\d{2}-\d{2}T\d{2}:\d{2}:\d{2}\.\d{3}Z\t(\d+)\t([^\t]*)\t([^\t]*)\t(.*))");
+    std::vector<std::vector<std::string>> lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) {
+        std::smatch m;
+        ASSERT_TRUE(std::regex_match(line, m, form)) << line;
+        lines.push_back({m[1], m[2], m[3], m[4]});
+    }
     ASSERT_EQ(lines.size(), 4u);
-    std::regex form(
-        R"((\d{4}-\d{2}-\d{2}T\d{2}:\d{2}:\d{2}\.\d{3}Z)\t(\d+)\t([^\t]*)\t([^\t]*)\t(.*))");
-    std::smatch m;
-    ASSERT_TRUE(std::regex_match(lines[0], m, form)) << lines[0];
-    EXPECT_EQ(m[2].str(), "2");
-    EXPECT_EQ(m[3].str(), "Value=***");
-    EXPECT_EQ(m[4].str(), "1 PASS ***");
-    EXPECT_EQ(m[5].str(), "OK");
-    ASSERT_TRUE(std::regex_match(lines[1], m, form)) << lines[1];
-    EXPECT_EQ(m[3].str(), "Channel=1 paramname=RTPW");
-    EXPECT_EQ(m[4].str(), "2 PROB:PAR? 1,RTPW");
-    EXPECT_EQ(m[5].str(), "25.54321");
-    ASSERT_TRUE(std::regex_match(lines[2], m, form)) << lines[2];
-    EXPECT_NE(m[5].str().find("did not reply"), std::string::npos) << lines[2];
-    ASSERT_TRUE(std::regex_match(lines[3], m, form)) << lines[3];
-    EXPECT_EQ(m[3].str(), "Count=300 Value=2");
-    EXPECT_EQ(m[4].str(), "4 LOG:DATA:LAB? 300,2");
-    EXPECT_EQ(m[5].str(), "#BEGIN 100, 100 lines, #END 100");
-    std::ifstream in(tracePath);
-    std::stringstream all;
-    all << in.rdbuf();
-    EXPECT_EQ(all.str().find("1234"), std::string::npos) << "the passcode leaked";
-}
+    using V = std::vector<std::string>;
+    EXPECT_EQ(lines[0], (V{"2", "Value=***", "1 PASS ***", "OK"}));
+    EXPECT_EQ(lines[1], (V{"134", "Channel=1 paramname=RTPW", "2 PROB:PAR? 1,RTPW", "25.54321"}));
+    EXPECT_NE(lines[2][3].find("did not reply"), std::string::npos) << lines[2][3];
+    EXPECT_EQ(lines[3], (V{"279", "Count=300 Value=2", "4 LOG:DATA:LAB? 300,2",
+                           "#BEGIN 100, 100 lines, #END 100"}));
 
-TEST(Trace, UnwritableTraceIsAClearError) {
     comm::CommOptions options;
     options.tracePath = "/nonexistent-folder/io.log";
-    AutomationError e = ErrorOf([&] { comm::Communications::Create(options); });
+    AutomationError e = Raised([&] { comm::Communications::Create(options); });
     EXPECT_EQ(e.Number(), kErrPathNotFound);
     EXPECT_NE(e.Description().find("/nonexistent-folder/io.log"), std::string::npos);
 }
 
-TEST(Cancel, EndsAWaitingRequestAndOnlyThatOne) {
+TEST(Cancel, EndsAWaitingRequestOrTransferAndOnlyThatOne) {
     Harness h(LinkKind::kEmbedded, 10000);
+    auto cancelSoon = [&] {
+        return std::thread([&] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            h.comm->Cancel();
+        });
+    };
     h.instrument->InjectFault(sim::ParseFault("delay:5000@id=168"));
-    std::thread canceller([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        h.comm->Cancel();
-    });
+    std::thread canceller = cancelSoon();
     auto started = std::chrono::steady_clock::now();
-    AutomationError e = ErrorOf([&] { h.Read(168); });
+    AutomationError e = Raised([&] { h.Read(168); });
     canceller.join();
     EXPECT_EQ(e.Number(), comm::kCommCancelled);
     EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(2500));
     h.comm->Cancel();  // nothing in flight: the next request is not affected
     EXPECT_EQ(h.Read(18), "Vesk Scientific,4710,A47100,1.10");
-}
 
-TEST(Cancel, StopsATransferKeepingItsReadings) {
-    Harness h(LinkKind::kTcp, 5000);
+    // A transfer stops, keeping the readings it has.
     h.instrument->InjectFault(sim::ParseFault("early:5@id=278"));
-    std::thread canceller([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        h.comm->Cancel();
-    });
+    canceller = cancelSoon();
     TransferResult r = h.comm->Transfer(278, 300, "");
     canceller.join();
     EXPECT_TRUE(r.endedEarly);
@@ -134,15 +124,15 @@ TEST(Cancel, StopsATransferKeepingItsReadings) {
 }
 
 TEST(Devices, UnopenableDevicesAreClearErrors) {
-    TempFolder folder;
-    std::ofstream(folder.Path() / "plain.txt") << "not a terminal";
+    FakeFileSystem folder;
+    folder.WriteFile(folder.Root() + "/plain.txt", "not a terminal");
     struct Case {
         std::string device;
         std::string says;
     };
     for (const Case& c : std::vector<Case>{
              {"/nonexistent/ttyX", "/nonexistent/ttyX"},
-             {(folder.Path() / "plain.txt").string(), "not a terminal"},
+             {folder.Root() + "/plain.txt", "not a terminal"},
              {"tcp://127.0.0.1:1", "tcp://127.0.0.1:1"},
              {"tcp://nohostport", "HOST:PORT"},
          }) {
@@ -150,13 +140,13 @@ TEST(Devices, UnopenableDevicesAreClearErrors) {
         options.device = c.device;
         options.timeoutMs = 300;
         auto session = comm::Communications::Create(options);
-        AutomationError e = ErrorOf([&] { session->ReadSetting(168, true, ""); });
+        AutomationError e = Raised([&] { session->ReadSetting(168, true, ""); });
         EXPECT_EQ(e.Number(), comm::kCommLinkUnavailable) << c.device;
         EXPECT_NE(e.Description().find(c.says), std::string::npos) << e.Description();
     }
     comm::UnregisterLinkScheme("sim");
     auto unregistered = comm::Communications::Create(comm::CommOptions{});
-    AutomationError e = ErrorOf([&] { unregistered->ReadSetting(168, true, ""); });
+    AutomationError e = Raised([&] { unregistered->ReadSetting(168, true, ""); });
     EXPECT_EQ(e.Number(), comm::kCommLinkUnavailable);
     EXPECT_NE(e.Description().find("RegisterEmbeddedLink"), std::string::npos);
 }
@@ -185,12 +175,11 @@ TEST(Devices, PortNumbersFindTheirDevice) {
     auto session = comm::Communications::Create(options);
     session->Port().BaudRateCode(7);
     session->Port().PortNumber(3);
-    session->params().ClearAll();
-    EXPECT_EQ(session->ReadSetting(168, true, ""), "C");
+    EXPECT_EQ(Unit(*session), "C");
     EXPECT_NE(session->LinkDescription().find("19200 baud"), std::string::npos);
     session->Port().BaudRateCode(42);
     EXPECT_FALSE(session->IsOpen()) << "a new rate needs the port opened again";
-    AutomationError e = ErrorOf([&] { session->ReadSetting(168, true, ""); });
+    AutomationError e = Raised([&] { Unit(*session); });
     EXPECT_EQ(e.Number(), comm::kCommLinkUnavailable);
     EXPECT_NE(e.Description().find("baud-rate code 42"), std::string::npos);
 }
@@ -208,9 +197,9 @@ TEST(Devices, AutoCloseClosesAfterEveryRequest) {
 }
 
 TEST(EmbeddedSimulator, EachPortIsOneInstrumentSharedBySessions) {
-    TempFolder folder;
+    FakeFileSystem folder;
     sim::SimOptions defaults;
-    defaults.stateDir = folder.Path().string();
+    defaults.stateDir = folder.Root();
     sim::RegisterEmbeddedLink(defaults);
     auto open = [](int32_t port, const std::string& device = "sim") {
         comm::CommOptions options;
@@ -220,43 +209,29 @@ TEST(EmbeddedSimulator, EachPortIsOneInstrumentSharedBySessions) {
         return session;
     };
     auto first = open(71);
-    auto second = open(71);
     auto other = open(72);
-    first->params().ClearAll();
-    first->params().Value("F");
-    first->WriteSetting(169);
-    second->params().ClearAll();
-    EXPECT_EQ(second->ReadSetting(168, true, ""), "F");
-    other->params().ClearAll();
-    EXPECT_EQ(other->ReadSetting(168, true, ""), "C");
-    auto named = open(1, "sim:72");
-    named->params().ClearAll();
-    named->params().Value("K");
-    named->WriteSetting(169);
-    EXPECT_EQ(other->ReadSetting(168, true, ""), "K");
+    SetUnit(*first, "F");
+    EXPECT_EQ(Unit(*open(71)), "F");
+    EXPECT_EQ(Unit(*other), "C");
+    SetUnit(*open(1, "sim:72"), "K");
+    EXPECT_EQ(Unit(*other), "K");
     EXPECT_NE(first->LinkDescription().find("port 71"), std::string::npos);
-    EXPECT_EQ(ErrorOf([&] { open(1, "sim:x")->ReadSetting(168, true, ""); }).Number(),
-              comm::kCommLinkUnavailable);
+    EXPECT_EQ(Raised([&] { Unit(*open(1, "sim:x")); }).Number(), comm::kCommLinkUnavailable);
     sim::Instrument::ReleaseAll();
     // The state outlives the process's instruments.
-    EXPECT_TRUE(std::filesystem::exists(folder.Path() / "sim-71.json"));
-    auto again = open(71);
-    again->params().ClearAll();
-    EXPECT_EQ(again->ReadSetting(168, true, ""), "F");
+    EXPECT_TRUE(folder.FileExists(folder.Root() + "/sim-71.json"));
+    EXPECT_EQ(Unit(*open(71)), "F");
     sim::Instrument::ReleaseAll();
 
     // A reset the program asks for happens once, not again when the link is reopened.
     defaults.reset = true;
     sim::RegisterEmbeddedLink(defaults);
     auto fresh = open(71);
-    fresh->params().ClearAll();
-    EXPECT_EQ(fresh->ReadSetting(168, true, ""), "C");
-    fresh->params().Value("K");
-    fresh->WriteSetting(169);
+    EXPECT_EQ(Unit(*fresh), "C");
+    SetUnit(*fresh, "K");
     fresh->Port().AutoClose(1);
-    fresh->params().ClearAll();
-    EXPECT_EQ(fresh->ReadSetting(168, true, ""), "K");
-    EXPECT_EQ(open(71)->ReadSetting(168, true, ""), "K");
+    EXPECT_EQ(Unit(*fresh), "K");
+    EXPECT_EQ(Unit(*open(71)), "K");
     sim::Instrument::ReleaseAll();
     comm::UnregisterLinkScheme("sim");
 }

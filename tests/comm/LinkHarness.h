@@ -2,11 +2,8 @@
 // A simulated instrument reached through one kind of link, with a communications session on
 // it: the in-process link, a pseudo-terminal served by the simulator, or loopback TCP.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <atomic>
-#include <chrono>
-#include <filesystem>
+#include <map>
 #include <memory>
 #include <string>
 #include <utility>
@@ -14,47 +11,24 @@
 
 #include "components/comm/CommErrors.h"
 #include "components/comm/Communications.h"
+#include "components/comm/Protocol.h"
 #include "simulator/EmbeddedLink.h"
 #include "simulator/Instrument.h"
 #include "simulator/LineServers.h"
+#include "tests/testsupport/FakeFileSystem.h"
+#include "tests/testsupport/Raised.h"
 
 namespace vesk::test {
 
 enum class LinkKind { kEmbedded, kPty, kTcp };
 
 inline std::string LinkName(const ::testing::TestParamInfo<LinkKind>& info) {
-    switch (info.param) {
-        case LinkKind::kEmbedded:
-            return "Embedded";
-        case LinkKind::kPty:
-            return "Pty";
-        case LinkKind::kTcp:
-            return "Tcp";
-    }
-    return "Unknown";
+    static const char* const names[] = {"Embedded", "Pty", "Tcp"};
+    return names[static_cast<int>(info.param)];
 }
 
-// A fresh folder per test, removed afterwards.
-class TempFolder {
-  public:
-    TempFolder() {
-        static std::atomic<int> counter{0};
-        path_ = std::filesystem::temp_directory_path() /
-                ("vesk-comm-" + std::to_string(getpid()) + "-" + std::to_string(++counter));
-        std::filesystem::create_directories(path_);
-    }
-    ~TempFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    const std::filesystem::path& Path() const { return path_; }
-
-  private:
-    std::filesystem::path path_;
-};
-
 struct Harness {
-    TempFolder folder;
+    FakeFileSystem folder;  // a private temporary folder
     std::shared_ptr<sim::Instrument> instrument;
     std::unique_ptr<sim::PtyServer> pty;
     std::unique_ptr<sim::TcpServer> tcp;
@@ -75,8 +49,7 @@ struct Harness {
                 };
                 break;
             case LinkKind::kPty:
-                pty =
-                    std::make_unique<sim::PtyServer>(instrument, (folder.Path() / "tty").string());
+                pty = std::make_unique<sim::PtyServer>(instrument, folder.Root() + "/tty");
                 commOptions.device = pty->Path();
                 break;
             case LinkKind::kTcp:
@@ -96,45 +69,36 @@ struct Harness {
         comm->WriteSetting(id);
     }
     void Unlock() { Write(2, {{comm::Param::kValue, "1234"}}); }
+    // Reads, writes or transfers (300 readings, its Value for the request), as the setting is.
+    void Request(int32_t id, std::vector<std::pair<comm::Param, std::string>> params = {}) {
+        switch (comm::FindSetting(id)->access) {
+            case comm::Access::kRead:
+                Read(id, params);
+                break;
+            case comm::Access::kWrite:
+                Write(id, params);
+                break;
+            case comm::Access::kTransfer:
+                comm->Transfer(id, 300, params.empty() ? "" : params.front().second);
+                break;
+        }
+    }
 
   private:
     void Load(const std::vector<std::pair<comm::Param, std::string>>& params) {
+        using Setter = void (IRequestParams::*)(const std::string&);
+        static const std::map<comm::Param, Setter> setters = {
+            {comm::Param::kValue, &IRequestParams::Value},
+            {comm::Param::kChannel, &IRequestParams::Channel},
+            {comm::Param::kChannelList, &IRequestParams::ChannelList},
+            {comm::Param::kParamName, &IRequestParams::paramname},
+            {comm::Param::kPointNumber, &IRequestParams::PointNumber}};
         IRequestParams& p = comm->params();
         p.ClearAll();
         for (const auto& [param, value] : params) {
-            switch (param) {
-                case comm::Param::kValue:
-                    p.Value(value);
-                    break;
-                case comm::Param::kChannel:
-                    p.Channel(value);
-                    break;
-                case comm::Param::kChannelList:
-                    p.ChannelList(value);
-                    break;
-                case comm::Param::kParamName:
-                    p.paramname(value);
-                    break;
-                case comm::Param::kPointNumber:
-                    p.PointNumber(value);
-                    break;
-                case comm::Param::kCount:
-                    break;  // travels with Transfer only
-            }
+            (p.*setters.at(param))(value);
         }
     }
 };
-
-// Runs the call and returns the AutomationError it raised; fails the test when none.
-template <typename F>
-AutomationError ErrorOf(F&& call) {
-    try {
-        call();
-    } catch (const AutomationError& e) {
-        return e;
-    }
-    ADD_FAILURE() << "no error raised";
-    return AutomationError(0, "none");
-}
 
 }  // namespace vesk::test

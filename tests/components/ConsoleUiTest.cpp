@@ -38,7 +38,7 @@ TEST(ConsoleUi, MessagesGoToStderrWithCaptionAndLineBreaks) {
     EXPECT_EQ(h.err.str(), "[] See help\n  (help: /x/vesk.chm, topic 42)\n");
 }
 
-TEST(ConsoleUi, QuestionsFollowTheAssumeFlags) {
+TEST(ConsoleUi, QuestionsFollowTheAssumeFlagsElseTheTerminal) {
     Console yes({.assumeYes = true});
     EXPECT_EQ(yes.ui.MessageBox("Write?", kQuestion, "C", "", 0), kAnsYes);
     EXPECT_EQ(yes.err.str(), "[C] Write?\n  answer: yes\n");
@@ -49,16 +49,16 @@ TEST(ConsoleUi, QuestionsFollowTheAssumeFlags) {
     EXPECT_EQ(no.ui.MessageBox("Go on?", 1, "C", "", 0), kAnsCancel);
     EXPECT_EQ(no.ui.MessageBox("Save?", 3, "C", "", 0), kAnsNo);  // Yes/No/Cancel
 
-    Console both({.assumeYes = true, .assumeNo = true});
-    EXPECT_EQ(both.ui.MessageBox("Write?", kQuestion, "C", "", 0), kAnsYes);
+    EXPECT_EQ(Console({.assumeYes = true, .assumeNo = true})
+                  .ui.MessageBox("Write?", kQuestion, "C", "", 0),
+              kAnsYes);
 
     // Nobody to ask and nothing assumed: the safe answer.
     Console nobody;
     EXPECT_EQ(nobody.ui.MessageBox("Write?", kQuestion, "C", "", 0), kAnsNo);
     EXPECT_EQ(nobody.err.str(), "[C] Write?\n  answer: no\n");
-}
 
-TEST(ConsoleUi, QuestionsReadFromTheTerminal) {
+    // Otherwise the terminal is asked until it gives a yes or a no.
     Console c({}, "maybe\n Y \nno\n");
     EXPECT_EQ(c.ui.MessageBox("Write?", kQuestion, "C", "", 0), kAnsYes);
     EXPECT_EQ(c.err.str(), "[C] Write?\n  [y/n]   [y/n] ");
@@ -86,7 +86,7 @@ TEST(ConsoleUi, JsonLinesMode) {
     EXPECT_FALSE(std::getline(lines, line));
 }
 
-TEST(ConsoleUi, PasscodesFromQueueThenCancelled) {
+TEST(ConsoleUi, PasscodesFromTheQueueElseFromTheTerminal) {
     Console c({.passcodes = {"1234", ""}}, "typed\n");
     PasscodeEntry a = c.ui.PromptPasscode(nullptr);
     EXPECT_EQ(a.text, "1234");
@@ -97,24 +97,19 @@ TEST(ConsoleUi, PasscodesFromQueueThenCancelled) {
     // Queue used up: cancelled, the terminal is not consulted.
     EXPECT_FALSE(c.ui.PromptPasscode(nullptr).confirmed);
     EXPECT_EQ(c.err.str(), "");
+
+    // Without a queue the terminal is asked, without echo, until its input ends.
+    Console t({}, "secret\r\n");
+    PasscodeEntry typed = t.ui.PromptPasscode(nullptr);
+    EXPECT_EQ(typed.text, "secret");
+    EXPECT_TRUE(typed.confirmed);
+    EXPECT_FALSE(t.ui.PromptPasscode(nullptr).confirmed);
+    EXPECT_EQ(t.err.str().find("secret"), std::string::npos) << "the passcode was echoed";
+    EXPECT_FALSE(Console().ui.PromptPasscode(nullptr).confirmed);
 }
 
-TEST(ConsoleUi, PasscodesFromTheTerminal) {
-    Console c({}, "secret\r\n");
-    PasscodeEntry a = c.ui.PromptPasscode(nullptr);
-    EXPECT_EQ(a.text, "secret");
-    EXPECT_TRUE(a.confirmed);
-    EXPECT_EQ(c.ui.PromptPasscode(nullptr).confirmed, false);  // end of input
-    EXPECT_EQ(c.err.str().find("secret"), std::string::npos) << "the passcode was echoed";
-
-    Console none;
-    EXPECT_FALSE(none.ui.PromptPasscode(nullptr).confirmed);
-}
-
-TEST(ConsoleUi, PointerHelpDialogsAndEvents) {
+TEST(ConsoleUi, HelpDialogsEventsAndWaits) {
     Console c;
-    c.ui.MousePointer(kPointerHourglass);
-    EXPECT_EQ(c.ui.MousePointer(), kPointerHourglass);
     EXPECT_EQ(c.ui.ShowHelp("/usr/share/doc/vesk.html", 1, 3001), 1);
     EXPECT_EQ(c.err.str(), "[help] /usr/share/doc/vesk.html topic 3001\n");
 
@@ -133,12 +128,9 @@ TEST(ConsoleUi, PointerHelpDialogsAndEvents) {
     c.ui.DoEvents();
     c.ui.WaitEvents(0);
     EXPECT_EQ(events, 2);
-}
 
-TEST(ConsoleUi, WaitsSleepAndTicksAdvance) {
-    Console c;
-    int events = 0;
-    c.ui.onEvents = [&] { ++events; };
+    // A wait sleeps, processing events throughout, and the ticks advance.
+    events = 0;
     const int32_t t0 = c.ui.Ticks();
     const auto start = std::chrono::steady_clock::now();
     c.ui.WaitEvents(60);

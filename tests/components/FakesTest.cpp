@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "ComponentTestSupport.h"
 #include "tests/testsupport/Fakes.h"
 
 namespace vesk::test {
@@ -77,12 +78,7 @@ TEST(FakeCommunications, FailuresHitTheRightRequest) {
     comm.FailAfter(3, AutomationError(2, "third"));
     comm.ReadSetting(1, true, "");
     comm.ReadSetting(2, true, "");
-    try {
-        comm.WriteSetting(3);
-        FAIL();
-    } catch (const AutomationError& e) {
-        EXPECT_EQ(e.Number(), 2);
-    }
+    EXPECT_EQ(Raised([&] { comm.WriteSetting(3); }).Number(), 2);
     EXPECT_NO_THROW(comm.WriteSetting(4));
     EXPECT_EQ(comm.Requests().back(), "Write 4");
 

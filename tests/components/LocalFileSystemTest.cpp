@@ -4,15 +4,11 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <map>
-#include <optional>
-#include <sstream>
 #include <string>
 #include <system_error>
 
+#include "ComponentTestSupport.h"
 #include "components/host/LocalFileSystem.h"
 #include "tests/testsupport/FakeFileSystem.h"
 #include "vesk4710/support/AutomationError.h"
@@ -22,51 +18,16 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string Slurp(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-// Sets environment variables for one test and puts the old values back.
-class EnvGuard {
-  public:
-    void Set(const char* name, const char* value) {
-        if (!saved_.count(name)) {
-            const char* old = std::getenv(name);
-            saved_[name] = old ? std::optional<std::string>(old) : std::nullopt;
-        }
-        value ? ::setenv(name, value, 1) : ::unsetenv(name);
-    }
-    ~EnvGuard() {
-        for (const auto& [name, value] : saved_) {
-            value ? ::setenv(name.c_str(), value->c_str(), 1) : ::unsetenv(name.c_str());
-        }
-    }
-
-  private:
-    std::map<std::string, std::optional<std::string>> saved_;
-};
-
-template <typename F>
-AutomationError Raised(F&& f) {
-    try {
-        f();
-    } catch (const AutomationError& e) {
-        return e;
-    }
-    ADD_FAILURE() << "no AutomationError raised";
-    return AutomationError(0, "");
-}
+using test::Raised;
 
 class LocalFileSystemTest : public ::testing::Test {
   protected:
     test::FakeFileSystem tmp;  // a private temporary folder
     LocalFileSystem files;
+    std::string Slurp(const std::string& path) { return tmp.ReadFile(path); }
 };
 
-TEST_F(LocalFileSystemTest, WritesExistsAndDeletes) {
+TEST_F(LocalFileSystemTest, WritesExistsDeletesAndWritesWhatIsLeftUnclosed) {
     const std::string path = files.BuildPath(tmp.Root(), "out.txt");
     EXPECT_FALSE(files.FileExists(path));
     auto f = files.CreateTextFile(path);
@@ -91,10 +52,8 @@ TEST_F(LocalFileSystemTest, WritesExistsAndDeletes) {
     const AutomationError missing = Raised([&] { files.DeleteFile(path); });
     EXPECT_EQ(missing.Number(), kErrFileNotFound);
     EXPECT_NE(missing.Description().find(path), std::string::npos);
-}
 
-TEST_F(LocalFileSystemTest, UnclosedFileIsStillWrittenAtDestruction) {
-    const std::string path = tmp.Root() + "/dropped.txt";
+    // A file dropped unclosed is still written.
     files.CreateTextFile(path)->WriteLine("kept");
     EXPECT_EQ(Slurp(path), "kept\n");
 }
@@ -156,7 +115,7 @@ TEST_F(LocalFileSystemTest, BuildPathInsertsOneSeparator) {
 }
 
 TEST_F(LocalFileSystemTest, SpecialFoldersFollowTheEnvironment) {
-    EnvGuard env;
+    test::EnvGuard env;
     env.Set("TMPDIR", "/scratch/tmp/");
     EXPECT_EQ(files.GetSpecialFolder(SpecialFolder::Temporary), "/scratch/tmp");
     env.Set("TMPDIR", nullptr);

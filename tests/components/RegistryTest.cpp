@@ -1,15 +1,14 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "ComponentTestSupport.h"
 #include "components/registry/Registry.h"
 #include "tests/testsupport/FakeFileSystem.h"
 #include "vesk4710/support/AutomationError.h"
@@ -19,26 +18,17 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string Slurp(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-void Spill(const std::string& path, const std::string& text) {
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
-}
-
 class RegistryTest : public ::testing::Test {
   protected:
     test::FakeFileSystem tmp;  // a private temporary folder
     std::string folder = tmp.Root() + "/cfg/vesk4710";
     std::string path = folder + "/settings.json";
     std::shared_ptr<Registry> reg = Registry::Create(path);
+    std::string Slurp(const std::string& file) { return tmp.ReadFile(file); }
+    void Spill(const std::string& file, const std::string& text) { tmp.WriteFile(file, text); }
 };
 
-TEST_F(RegistryTest, ValuesRoundTripAndStayApartByPlace) {
+TEST_F(RegistryTest, ValuesRoundTripApartByPlaceAndFormStateIsReplacedWhole) {
     EXPECT_EQ(reg->ReadValue("COMAutoClose", 0, kHKeyCurrentUser, "dflt"), "dflt");
     EXPECT_FALSE(fs::exists(path)) << "a read must not create the file";
 
@@ -62,9 +52,8 @@ TEST_F(RegistryTest, ValuesRoundTripAndStayApartByPlace) {
     EXPECT_EQ(reg->ReadValue("COMAutoClose", 0, kHKeyCurrentUser, "gone"), "gone");
     EXPECT_EQ(reg->ReadValue("COMAutoClose", 1, kHKeyCurrentUser, ""), "section1");
     reg->DeleteValue("NeverThere", 7, kHKeyCurrentUser, "Nowhere");
-}
 
-TEST_F(RegistryTest, FormStateIsReplacedWhole) {
+    // A form's saved state is replaced whole.
     EXPECT_TRUE(reg->LoadFormState("frm4710LogStatus").empty());
     reg->SaveFormState("frm4710LogStatus", {{"Left", "10"}, {"Top", "20"}});
     reg->SaveFormState("frm4710Labels", {{"Left", "5"}});
@@ -125,8 +114,7 @@ TEST_F(RegistryTest, WritesReplaceTheFileAtomically) {
     EXPECT_EQ(Registry::Create(path)->ReadValue("Name", 0, kHKeyCurrentUser, ""), "new");
 }
 
-TEST_F(RegistryTest, CorruptFileReadsEmptyAndIsKeptAside) {
-    fs::create_directories(folder);
+TEST_F(RegistryTest, CorruptFileIsKeptAsideWhileEmptyOrHandEditedOnesAreRead) {
     const std::vector<std::string> garbages = {
         "{\"values\": {\"0\": ", "[1, 2, 3]", "{\"values\": 5}", std::string("\x00\x01garbage", 9)};
     for (const std::string& garbage : garbages) {
@@ -143,10 +131,9 @@ TEST_F(RegistryTest, CorruptFileReadsEmptyAndIsKeptAside) {
     reg->WriteValue("After", 0, kHKeyCurrentUser, "ok");
     EXPECT_EQ(Slurp(path + ".bad"), "not json at all");
     EXPECT_EQ(reg->ReadValue("After", 0, kHKeyCurrentUser, ""), "ok");
-}
 
-TEST_F(RegistryTest, EmptyFileAndHandEditedValues) {
-    fs::create_directories(folder);
+    // An empty file is simply empty, not corrupt.
+    fs::remove(path + ".bad");
     Spill(path, "  \n");
     EXPECT_EQ(reg->ReadValue("X", 0, kHKeyCurrentUser, "d"), "d");
     EXPECT_FALSE(fs::exists(path + ".bad"));
@@ -161,12 +148,11 @@ TEST_F(RegistryTest, EmptyFileAndHandEditedValues) {
 TEST_F(RegistryTest, FailuresAreAutomationErrorsAndLoseNothing) {
     reg->WriteValue("Keep", 0, kHKeyCurrentUser, "me");
     const std::string before = Slurp(path);
-    try {
-        reg->WriteValue("Bad", 0, kHKeyCurrentUser, std::string("\xFF\xFE", 2));
-        FAIL() << "invalid UTF-8 was accepted";
-    } catch (const AutomationError& e) {
-        EXPECT_EQ(e.Number(), kErrInvalidProcedureCall);
-    }
+    EXPECT_EQ(test::Raised([&] {
+                  reg->WriteValue("Bad", 0, kHKeyCurrentUser, std::string("\xFF\xFE", 2));
+              }).Number(),
+              kErrInvalidProcedureCall)
+        << "invalid UTF-8 was accepted";
     EXPECT_EQ(Slurp(path), before);
     EXPECT_EQ(reg->ReadValue("Keep", 0, kHKeyCurrentUser, ""), "me");
 
@@ -174,34 +160,21 @@ TEST_F(RegistryTest, FailuresAreAutomationErrorsAndLoseNothing) {
     Spill(tmp.Root() + "/plainfile", "x");
     auto blocked = Registry::Create(tmp.Root() + "/plainfile/vesk4710/settings.json");
     EXPECT_EQ(blocked->ReadValue("Keep", 0, kHKeyCurrentUser, "d"), "d");
-    try {
-        blocked->WriteValue("Keep", 0, kHKeyCurrentUser, "x");
-        FAIL() << "write into an impossible folder succeeded";
-    } catch (const AutomationError& e) {
-        EXPECT_NE(std::string(e.Description()).find("plainfile"), std::string::npos)
-            << e.Description();
-    }
+    const AutomationError e =
+        test::Raised([&] { blocked->WriteValue("Keep", 0, kHKeyCurrentUser, "x"); });
+    EXPECT_NE(e.Description().find("plainfile"), std::string::npos) << e.Description();
 }
 
 TEST(RegistryDefaultPath, FollowsXdgConfigHome) {
-    const char* oldXdg = std::getenv("XDG_CONFIG_HOME");
-    const char* oldHome = std::getenv("HOME");
-    const std::optional<std::string> savedXdg =
-        oldXdg ? std::optional<std::string>(oldXdg) : std::nullopt;
-    const std::optional<std::string> savedHome =
-        oldHome ? std::optional<std::string>(oldHome) : std::nullopt;
-
-    ::setenv("XDG_CONFIG_HOME", "/xdg/conf", 1);
+    test::EnvGuard env;
+    env.Set("XDG_CONFIG_HOME", "/xdg/conf");
     EXPECT_EQ(Registry::DefaultPath(), "/xdg/conf/vesk4710/settings.json");
     EXPECT_EQ(Registry::Create()->Path(), "/xdg/conf/vesk4710/settings.json");
-    ::setenv("XDG_CONFIG_HOME", "relative/ignored", 1);
-    ::setenv("HOME", "/home/someone", 1);
+    env.Set("XDG_CONFIG_HOME", "relative/ignored");
+    env.Set("HOME", "/home/someone");
     EXPECT_EQ(Registry::DefaultPath(), "/home/someone/.config/vesk4710/settings.json");
-    ::unsetenv("XDG_CONFIG_HOME");
+    env.Set("XDG_CONFIG_HOME", nullptr);
     EXPECT_EQ(Registry::DefaultPath(), "/home/someone/.config/vesk4710/settings.json");
-
-    savedXdg ? ::setenv("XDG_CONFIG_HOME", savedXdg->c_str(), 1) : ::unsetenv("XDG_CONFIG_HOME");
-    savedHome ? ::setenv("HOME", savedHome->c_str(), 1) : ::unsetenv("HOME");
 }
 
 }  // namespace

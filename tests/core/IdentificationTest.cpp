@@ -42,7 +42,7 @@ TEST(Identification, SplitterTakesModelSerialAndFirmware) {
     EXPECT_EQ(Extract("V,4710,S,").firmware, 0.0);
 }
 
-TEST_F(InstrumentTest, QueryIdentificationReadsWithoutTheFlagAndSetsTheProperties) {
+TEST_F(InstrumentTest, QueryIdentificationSetsThePropertiesAndFeedsTheFirmwareCheck) {
     comm().Reply(SET_IDENTIFICATION, "Vesk,4710,B777,1.25");
     EXPECT_TRUE(unit->QueryIdentification());
     EXPECT_THAT(Log(), ElementsAre("ClearAll", "Read 18 false"));
@@ -63,9 +63,8 @@ TEST_F(InstrumentTest, QueryIdentificationReadsWithoutTheFlagAndSetsThePropertie
     EXPECT_FALSE(unit->QueryIdentification());
     EXPECT_EQ(unit->Serial(), "B777");
     EXPECT_TRUE(ui().boxes.empty());
-}
 
-TEST_F(InstrumentTest, FirmwareCheckUsesTheMinimumInclusively) {
+    // The firmware check uses the minimum inclusively.
     comm().Reply(SET_IDENTIFICATION, "V,4710,S,0.06");
     unit->QueryIdentification();
     EXPECT_TRUE(unit->VerifyMinimumFirmware());
@@ -113,16 +112,14 @@ TEST_F(QueryInfoTest, RunsEveryStepInOrderAndBuildsTheTree) {
     }
     EXPECT_THAT(comm().Requests(), ElementsAreArray(expected));
 
-    const std::vector<std::string> progress = {
-        "SetOwner", "StartPhase Reading 4710 settings... 6.666666666666667",
-        "Step",     "Step",
-        "Step",     "Step",
-        "Step",     "Step",
-        "Step",     "Step",
-        "Step",     "Hide",
-        "Reset",    "StartPhase Reading probe serial numbers... 50",
-        "Step",     "Step",
-        "Close"};
+    // Nine steps of the instrument's settings, then one per channel for the serial numbers.
+    std::vector<std::string> progress = {"SetOwner",
+                                         "StartPhase Reading 4710 settings... 6.666666666666667"};
+    progress.insert(progress.end(), 9, "Step");
+    for (const char* line : {"Hide", "Reset", "StartPhase Reading probe serial numbers... 50",
+                             "Step", "Step", "Close"}) {
+        progress.push_back(line);
+    }
     EXPECT_THAT(ui().progressLog, ElementsAreArray(progress));
     EXPECT_FALSE(ui().progressOwnerGiven);
     EXPECT_THAT(ui().pointers, ElementsAre(kPointerHourglass, kPointerDefault));
@@ -190,7 +187,7 @@ TEST_F(QueryInfoTest, EmptyIdentificationStopsSilently) {
     EXPECT_THAT(ui().progressLog, ElementsAre("SetOwner", "Close"));
 }
 
-TEST_F(QueryInfoTest, CancelBetweenStepsKeepsWhatWasRead) {
+TEST_F(QueryInfoTest, CancelBetweenStepsKeepsWhatWasReadAndAbortsInTheSerialNumbers) {
     // Steps a to c run; the cancel is seen before the module count.
     ui().cancelAtStep = 3;
     EXPECT_FALSE(unit->QueryInfo());
@@ -198,32 +195,34 @@ TEST_F(QueryInfoTest, CancelBetweenStepsKeepsWhatWasRead) {
     EXPECT_EQ(unit->NumChannels(), 2);
     EXPECT_EQ(unit->ModuleList(), "PRT,PRT");
     EXPECT_EQ(unit->NumModules(), 0);
-    const auto requests = comm().Requests();
-    EXPECT_EQ(requests.back(), "Read 40");
+    EXPECT_EQ(comm().Requests().back(), "Read 40");
     EXPECT_EQ(ui().progressLog.back(), "Close");
-}
 
-TEST_F(QueryInfoTest, CancelDuringTheSerialNumbersAborts) {
     // 9 steps in the first phase, then the first channel's step.
+    ClearLog();
+    ui().boxes.clear();
+    ui().progressChecks = 0;
     ui().cancelAtStep = 9;
     EXPECT_FALSE(unit->QueryInfo());
     EXPECT_THAT(Prompts(), ElementsAre("Aborted querying information."));
     EXPECT_EQ(comm().Requests().back(), "Read 122");
 }
 
-TEST_F(QueryInfoTest, FailingStepIsNamed) {
+TEST_F(QueryInfoTest, FailingStepIsNamedAndAnErrorIsRaisedAsQueryInfos) {
     comm().ReplyAlways(SET_UNITS_READ, "?");
     EXPECT_FALSE(unit->QueryInfo());
     EXPECT_THAT(Prompts(), ElementsAre("Failed to successfully query 'Units'."));
     EXPECT_EQ(comm().Requests().back(), "Read 168");
     EXPECT_EQ(ui().progressLog.back(), "Close");
     EXPECT_EQ(ui().pointer, kPointerDefault);
-}
 
-TEST_F(QueryInfoTest, ErrorInsideAStepIsRaisedAsQueryInfos) {
+    ui().boxes.clear();
+    ui().progressLog.clear();
+    ui().pointer = kPointerHourglass;
+    comm().ReplyAlways(SET_UNITS_READ, "F");
     comm().Fail(SET_MODULE_LIST, Broken());
     unit->DVCICommError(12);
-    const auto e = CaughtError([&] { unit->QueryInfo(); });
+    const auto e = Raised([&] { unit->QueryInfo(); });
     EXPECT_EQ(e.Number(), Broken().Number());
     EXPECT_EQ(e.Source(), "CVesk4710 - QueryInfo");
     EXPECT_EQ(e.HelpContext(), 12);

@@ -9,6 +9,7 @@
 
 #include "components/probes/Probe.h"
 #include "tests/testsupport/Fakes.h"
+#include "tests/testsupport/Raised.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
 #include "vesk4710/core/CVesk4710.h"
 #include "vesk4710/modules/CVesk4710Card.h"
@@ -48,17 +49,5 @@ class InstrumentTest : public ::testing::Test {
     std::shared_ptr<FakeHost> host = std::make_shared<FakeHost>();
     std::shared_ptr<CVesk4710> unit;
 };
-
-// Runs f and returns the AutomationError it raised (fails the test when none).
-template <class F>
-AutomationError CaughtError(F&& f) {
-    try {
-        f();
-    } catch (const AutomationError& e) {
-        return e;
-    }
-    ADD_FAILURE() << "no AutomationError raised";
-    return AutomationError(0, "");
-}
 
 }  // namespace vesk::test

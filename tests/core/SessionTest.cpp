@@ -35,6 +35,14 @@ TEST_F(InstrumentTest, InitializeCommunicationsConfiguresANewSessionInOrder) {
                             "Port.AutoClose=1"));
     // Nothing is asked of the instrument.
     EXPECT_TRUE(second->Requests().empty());
+
+    // An absent value gives the empty default; port 1 and rate code 6 are the defaults.
+    host->registry->values.erase("COMAutoClose");
+    second->SerialPort().autoClose = 5;
+    unit->InitializeCommunications();
+    EXPECT_EQ(second->SerialPort().autoClose, 0);
+    EXPECT_EQ(second->SerialPort().baudRateCode, 6);
+    EXPECT_EQ(second->SerialPort().portNumber, 1);
 }
 
 TEST_F(InstrumentTest, LibraryInsideTheSystemFolderUsesTheCallersFolder) {
@@ -52,21 +60,12 @@ TEST_F(InstrumentTest, LibraryInsideTheSystemFolderUsesTheCallersFolder) {
     EXPECT_EQ(comm().folderPath, "/opt/vesk");
 }
 
-TEST_F(InstrumentTest, AbsentAutoCloseValueGivesTheEmptyDefault) {
-    unit->SetRegistry(host->registry);
-    comm().SerialPort().autoClose = 5;
-    unit->InitializeCommunications();
-    EXPECT_EQ(comm().SerialPort().autoClose, 0);
-    EXPECT_EQ(comm().SerialPort().baudRateCode, 6);
-    EXPECT_EQ(comm().SerialPort().portNumber, 1);
-}
-
 TEST_F(InstrumentTest, InitializeCommunicationsErrorCarriesItsArguments) {
     host->commFactory = []() -> std::shared_ptr<ICommunications> {
         throw AutomationError(53, "File not found");
     };
     unit->DVCICommError(42);
-    const auto e = CaughtError([&] { unit->InitializeCommunications("/f", 2, 5); });
+    const auto e = Raised([&] { unit->InitializeCommunications("/f", 2, 5); });
     EXPECT_EQ(e.Number(), 53);
     EXPECT_EQ(e.Source(), "CVesk4710 - InitializeCommunications(),/f,2,5");
     EXPECT_EQ(e.HelpFile(), "");
@@ -210,7 +209,7 @@ TEST_F(InstrumentTest, FailedRequestIsRaisedWithTheMembersSourceAndKeepsTheCache
     unit->DVCICommError(3456);
     unit->ScanMode(SM_SCAN);
     comm().Fail(SET_SCAN_MODE_READ, Broken());
-    const auto e = CaughtError([&] { unit->QueryScanMode(); });
+    const auto e = Raised([&] { unit->QueryScanMode(); });
     EXPECT_EQ(e.Number(), Broken().Number());
     EXPECT_EQ(e.Description(), "link dropped");
     EXPECT_EQ(e.Source(), "CVesk4710 - QueryScanMode");
@@ -220,7 +219,7 @@ TEST_F(InstrumentTest, FailedRequestIsRaisedWithTheMembersSourceAndKeepsTheCache
 
     // A garbled number is an overflow in the same form; the object stays usable.
     comm().Reply(SET_SCAN_MODE_READ, "99999");
-    EXPECT_EQ(CaughtError([&] { unit->QueryScanMode(); }).Number(), kErrOverflow);
+    EXPECT_EQ(Raised([&] { unit->QueryScanMode(); }).Number(), kErrOverflow);
     comm().Reply(SET_SCAN_MODE_READ, "0");
     EXPECT_TRUE(unit->QueryScanMode());
     EXPECT_EQ(unit->ScanMode(), SM_SIMULTANEOUS);
@@ -234,16 +233,15 @@ TEST_F(InstrumentTest, FailedRequestIsRaisedWithTheMembersSourceAndKeepsTheCache
     };
     for (const auto& [call, source] : writes) {
         comm().FailAfter(1, Broken());
-        EXPECT_EQ(CaughtError(call).Source(), source);
+        EXPECT_EQ(Raised(call).Source(), source);
     }
     HelpFile("");
-}
 
-TEST_F(InstrumentTest, RequestsBeforeASessionFailCleanly) {
+    // Requests before a session fail cleanly.
     auto fresh = CVesk4710::Create(host);
-    const auto e = CaughtError([&] { fresh->QueryUnits(); });
-    EXPECT_EQ(e.Number(), kErrObjectRequired);
-    EXPECT_EQ(e.Source(), "CVesk4710 - QueryUnits");
+    const auto early = Raised([&] { fresh->QueryUnits(); });
+    EXPECT_EQ(early.Number(), kErrObjectRequired);
+    EXPECT_EQ(early.Source(), "CVesk4710 - QueryUnits");
 }
 
 }  // namespace

@@ -72,9 +72,8 @@ TEST_F(UpdateInfoTest, WithoutPasscodeWritesEverySettingInFourteenSteps) {
             EXPECT_EQ(params[i].at("Value"), "OFF");
         }
     }
-}
 
-TEST_F(UpdateInfoTest, DisabledSerialPortIsWrittenLast) {
+    // A disabled serial port is written last.
     unit->DisableSerial(true);
     ASSERT_TRUE(unit->UpdateInfo(&form));
     EXPECT_EQ(comm().Requests().back(), "Write 306");
@@ -114,11 +113,18 @@ TEST_F(UpdateInfoTest, SerialNumberIsWrittenOnlyWithPasscodeAndPermission) {
     EXPECT_EQ(std::count(ui().progressLog.begin(), ui().progressLog.end(), "Step"), 8);
 }
 
-TEST_F(UpdateInfoTest, FailingReadBackIsNamed) {
+TEST_F(UpdateInfoTest, FailingReadBackIsNamedAndAnotherModelIsRefused) {
     comm().ReplyAlways(SET_UNITS_READ, "?");
     EXPECT_FALSE(unit->UpdateInfo(&form));
     EXPECT_THAT(ui().Prompts(), ElementsAre("Failed to successfully update 'Units'."));
     EXPECT_EQ(comm().Requests().back(), "Read 168");
+
+    ClearLog();
+    ui().boxes.clear();
+    comm().ReplyAlways(SET_IDENTIFICATION, "Vesk,1590,A1,1");
+    EXPECT_FALSE(unit->UpdateInfo(&form));
+    EXPECT_EQ(ui().boxes.size(), 1u);
+    EXPECT_THAT(comm().Requests(), ElementsAre("Write 0", "Read 18 false"));
 }
 
 TEST_F(UpdateInfoTest, CancelEndsTheWriteBackAndRelocks) {
@@ -138,19 +144,12 @@ TEST_F(UpdateInfoTest, ErrorIsRaisedAsUpdateInfosAfterRelocking) {
     unit->PasscodeState(PS_ENABLED);
     unit->Passcode("1234");
     comm().Fail(SET_CAL_DATE_WRITE, Broken());
-    const auto e = CaughtError([&] { unit->UpdateInfo(&form); });
+    const auto e = Raised([&] { unit->UpdateInfo(&form); });
     EXPECT_EQ(e.Source(), "CVesk4710 - UpdateInfo");
     EXPECT_EQ(e.Description(), "link dropped");
     EXPECT_EQ(comm().Requests().back(), "Write 4");
     EXPECT_EQ(ui().pointer, kPointerDefault);
     EXPECT_EQ(ui().progressLog.back(), "Close");
-}
-
-TEST_F(UpdateInfoTest, AnotherModelIsRefused) {
-    comm().ReplyAlways(SET_IDENTIFICATION, "Vesk,1590,A1,1");
-    EXPECT_FALSE(unit->UpdateInfo(&form));
-    EXPECT_EQ(ui().boxes.size(), 1u);
-    EXPECT_THAT(comm().Requests(), ElementsAre("Write 0", "Read 18 false"));
 }
 
 TEST_F(UpdateInfoTest, OwnGridIsNotWrittenBeforeItWasFilled) {
@@ -181,7 +180,7 @@ TEST_F(InstrumentTest, ValidatePasscodeAsksUntilTheInstrumentAccepts) {
     EXPECT_EQ(unit->PasscodeState(), PS_ENABLED);
 }
 
-TEST_F(InstrumentTest, ValidatePasscodeCancelledChangesNothing) {
+TEST_F(InstrumentTest, ValidatePasscodeCancelledChangesNothingAndErrorsAreRaised) {
     unit->Passcode("old");
     EXPECT_FALSE(unit->ValidatePasscode(nullptr));
     EXPECT_EQ(unit->Passcode(), "old");
@@ -193,12 +192,11 @@ TEST_F(InstrumentTest, ValidatePasscodeCancelledChangesNothing) {
     EXPECT_FALSE(unit->ValidatePasscode(nullptr));
     EXPECT_EQ(unit->Passcode(), "old");
     EXPECT_EQ(ui().passcodePrompts, 3);
-}
 
-TEST_F(InstrumentTest, ValidatePasscodeErrorIsRaised) {
+    // A failing request is raised as ValidatePasscode's.
     ui().passcodes = {{"1", true}};
     comm().Fail(SET_PASSCODE, Broken());
-    EXPECT_EQ(CaughtError([&] { unit->ValidatePasscode(nullptr); }).Source(),
+    EXPECT_EQ(Raised([&] { unit->ValidatePasscode(nullptr); }).Source(),
               "CVesk4710 - ValidatePasscode");
 }
 

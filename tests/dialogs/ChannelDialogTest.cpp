@@ -133,23 +133,6 @@ TEST_F(ChannelDialog, ActivationShowsTheChannelAsRead) {
     EXPECT_FALSE(channel->Changed()) << "what was read is not an edit";
 }
 
-TEST_F(ChannelDialog, UnprotectedChangesAreWrittenAloneWithoutAPasscode) {
-    Open();
-    SelectData(cboResolution, -1);
-    chkProbeLock.Value(1);
-    txtMAXOP.Text("700");
-    OK();
-    ASSERT_EQ(ui().boxes.size(), 1U);
-    EXPECT_EQ(ui().boxes[0].prompt, LoadResString(198));
-    EXPECT_EQ(ui().passcodePrompts, 0);
-    EXPECT_EQ(Writes(), (std::vector<int32_t>{67, 145, 135}));
-    EXPECT_TRUE(Logged("Value=3")) << "automatic resolution is written as 3";
-    EXPECT_TRUE(Logged("paramname=MAXOP"));
-    EXPECT_EQ(hides, 1);
-    EXPECT_FALSE(dialog->Cancelled());
-    EXPECT_FALSE(channel->Changed());
-}
-
 TEST_F(ChannelDialog, ANewSerialNumberNeedsThePasscodeFirst) {
     Open();
     txtProbeSerial.Text("");
@@ -201,7 +184,7 @@ TEST_F(ChannelDialog, ChangingTheConversionAndCancellingPutsTheProbeBack) {
     EXPECT_EQ(Writes(), (std::vector<int32_t>{SET_PASSCODE, SET_PASSCODE_LOCK}));
 }
 
-TEST_F(ChannelDialog, EntriesOutsideTheirLimitsAreRefused) {
+TEST_F(ChannelDialog, EntriesOutsideTheirLimitsAreRefusedAndUnprotectedOnesWrittenAlone) {
     Open();
     const auto refused = [&](const std::function<void()>& edit, const std::string& message) {
         ui().boxes.clear();
@@ -220,7 +203,24 @@ TEST_F(ChannelDialog, EntriesOutsideTheirLimitsAreRefused) {
             "The probe serial number may hold letters, digits and '-' only.");
     txtProbeSerial.Text("S1001");
     refused([&] { dtpCalDate.Text("2023-13-01"); }, "The calibration date is not a valid date.");
+    dtpCalDate.Text("2023-11-02");
     EXPECT_TRUE(Writes().empty());
+
+    // Changes needing no passcode are written alone.
+    ui().boxes.clear();
+    SelectData(cboResolution, -1);
+    chkProbeLock.Value(1);
+    txtMAXOP.Text("700");
+    OK();
+    ASSERT_EQ(ui().boxes.size(), 1U);
+    EXPECT_EQ(ui().boxes[0].prompt, LoadResString(198));
+    EXPECT_EQ(ui().passcodePrompts, 0);
+    EXPECT_EQ(Writes(), (std::vector<int32_t>{67, 145, 135}));
+    EXPECT_TRUE(Logged("Value=3")) << "automatic resolution is written as 3";
+    EXPECT_TRUE(Logged("paramname=MAXOP"));
+    EXPECT_EQ(hides, 1);
+    EXPECT_FALSE(dialog->Cancelled());
+    EXPECT_FALSE(channel->Changed());
 
     std::string text = "1e";
     vsfgCoefficients.Enabled(true);

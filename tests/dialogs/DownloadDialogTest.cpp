@@ -73,16 +73,13 @@ TEST_F(DownloadDialog, OffersTheChoicesAndRestoresTheLastOnes) {
     EXPECT_EQ(optMultiple.value, 0);
 }
 
-TEST_F(DownloadDialog, WithoutStoredChoicesTheDocumentsFolderIsProposed) {
+TEST_F(DownloadDialog, DocumentsAreProposedAndAMissingFolderIsRefusedBeforeAnythingIsRead) {
     dialog->Activate();
     EXPECT_EQ(Chosen(cboLabel), 0);
     EXPECT_EQ(Chosen(cboDecimals), 2);
     EXPECT_EQ(optSingle.value, 1);
     EXPECT_EQ(txtFolder.text, host->files.GetSpecialFolder(SpecialFolder::Documents));
-}
 
-TEST_F(DownloadDialog, AMissingFolderIsRefusedBeforeAnythingIsRead) {
-    dialog->Activate();
     txtFolder.Text(downloads + "/nowhere");
     dialog->cmdOKCancelHelp_Click(kCmdOK);
     EXPECT_EQ(ui().Prompts(),

@@ -55,17 +55,14 @@ class LabelsDialog : public DialogTest {
     int hides = 0;
 };
 
-TEST_F(LabelsDialog, LoadCaptionsTheDialogAndItsButtons) {
+TEST_F(LabelsDialog, LoadCaptionsAndFirstActivationReadsTheLabelOnceAndSelectsIt) {
     EXPECT_EQ(form.caption, "4710 Logging Label");
     EXPECT_EQ(lblLabelName.caption, "Label name");
     EXPECT_EQ(cmdReset.caption, "&Reset");
     EXPECT_EQ(cmdOK.caption, "&OK");
     EXPECT_EQ(cmdCancel.caption, "&Cancel");
     EXPECT_EQ(cmdHelp.caption, "&Help");
-    EXPECT_EQ(dialog->HelpContextID(), 10330);
-}
 
-TEST_F(LabelsDialog, FirstActivationReadsTheLabelOnceAndSelectsIt) {
     Open("RUN 7");
     EXPECT_EQ(txtLabelName.text, "RUN 7");
     EXPECT_EQ(txtLabelName.focusCount, 1);
@@ -108,15 +105,13 @@ TEST_F(LabelsDialog, FailedReadIsReportedAndDisablesOK) {
     EXPECT_EQ(ui().progressLog.back(), "Close");
 }
 
-TEST_F(LabelsDialog, KeyRulesUpperCaseLettersAndRefusePunctuation) {
+TEST_F(LabelsDialog, TypingUpperCasesRefusesPunctuationAndKeepsToTheInstrumentsLength) {
     Open("");
     EXPECT_EQ(Filtered('a'), 'A');
     EXPECT_EQ(Filtered('z'), 'Z');
-    EXPECT_EQ(Filtered('Q'), 'Q');
-    EXPECT_EQ(Filtered('0'), '0');
-    EXPECT_EQ(Filtered('9'), '9');
-    EXPECT_EQ(Filtered(' '), ' ');
-    EXPECT_EQ(Filtered('_'), '_');
+    for (char kept : std::string("Q09 _")) {
+        EXPECT_EQ(Filtered(kept), kept) << kept;
+    }
     for (char refused : std::string("-.,;:/\\!?*+=@#$%&()[]{}'\"~`^|<>")) {
         EXPECT_EQ(Filtered(static_cast<int16_t>(refused)), 0) << refused;
     }
@@ -125,23 +120,23 @@ TEST_F(LabelsDialog, KeyRulesUpperCaseLettersAndRefusePunctuation) {
     }
     EXPECT_EQ(Filtered(9), 0) << "tab is not a label character";
     EXPECT_EQ(Filtered(200), 0);
-}
 
-TEST_F(LabelsDialog, EnterSelectsTheTextInsteadOfClosing) {
-    Open("");
-    Type('p');
-    Type('t');
-    Type('1');
-    EXPECT_EQ(txtLabelName.text, "PT1");
+    // Spaces are trimmed when the box is left, not while typing; Enter selects, not closes.
+    Type(' ');
+    Type('a');
+    Type(' ');
+    EXPECT_EQ(txtLabelName.text, " A ");
     EXPECT_EQ(Filtered(13), 0);
     EXPECT_EQ(txtLabelName.selStart, 0);
     EXPECT_EQ(txtLabelName.selLength, 3);
     EXPECT_EQ(hides, 0);
     EXPECT_TRUE(dialog->Visible());
-}
+    bool cancel = false;
+    dialog->txtLabelName_Validate(cancel);
+    EXPECT_FALSE(cancel);
+    EXPECT_EQ(txtLabelName.text, "A");
 
-TEST_F(LabelsDialog, LabelsAreHeldToTheInstrumentsLength) {
-    Open("ABCDEFGH");
+    txtLabelName.Text("ABCDEFGH");
     txtLabelName.SelStart(8);
     txtLabelName.SelLength(0);
     EXPECT_EQ(Filtered('X'), 0) << "a ninth character does not fit";
@@ -149,18 +144,6 @@ TEST_F(LabelsDialog, LabelsAreHeldToTheInstrumentsLength) {
     txtLabelName.SelStart(0);
     txtLabelName.SelLength(8);
     EXPECT_EQ(Filtered('x'), 'X') << "typing over the selection fits";
-}
-
-TEST_F(LabelsDialog, SpacesAreTrimmedWhenTheBoxIsLeftNotWhileTyping) {
-    Open("");
-    Type(' ');
-    Type('a');
-    Type(' ');
-    EXPECT_EQ(txtLabelName.text, " A ");
-    bool cancel = false;
-    dialog->txtLabelName_Validate(cancel);
-    EXPECT_FALSE(cancel);
-    EXPECT_EQ(txtLabelName.text, "A");
 }
 
 TEST_F(LabelsDialog, OKWithoutChangeSaysSoAndClosesWithoutWriting) {
@@ -187,27 +170,25 @@ TEST_F(LabelsDialog, ResetThenOKWritesDemandEvenWhenUnchanged) {
     EXPECT_TRUE(ui().boxes.empty());
 }
 
-TEST_F(LabelsDialog, EditedLabelIsWrittenAsTyped) {
+TEST_F(LabelsDialog, CancelledWriteKeepsTheDialogAndTheTypedLabelForTheNextTry) {
     Open("DEMAND");
     txtLabelName.SelStart(0);
     txtLabelName.SelLength(6);
     for (char ch : std::string("bath_2")) {
         Type(ch);
     }
-    dialog->cmdOKCancelHelp_Click(kCmdOK);
-    EXPECT_TRUE(Logged("Value=BATH_2"));
-    EXPECT_EQ(hides, 1);
-}
-
-TEST_F(LabelsDialog, CancelledWriteKeepsTheDialogOpenWithTheEditedText) {
-    Open("DEMAND");
-    Type('x');
     ui().cancelAtStep = ui().progressChecks;
     dialog->cmdOKCancelHelp_Click(kCmdOK);
     EXPECT_EQ(LabelWrites(), 1U);
     EXPECT_EQ(hides, 0);
     EXPECT_TRUE(dialog->Visible());
-    EXPECT_EQ(txtLabelName.text, "X");
+    EXPECT_EQ(txtLabelName.text, "BATH_2");
+
+    ui().cancelAtStep = -1;
+    dialog->cmdOKCancelHelp_Click(kCmdOK);
+    EXPECT_EQ(LabelWrites(), 2U);
+    EXPECT_TRUE(Logged("Value=BATH_2"));
+    EXPECT_EQ(hides, 1);
 }
 
 TEST_F(LabelsDialog, FailedWriteIsReportedAndKeepsTheDialogOpen) {
@@ -224,19 +205,18 @@ TEST_F(LabelsDialog, FailedWriteIsReportedAndKeepsTheDialogOpen) {
     EXPECT_EQ(hides, 1) << "a second try once the link is back closes the dialog";
 }
 
-TEST_F(LabelsDialog, CancelClosesWithoutWritingAndHelpOpensTheTopic) {
+TEST_F(LabelsDialog, CancelClosesWithoutWritingHelpOpensTheTopicAndUnloadSaves) {
     Open("DEMAND");
     Type('x');
     dialog->cmdOKCancelHelp_Click(kCmdHelp);
     ASSERT_EQ(ui().helpCalls.size(), 1U);
     EXPECT_EQ(ui().helpCalls[0].topic, 10330);
+    EXPECT_EQ(dialog->HelpContextID(), 10330);
     EXPECT_EQ(hides, 0);
     dialog->cmdOKCancelHelp_Click(kCmdCancel);
     EXPECT_EQ(hides, 1);
     EXPECT_EQ(LabelWrites(), 0U);
-}
 
-TEST_F(LabelsDialog, UnloadSavesTheFormState) {
     dialog->Unload();
     EXPECT_EQ(host->registry->forms.count("frm4710Labels"), 1U);
     EXPECT_EQ(dialog->Instrument(), nullptr);

@@ -36,68 +36,41 @@ class LogStatusDialog : public DialogTest {
     std::unique_ptr<frm4710LogStatus> dialog;
 };
 
-TEST_F(LogStatusDialog, LoadCaptionsEveryControlFromTheStringTable) {
+TEST_F(LogStatusDialog, ActivationReadsOnceAndRefreshAndClearShowTheFill) {
     EXPECT_EQ(form.caption, "4710 Log Status");
     EXPECT_EQ(cmdDemandLogClear.caption, "Clear &Demand Log");
     EXPECT_EQ(cmdRefresh.caption, "&Refresh");
     EXPECT_EQ(cmdClose.caption, "&Close");
     EXPECT_EQ(cmdHelp.caption, "&Help");
-    EXPECT_EQ(dialog->HelpContextID(), 10340);
     EXPECT_TRUE(comm().Requests().empty()) << "loading alone reads nothing";
-}
 
-TEST_F(LogStatusDialog, FirstActivationReadsTheStatusOnceAndShowsThePercentage) {
     comm().Reply(280, "750,250");
     dialog->Activate();
     EXPECT_FLOAT_EQ(pbarDemandLog.max, 1000.0F);
     EXPECT_FLOAT_EQ(pbarDemandLog.value, 250.0F);
     EXPECT_EQ(lblDemandLog.caption, Fill(Decimal("25", "00")));
-
     dialog->Activate();
     dialog->Activate();
     EXPECT_EQ(comm().Requests(), (std::vector<std::string>{"Read 280"}));
-    EXPECT_TRUE(ui().boxes.empty());
-}
 
-TEST_F(LogStatusDialog, RefreshShowsFullAndFractionalLogs) {
     comm().Reply(280, "0,1000");
     dialog->cmdRefresh_Click();
     EXPECT_EQ(lblDemandLog.caption, Fill(Decimal("100", "00")));
-
     comm().Reply(280, "2,1");
     dialog->cmdRefresh_Click();
     EXPECT_EQ(lblDemandLog.caption, Fill(Decimal("33", "33")));
     EXPECT_FLOAT_EQ(pbarDemandLog.max, 3.0F);
-}
 
-TEST_F(LogStatusDialog, ClearEmptiesTheDemandLogThenRefreshesWithoutAsking) {
-    comm().Reply(280, "750,250");
-    dialog->Activate();
+    comm().log.clear();
     comm().Reply(280, "1000,0");
     dialog->cmdDemandLogClear_Click();
-    EXPECT_EQ(comm().Requests(), (std::vector<std::string>{"Read 280", "Write 284", "Read 280"}));
+    EXPECT_EQ(comm().Requests(), (std::vector<std::string>{"Write 284", "Read 280"}));
     EXPECT_EQ(lblDemandLog.caption, Fill(Decimal("0", "00")));
     EXPECT_FLOAT_EQ(pbarDemandLog.value, 0.0F);
     EXPECT_TRUE(ui().boxes.empty()) << "no confirmation before clearing";
 }
 
-TEST_F(LogStatusDialog, ZeroCapacityIsReportedAndLeavesTheLabelAlone) {
-    comm().Reply(280, "750,250");
-    dialog->Activate();
-    const std::string before = lblDemandLog.caption;
-
-    comm().Reply(280, "0,0");
-    dialog->cmdRefresh_Click();
-    ASSERT_EQ(ui().boxes.size(), 1U);
-    const auto& box = ui().boxes[0];
-    EXPECT_NE(box.prompt.find("attempting to read log settings"), std::string::npos);
-    EXPECT_NE(box.prompt.find("Error: 6 - Overflow"), std::string::npos) << box.prompt;
-    EXPECT_EQ(box.style, kMbCritical);
-    EXPECT_EQ(box.caption, "Vesk Scientific");
-    EXPECT_EQ(lblDemandLog.caption, before);
-}
-
-TEST_F(LogStatusDialog, CommunicationFailureIsReportedAndTheDialogStaysUsable) {
+TEST_F(LogStatusDialog, FailedReadsAreReportedAndTheDialogStaysUsable) {
     comm().Fail(280, AutomationError(-2147220991, "Time-out waiting for the instrument"));
     dialog->Activate();
     ASSERT_EQ(ui().boxes.size(), 1U);
@@ -107,23 +80,33 @@ TEST_F(LogStatusDialog, CommunicationFailureIsReportedAndTheDialogStaysUsable) {
     comm().Reply(280, "500,500");
     dialog->cmdRefresh_Click();
     EXPECT_EQ(lblDemandLog.caption, Fill(Decimal("50", "00")));
+
+    // A log of no capacity cannot give a percentage: reported, the label is left alone.
+    ui().boxes.clear();
+    comm().Reply(280, "0,0");
+    dialog->cmdRefresh_Click();
+    ASSERT_EQ(ui().boxes.size(), 1U);
+    const auto& box = ui().boxes[0];
+    EXPECT_NE(box.prompt.find("attempting to read log settings"), std::string::npos);
+    EXPECT_NE(box.prompt.find("Error: 6 - Overflow"), std::string::npos) << box.prompt;
+    EXPECT_EQ(box.style, kMbCritical);
+    EXPECT_EQ(box.caption, "Vesk Scientific");
+    EXPECT_EQ(lblDemandLog.caption, Fill(Decimal("50", "00")));
 }
 
-TEST_F(LogStatusDialog, CloseHidesAndHelpOpensTheDialogsTopic) {
+TEST_F(LogStatusDialog, HelpOpensTheTopicCloseHidesAndUnloadSavesAndReleases) {
     bool hidden = false;
     dialog->OnHide([&] { hidden = true; });
     dialog->cmdOKCancelHelp_Click(kCmdHelp);
     ASSERT_EQ(ui().helpCalls.size(), 1U);
     EXPECT_EQ(ui().helpCalls[0].topic, 10340);
+    EXPECT_EQ(dialog->HelpContextID(), 10340);
     EXPECT_EQ(ui().helpCalls[0].command, 1);
     EXPECT_TRUE(dialog->Visible());
-
     dialog->cmdOKCancelHelp_Click(kCmdOK);
     EXPECT_TRUE(hidden);
     EXPECT_FALSE(dialog->Visible());
-}
 
-TEST_F(LogStatusDialog, UnloadSavesTheFormStateAndReleasesTheInstrument) {
     dialog->OnSaveState([] { return DialogBase::FormState{{"Left", "120"}, {"Top", "80"}}; });
     const auto uses = instrument.use_count();
     dialog->Unload();

@@ -105,15 +105,6 @@ TEST_F(SettingsDialog, AFailedReadLeavesNothingToWrite) {
     EXPECT_TRUE(cmdCancel.enabled);
 }
 
-TEST_F(SettingsDialog, OKWithoutChangesSaysSoAndWritesNothing) {
-    Open();
-    OK();
-    EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{"There are no changes to apply."}));
-    EXPECT_TRUE(Writes().empty());
-    EXPECT_EQ(hides, 1);
-    EXPECT_FALSE(dialog->Cancelled());
-}
-
 TEST_F(SettingsDialog, UnitsAreWrittenAloneAfterTheQuestion) {
     Open();
     SelectData(cboUnits, UNITS_DEGREESF);
@@ -144,7 +135,7 @@ TEST_F(SettingsDialog, ScanSettingsAndIntervalUseTheirOwnWrites) {
     EXPECT_EQ(hides, 1);
 }
 
-TEST_F(SettingsDialog, AnsweringNoKeepsTheDialogAndTheEdits) {
+TEST_F(SettingsDialog, AnsweringNoKeepsTheEditsAndWithoutChangesNothingIsWritten) {
     Open();
     chkAutoPower.Value(1);
     ui().answers.push_back(kAnsNo);
@@ -153,6 +144,14 @@ TEST_F(SettingsDialog, AnsweringNoKeepsTheDialogAndTheEdits) {
     EXPECT_EQ(hides, 0);
     EXPECT_EQ(chkAutoPower.value, 1);
     EXPECT_FALSE(instrument->AutoPower());
+
+    chkAutoPower.Value(0);
+    ui().boxes.clear();
+    OK();
+    EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{"There are no changes to apply."}));
+    EXPECT_TRUE(Writes().empty());
+    EXPECT_EQ(hides, 1);
+    EXPECT_FALSE(dialog->Cancelled());
 }
 
 TEST_F(SettingsDialog, EntriesOutsideTheirLimitsAreRefusedWithTheReason) {
@@ -202,7 +201,7 @@ class UnlockedSettingsDialog : public SettingsDialog {
     }
 };
 
-TEST_F(UnlockedSettingsDialog, TheRightPasscodeOpensCalibrationAndSerial) {
+TEST_F(UnlockedSettingsDialog, TheRightPasscodeOpensCellsThatTakeNumbersInEitherDecimal) {
     EXPECT_EQ(ui().passcodePrompts, 2);
     EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{"The passcode entered is incorrect."}));
     EXPECT_EQ(ui().passcodeOwners.back(), &form);
@@ -210,9 +209,7 @@ TEST_F(UnlockedSettingsDialog, TheRightPasscodeOpensCalibrationAndSerial) {
     EXPECT_TRUE(dtpCalDate.enabled);
     EXPECT_TRUE(txtSerial.enabled);
     EXPECT_FALSE(cmdUnlock.enabled);
-}
 
-TEST_F(UnlockedSettingsDialog, CalibrationCellsTakeNumbersInEitherDecimalAndClearByPoint) {
     int16_t key = 'x';
     dialog->vsfgCalParams_KeyDown(key, 2, 1);
     EXPECT_EQ(key, 0) << "letters do not reach a cell";

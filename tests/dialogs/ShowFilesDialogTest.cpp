@@ -68,15 +68,13 @@ class ShowFilesDialog : public ::testing::Test {
     std::unique_ptr<frmShowFiles> dialog;
 };
 
-TEST_F(ShowFilesDialog, CreationCaptionsTheDialog) {
+TEST_F(ShowFilesDialog, ActivationListsFullPathsOnceWithTheirIndexes) {
     EXPECT_EQ(form.caption, "Downloaded files");
     EXPECT_EQ(lblInstructions.caption, LoadResString(340));
     EXPECT_EQ(chkPrint.caption, LoadResString(342));
     EXPECT_EQ(cmdOK.caption, "&OK");
     EXPECT_EQ(chkPrint.value, 0) << "double-click views unless asked to print";
-}
 
-TEST_F(ShowFilesDialog, ActivationListsFullPathsOnceWithTheirIndexes) {
     AddFile("DEMAND.txt");
     AddFile("BATH_1.txt");
     host.ui.MousePointer(kPointerHourglass);
@@ -95,18 +93,15 @@ TEST_F(ShowFilesDialog, AnEmptyDownloadListsNothing) {
     dialog->lstFiles_DblClick();  // nothing selected: nothing to open
 }
 
-TEST_F(ShowFilesDialog, DoubleClickViewsTheChosenFile) {
+TEST_F(ShowFilesDialog, DoubleClickViewsOrPrintsTheChosenFile) {
     auto first = AddFile("A.txt");
     auto second = AddFile("B.txt");
     Open();
     DoubleClick(1);
     EXPECT_TRUE(first->calls.empty());
     EXPECT_EQ(second->calls, (std::vector<std::string>{"View true"}));
-}
 
-TEST_F(ShowFilesDialog, PrintingLetsTheUserChooseAPrinterUnlessTheSettingSaysNo) {
-    auto file = AddFile("A.txt");
-    Open();
+    // Printing lets the user choose a printer unless the setting says no.
     chkPrint.Value(1);
     DoubleClick(0);
     ASSERT_FALSE(host.registry->reads.empty());
@@ -114,12 +109,11 @@ TEST_F(ShowFilesDialog, PrintingLetsTheUserChooseAPrinterUnlessTheSettingSaysNo)
     EXPECT_EQ(read.name, "SelectPrinter");
     EXPECT_EQ(read.rootKey, kHKeyCurrentUser);
     EXPECT_EQ(read.subkey, "");
-
     host.registry->values["SelectPrinter"] = "0";
     DoubleClick(0);
     host.registry->values["SelectPrinter"] = "True";
     DoubleClick(0);
-    EXPECT_EQ(file->calls, (std::vector<std::string>{"Print true", "Print false", "Print true"}));
+    EXPECT_EQ(first->calls, (std::vector<std::string>{"Print true", "Print false", "Print true"}));
 }
 
 TEST_F(ShowFilesDialog, OKHidesAndUnloadReleasesTheFiles) {

@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <iostream>
@@ -277,20 +276,18 @@ class FaultMatrix : public ::testing::Test {
         return files;
     }
 
-    // Makes the files of a download "earlier" files, out of the way of the next name.
-    void KeepAsEarlier() {
+    // Renames the files of a download "earlier-..." out of the way of the next name, or removes
+    // them.
+    void SweepNewFiles(bool keepAsEarlier) {
         std::error_code ec;
         for (const auto& e : fs::directory_iterator(lab_.downloads, ec)) {
             const std::string name = e.path().filename().string();
-            if (name.rfind("earlier-", 0) != 0) {
-                fs::rename(e.path(), e.path().parent_path() / ("earlier-" + name));
+            if (name.rfind("earlier-", 0) == 0) {
+                continue;
             }
-        }
-    }
-    void RemoveNewFiles() {
-        std::error_code ec;
-        for (const auto& e : fs::directory_iterator(lab_.downloads, ec)) {
-            if (e.path().filename().string().rfind("earlier-", 0) != 0) {
+            if (keepAsEarlier) {
+                fs::rename(e.path(), e.path().parent_path() / ("earlier-" + name));
+            } else {
                 fs::remove(e.path());
             }
         }
@@ -396,17 +393,15 @@ std::vector<std::string> FaultMatrix::CheckPromise(const Operation& op, FaultKin
 }
 
 TEST_F(FaultMatrix, EveryFaultAtEveryRequestKeepsThePromises) {
-    const auto started = std::chrono::steady_clock::now();
     int cells = 0;
     int passed = 0;
-    std::map<std::string, std::pair<int, int>> byOperation;
     for (const Operation& op : kOperations) {
         // The clean run: its requests, and what the object holds after it.
         auto unit = Fresh(op);
         Prepare(op, *unit);
         if (op.op == Op::Download) {
             ASSERT_TRUE(Run(op, *unit).result);
-            KeepAsEarlier();
+            SweepNewFiles(true);
         }
         const size_t traced = lab_.Trace().size();
         const uint64_t first = lab_.instrument->RequestCount();
@@ -414,8 +409,9 @@ TEST_F(FaultMatrix, EveryFaultAtEveryRequestKeepsThePromises) {
         ASSERT_TRUE(clean.result && !clean.threw) << op.name << ": the clean run failed";
         const auto requests = TracedSince(traced);
         ASSERT_EQ(requests.size(), lab_.instrument->RequestCount() - first) << op.name;
+        ASSERT_FALSE(requests.empty()) << op.name;
         const Snapshot baseline = Snap(op, *unit);
-        RemoveNewFiles();
+        SweepNewFiles(false);
 
         for (FaultKind kind : kKinds) {
             for (size_t k = 0; k < requests.size(); ++k) {
@@ -478,7 +474,7 @@ TEST_F(FaultMatrix, EveryFaultAtEveryRequestKeepsThePromises) {
                                          " readings received");
                     }
                 }
-                RemoveNewFiles();
+                SweepNewFiles(false);
 
                 // The same object does it again, cleanly, and ends as the clean run did.
                 lab_.instrument->ClearFaults();
@@ -496,13 +492,10 @@ TEST_F(FaultMatrix, EveryFaultAtEveryRequestKeepsThePromises) {
                 if (lab_.instrument->Unlocked()) {
                     broken.push_back("the next call left the instrument unlocked");
                 }
-                RemoveNewFiles();
+                SweepNewFiles(false);
 
-                auto& tally = byOperation[op.name];
-                ++tally.first;
                 if (broken.empty()) {
                     ++passed;
-                    ++tally.second;
                 } else {
                     std::string all;
                     for (const auto& b : broken) {
@@ -517,16 +510,7 @@ TEST_F(FaultMatrix, EveryFaultAtEveryRequestKeepsThePromises) {
             }
         }
     }
-    const auto seconds = std::chrono::duration_cast<std::chrono::milliseconds>(
-                             std::chrono::steady_clock::now() - started)
-                             .count() /
-                         1000.0;
-    std::cout << "fault matrix: " << cells << " cells, " << passed << " passed (" << seconds
-              << " s)\n";
-    for (const auto& [name, tally] : byOperation) {
-        std::cout << "  " << name << ": " << tally.second << "/" << tally.first << "\n";
-    }
-    EXPECT_EQ(passed, cells);
+    std::cout << "fault matrix: " << cells << " cells, " << passed << " passed\n";
 }
 
 }  // namespace

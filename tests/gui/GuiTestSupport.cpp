@@ -3,9 +3,7 @@
 #include <QApplication>
 #include <QDialog>
 #include <QWidget>
-#include <random>
 
-#include "apps/vesk4710-gui/model/LiveSession.h"
 #include "components/host/DefaultHost.h"
 #include "simulator/EmbeddedLink.h"
 #include "simulator/SimOptions.h"
@@ -25,21 +23,6 @@ sim::SimOptions FreshOptions() {
 }
 
 }  // namespace
-
-ManualClock::ManualClock()
-    : shared_(std::make_shared<std::atomic<Millis>>(SystemMillis())), now_(*shared_) {}
-
-std::function<Millis()> ManualClock::AsFunction() const {
-    auto shared = shared_;
-    return [shared] { return shared->load(); };
-}
-
-sim::WallClock ManualClock::AsWallClock() const {
-    auto shared = shared_;
-    return [shared] {
-        return std::chrono::system_clock::time_point(std::chrono::milliseconds(shared->load()));
-    };
-}
 
 void UseFreshSimulator(const ManualClock* clock) {
     // The first default host registers the stock simulator over any earlier registration;
@@ -66,16 +49,13 @@ std::shared_ptr<sim::Instrument> SimulatedInstrument() {
     return sim::Instrument::ForPort(FreshOptions());
 }
 
-TempDir::TempDir() {
-    std::random_device seed;
-    path_ = std::filesystem::temp_directory_path() /
-            ("vesk-gui-" + std::to_string(seed()) + "-" + std::to_string(seed()));
-    std::filesystem::create_directories(path_);
-}
-
-TempDir::~TempDir() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
+void InjectFault(sim::FaultKind kind, int32_t skip, int32_t errorCode) {
+    auto inst = SimulatedInstrument();
+    sim::Fault fault;
+    fault.kind = kind;
+    fault.atRequest = inst->RequestCount() + 1 + static_cast<uint64_t>(skip);
+    fault.errorCode = errorCode;
+    inst->InjectFault(fault);
 }
 
 ModalCloser::ModalCloser() {

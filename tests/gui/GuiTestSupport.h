@@ -3,6 +3,7 @@
 // in-memory simulator per test with a clock the test moves, and a closer for modal windows.
 #include <gtest/gtest.h>
 
+#include <QTemporaryDir>
 #include <QTimer>
 #include <atomic>
 #include <chrono>
@@ -11,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "apps/vesk4710-gui/model/LiveSession.h"
 #include "apps/vesk4710-gui/model/ReadingBuffer.h"
 #include "simulator/Instrument.h"
 
@@ -19,34 +21,38 @@ namespace vesk::gui::test {
 // Wall time that moves only when told; the simulator and the window read the same one.
 class ManualClock {
   public:
-    ManualClock();
-    Millis Now() const { return now_.load(); }
-    void Advance(Millis ms) { now_ += ms; }
-    std::function<Millis()> AsFunction() const;
-    sim::WallClock AsWallClock() const;
+    Millis Now() const { return now_->load(); }
+    void Advance(Millis ms) { *now_ += ms; }
+    std::function<Millis()> AsFunction() const {
+        return [now = now_] { return now->load(); };
+    }
+    sim::WallClock AsWallClock() const {
+        return [now = now_] {
+            return std::chrono::system_clock::time_point(std::chrono::milliseconds(now->load()));
+        };
+    }
 
   private:
-    std::shared_ptr<std::atomic<Millis>> shared_;
-    std::atomic<Millis>& now_;
+    std::shared_ptr<std::atomic<Millis>> now_ =
+        std::make_shared<std::atomic<Millis>>(SystemMillis());
 };
 
 // Registers the simulator afresh (state in memory, reset from its data at first use).
 void UseFreshSimulator(const ManualClock* clock = nullptr);
 // The simulated instrument behind "sim" once a session has opened it.
 std::shared_ptr<sim::Instrument> SimulatedInstrument();
+// A fault at the next request after skip others; each reading is one request, and later ones
+// of a round follow in channel order.
+void InjectFault(sim::FaultKind kind, int32_t skip, int32_t errorCode = 5);
 
 // A folder of its own per test, removed afterwards.
 class TempDir {
   public:
-    TempDir();
-    ~TempDir();
-    TempDir(const TempDir&) = delete;
-    TempDir& operator=(const TempDir&) = delete;
-    const std::filesystem::path& Path() const { return path_; }
-    std::string File(const std::string& name) const { return (path_ / name).string(); }
+    std::filesystem::path Path() const { return dir_.path().toStdString(); }
+    std::string File(const std::string& name) const { return (Path() / name).string(); }
 
   private:
-    std::filesystem::path path_;
+    QTemporaryDir dir_;
 };
 
 // Closes whatever modal window comes up (Escape's way: reject) and remembers its object name.

@@ -45,17 +45,6 @@ class LiveSessionTest : public ::testing::Test {
         };
     }
 
-    // The next request of the temperature setting after skip others of it.
-    void FailTemperature(sim::FaultKind kind, int32_t skip, int32_t errorCode = 5) {
-        auto inst = test::SimulatedInstrument();
-        sim::Fault fault;
-        fault.kind = kind;
-        // Each reading is one request; later ones of a round follow in channel order.
-        fault.atRequest = inst->RequestCount() + 1 + static_cast<uint64_t>(skip);
-        fault.errorCode = errorCode;
-        inst->InjectFault(fault);
-    }
-
     test::TempDir dir;
     test::ManualClock clock;
     LiveSession session{Factory(), clock.AsFunction()};
@@ -95,7 +84,7 @@ TEST_F(LiveSessionTest, ConnectReadsTheInstrumentAndBothChannelsThenReadsThem) {
 
 TEST_F(LiveSessionTest, ADroppedLinkLosesTheSessionKeepsTheRoundSoFarAndReconnects) {
     ASSERT_TRUE(session.Connect(sim));
-    FailTemperature(sim::FaultKind::kDropLink, 1);
+    test::InjectFault(sim::FaultKind::kDropLink, 1);
     const auto readings = session.Poll();
     ASSERT_EQ(readings.size(), 1u) << "channel 1 was read before the link dropped";
     EXPECT_EQ(readings[0].channel, 1);
@@ -133,7 +122,7 @@ TEST_F(LiveSessionTest, AnUnreachableDeviceFailsOnceWithTheLinkError) {
 
 TEST_F(LiveSessionTest, InstrumentErrorsKeepTheSessionAndASwitchedOffChannelIsDropped) {
     ASSERT_TRUE(session.Connect(sim));
-    FailTemperature(sim::FaultKind::kGarbage, 0);
+    test::InjectFault(sim::FaultKind::kGarbage, 0);
     auto readings = session.Poll();
     ASSERT_EQ(readings.size(), 1u);
     EXPECT_EQ(readings[0].channel, 2);
@@ -141,8 +130,8 @@ TEST_F(LiveSessionTest, InstrumentErrorsKeepTheSessionAndASwitchedOffChannelIsDr
     EXPECT_EQ(session.LastError()->during, "reading channel 1");
     EXPECT_TRUE(session.Channels()[0].live) << "a garbled reply is no reason to stop reading";
 
-    FailTemperature(sim::FaultKind::kErrorReply, 1,
-                    static_cast<int32_t>(comm::InstrumentError::kNotAvailable));
+    test::InjectFault(sim::FaultKind::kErrorReply, 1,
+                      static_cast<int32_t>(comm::InstrumentError::kNotAvailable));
     readings = session.Poll();
     ASSERT_EQ(readings.size(), 1u);
     EXPECT_EQ(session.LastError()->number,
@@ -159,25 +148,30 @@ TEST_F(LiveSessionTest, InstrumentErrorsKeepTheSessionAndASwitchedOffChannelIsDr
     EXPECT_EQ(only[0].channel, 2);
 }
 
-TEST_F(LiveSessionTest, ATimerTickDuringAnOperationReadsNothing) {
+TEST_F(LiveSessionTest, OperationsHoldOffTicksRefreshTheSettingsAndRecordFailures) {
     ASSERT_TRUE(session.Connect(sim));
+    const double celsius = session.Poll()[0].value;
     std::vector<Reading> inner{{1, 0, 0.0, ""}};
     uint64_t requests = 0;
-    EXPECT_TRUE(session.Run("attempting to test", [&](CVesk4710&) {
-        requests = test::SimulatedInstrument()->RequestCount();
+    EXPECT_TRUE(session.Run("attempting to change units", [&](CVesk4710& inst) {
         inner = session.Poll();
         EXPECT_FALSE(session.Refresh());
         EXPECT_FALSE(session.Connect(sim)) << "no second session from inside the first";
-        return true;
+        inst.Units(UNITS_DEGREESF);
+        const bool written = inst.UpdateUnits();
+        requests = test::SimulatedInstrument()->RequestCount();
+        return written;
     }));
-    EXPECT_TRUE(inner.empty());
+    EXPECT_TRUE(inner.empty()) << "a timer tick during an operation reads nothing";
     EXPECT_EQ(session.State(), LinkState::Connected);
     EXPECT_GT(test::SimulatedInstrument()->RequestCount(), requests) << "settings re-read after";
-    EXPECT_EQ(session.Poll().size(), 2u);
-}
+    EXPECT_EQ(session.Channels()[0].unit, "\u00B0F");
+    EXPECT_EQ(session.Settings()[0].second, "\u00B0F");
+    const auto readings = session.Poll();
+    ASSERT_EQ(readings.size(), 2u);
+    EXPECT_EQ(readings[0].unit, "\u00B0F");
+    EXPECT_NEAR(readings[0].value, celsius * 9.0 / 5.0 + 32.0, 0.05);
 
-TEST_F(LiveSessionTest, OperationsThatFailAreRecordedAndALinkFailureLosesTheSession) {
-    ASSERT_TRUE(session.Connect(sim));
     EXPECT_FALSE(session.Run("attempting to test", [](CVesk4710&) -> bool {
         throw AutomationError(kErrOverflow, "Overflow", "test");
     }));
@@ -192,21 +186,6 @@ TEST_F(LiveSessionTest, OperationsThatFailAreRecordedAndALinkFailureLosesTheSess
     bool ran = false;
     EXPECT_FALSE(session.Run("attempting to test", [&](CVesk4710&) { return ran = true; }));
     EXPECT_FALSE(ran) << "nothing runs on a lost link until it is reconnected";
-}
-
-TEST_F(LiveSessionTest, ASettingChangedByAnOperationIsSeenInTheNextReadings) {
-    ASSERT_TRUE(session.Connect(sim));
-    const double celsius = session.Poll()[0].value;
-    EXPECT_TRUE(session.Run("attempting to change units", [](CVesk4710& inst) {
-        inst.Units(UNITS_DEGREESF);
-        return inst.UpdateUnits();
-    }));
-    EXPECT_EQ(session.Channels()[0].unit, "\u00B0F");
-    EXPECT_EQ(session.Settings()[0].second, "\u00B0F");
-    const auto readings = session.Poll();
-    ASSERT_EQ(readings.size(), 2u);
-    EXPECT_EQ(readings[0].unit, "\u00B0F");
-    EXPECT_NEAR(readings[0].value, celsius * 9.0 / 5.0 + 32.0, 0.05);
 }
 
 }  // namespace

@@ -39,38 +39,31 @@ TEST_F(LogStatus, OverflowingStatusIsAnErrorAndKeepsTheOldValues) {
     for (const char* reply : {"32000,1000", "40000,1", "1,40000", "-32768,-1"}) {
         SCOPED_TRACE(reply);
         comm().Reply(280, reply);
-        try {
-            instrument->QueryDemandLogStatus();
-            ADD_FAILURE() << "no overflow";
-        } catch (const AutomationError& e) {
-            EXPECT_EQ(e.Number(), kErrOverflow);
-            EXPECT_EQ(e.Source(), "CVesk4710 - QueryDemandLogStatus");
-            EXPECT_EQ(e.HelpContext(), 4711);
-        }
+        const auto e = Raised([&] { instrument->QueryDemandLogStatus(); });
+        EXPECT_EQ(e.Number(), kErrOverflow);
+        EXPECT_EQ(e.Source(), "CVesk4710 - QueryDemandLogStatus");
+        EXPECT_EQ(e.HelpContext(), 4711);
         EXPECT_EQ(instrument->DemandLogPoints(), 500);
         EXPECT_EQ(instrument->DemandLogCount(), 100);
     }
 }
 
-TEST_F(LogStatus, LabelComesBackUnchanged) {
+TEST_F(LogStatus, LabelAndClearRequestsCarryTheirValues) {
     for (const char* reply : {"RUN A", "  spaced  ", "MiXeD cAsE", "", "a,b\tc"}) {
         comm().Reply(285, reply);
         std::string label = "old";
         ASSERT_TRUE(instrument->QueryLoggingLabel(label));
-        EXPECT_EQ(label, reply);
+        EXPECT_EQ(label, reply) << "the label comes back unchanged";
     }
     EXPECT_EQ(comm().Requests(), std::vector<std::string>(5, "Read 285"));
-}
 
-TEST_F(LogStatus, WritesCarryTheirValues) {
+    comm().log.clear();
     ASSERT_TRUE(instrument->UpdateLoggingLabel("New Label That Is Long"));
     EXPECT_EQ(comm().log,
               (std::vector<std::string>{"ClearAll", "Value=New Label That Is Long", "Write 286"}));
-
     comm().log.clear();
     ASSERT_TRUE(instrument->ClearAutoLog());
     EXPECT_EQ(comm().log, (std::vector<std::string>{"ClearAll", "Value=0", "Write 283"}));
-
     comm().log.clear();
     ASSERT_TRUE(instrument->ClearDemandLog());
     EXPECT_EQ(comm().log, (std::vector<std::string>{"ClearAll", "Write 284"}));
@@ -97,16 +90,12 @@ TEST_F(LogStatus, FailuresRaiseWithTheMemberAsSource) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.source);
         comm().Fail(c.id, AutomationError(commError, "Time-out waiting for the reply", "comm"));
-        try {
-            c.call();
-            ADD_FAILURE() << "no error";
-        } catch (const AutomationError& e) {
-            EXPECT_EQ(e.Number(), commError);
-            EXPECT_EQ(e.Description(), "Time-out waiting for the reply");
-            EXPECT_EQ(e.Source(), c.source);
-            EXPECT_EQ(e.HelpFile(), "/opt/vesk/help.chm");
-            EXPECT_EQ(e.HelpContext(), 321);
-        }
+        const auto e = Raised(c.call);
+        EXPECT_EQ(e.Number(), commError);
+        EXPECT_EQ(e.Description(), "Time-out waiting for the reply");
+        EXPECT_EQ(e.Source(), c.source);
+        EXPECT_EQ(e.HelpFile(), "/opt/vesk/help.chm");
+        EXPECT_EQ(e.HelpContext(), 321);
         // The object stays usable.
         comm().Reply(285, "again");
         std::string after;

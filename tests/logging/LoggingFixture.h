@@ -3,6 +3,7 @@
 // helpers to script log transfers and read what a download left behind.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <memory>
 #include <sstream>
@@ -12,6 +13,7 @@
 #include "components/outputfile/OutputFile.h"
 #include "components/splitter/TextSplitter.h"
 #include "tests/testsupport/Fakes.h"
+#include "tests/testsupport/Raised.h"
 #include "vesk4710/core/CVesk4710.h"
 #include "vesk4710/logging/LogDownload.h"
 
@@ -45,6 +47,14 @@ inline std::vector<std::string> SplitLines(const std::string& text) {
         out.push_back(line);
     }
     return out;
+}
+
+// The reading rows of a download file's text: what follows the column line.
+inline std::vector<std::string> RowsAfterColumns(const std::string& text) {
+    auto all = SplitLines(text);
+    auto columns = std::find(all.begin(), all.end(), kOutputColumns);
+    EXPECT_NE(columns, all.end()) << "no column line in:\n" << text;
+    return {columns == all.end() ? all.end() : columns + 1, all.end()};
 }
 
 class LoggingTest : public ::testing::Test {
@@ -97,19 +107,17 @@ class LoggingTest : public ::testing::Test {
     }
     // Reading rows of a download file (after the header block and the column line).
     std::vector<std::string> Rows(const std::string& name) {
-        auto all = SplitLines(host->files.ReadFile(downloads + "/" + name));
-        std::vector<std::string> rows;
-        bool body = false;
-        for (const auto& l : all) {
-            if (body) {
-                rows.push_back(l);
-            } else if (l == kOutputColumns) {
-                body = true;
-            }
-        }
-        return rows;
+        return RowsAfterColumns(host->files.ReadFile(downloads + "/" + name));
     }
     std::vector<std::string> Prompts() { return host->ui.Prompts(); }
+    // The one message box shown must hold every part.
+    void ExpectOneBoxHolding(const std::vector<std::string>& parts) {
+        ASSERT_EQ(host->ui.boxes.size(), 1u);
+        const std::string& text = host->ui.boxes[0].prompt;
+        for (const auto& part : parts) {
+            EXPECT_NE(text.find(part), std::string::npos) << part << " not in: " << text;
+        }
+    }
 
     std::shared_ptr<FakeHost> host;
     std::shared_ptr<CVesk4710> instrument;

@@ -25,7 +25,7 @@ TEST(Card, NewModuleCarriesOneNumberedChannel) {
     ASSERT_NE(channel, nullptr);
     EXPECT_EQ(channel->ModuleChannel(), 1);
     EXPECT_EQ(channel->Module(), card);
-    EXPECT_EQ(CaughtError([&] { card->Channels(1); }).Number(), kErrSubscriptOutOfRange);
+    EXPECT_EQ(Raised([&] { card->Channels(1); }).Number(), kErrSubscriptOutOfRange);
 
     card->SetRegistry(host->registry);
     card->FilePath("/db");
@@ -48,7 +48,7 @@ TEST(Card, NewModuleCarriesOneNumberedChannel) {
     EXPECT_EQ(CVesk4710Card::MemberTable().back().dispid, 14);
 }
 
-TEST_F(InstrumentTest, NumModulesBuildsAndNumbersTheTree) {
+TEST_F(InstrumentTest, NumModulesBuildsAndNumbersTheTreeEvenWhenUnchanged) {
     unit->SetRegistry(host->registry);
     unit->FilePath("/probes");
     comm().Reply(SET_NUM_CHANNELS, "2");
@@ -75,12 +75,11 @@ TEST_F(InstrumentTest, NumModulesBuildsAndNumbersTheTree) {
     // Only input 1 reports itself on.
     EXPECT_TRUE(unit->Modules(0)->Channels(0)->Enabled());
     EXPECT_FALSE(unit->Modules(1)->Channels(0)->Enabled());
-}
 
-TEST_F(InstrumentTest, NumModulesRebuildsEvenWhenUnchanged) {
-    TwoChannels();
+    // The same count rebuilds the tree all the same.
     const auto before = unit->Modules(0);
     comm().Reply(SET_NUM_MODULES, "2");
+    ClearLog();
     unit->QueryNumModules();
     EXPECT_NE(unit->Modules(0), before);
     EXPECT_THAT(comm().Requests(), ElementsAre("Read 41", "Read 88", "Read 88"));
@@ -89,7 +88,7 @@ TEST_F(InstrumentTest, NumModulesRebuildsEvenWhenUnchanged) {
 TEST_F(InstrumentTest, NumModulesRangeAndShrinking) {
     TwoChannels();
     comm().Reply(SET_NUM_MODULES, "3");
-    const auto e = CaughtError([&] { unit->QueryNumModules(); });
+    const auto e = Raised([&] { unit->QueryNumModules(); });
     EXPECT_EQ(e.Number(), kInvalidModuleIndex);
     EXPECT_EQ(e.Description(), "Invalid channel index");
     EXPECT_EQ(unit->NumModules(), 2);
@@ -115,42 +114,39 @@ TEST_F(InstrumentTest, NumModulesRangeAndShrinking) {
     EXPECT_THAT(comm().Requests(), ElementsAre("Read 41"));
     EXPECT_EQ(unit->Modules(0), nullptr);
     // The array is back to one slot: index 1 is a plain subscript error now.
-    EXPECT_EQ(CaughtError([&] { unit->Modules(1); }).Number(), kErrSubscriptOutOfRange);
+    EXPECT_EQ(Raised([&] { unit->Modules(1); }).Number(), kErrSubscriptOutOfRange);
 }
 
-TEST_F(InstrumentTest, ModulesIndexIsBoundByTheDesignSize) {
+TEST_F(InstrumentTest, LookupsAreBoundedByTheTree) {
     TwoChannels();
+    // Modules() is bound by the design size, not by the count.
     for (int16_t idx : {int16_t{2}, int16_t{-1}}) {
-        const auto e = CaughtError([&] { unit->Modules(idx); });
+        const auto e = Raised([&] { unit->Modules(idx); });
         EXPECT_EQ(e.Number(), kInvalidModuleIndex);
         EXPECT_EQ(e.Source(), "CVesk4710 - Modules");
     }
-    comm().Reply(SET_NUM_MODULES, "1");
-    unit->QueryNumModules();
-    EXPECT_EQ(unit->Modules(1), nullptr);
-}
-
-TEST_F(InstrumentTest, ChannelLookupOutsideTheInstrumentIsEmpty) {
-    TwoChannels();
+    // A channel outside the instrument is empty.
     EXPECT_EQ(unit->GetChannelReference(0), nullptr);
     EXPECT_EQ(unit->GetChannelReference(3), nullptr);
-    // More channels reported than modules hold.
-    comm().Reply(SET_NUM_CHANNELS, "3");
-    unit->QueryNumChannels();
-    EXPECT_EQ(unit->GetChannelReference(3), nullptr);
-}
 
-TEST_F(InstrumentTest, SelectedChannelIsAZeroBasedIndex) {
-    TwoChannels();
+    // The selected channel is a zero-based index.
     unit->SelectedChannel(1);
     EXPECT_EQ(unit->SelectedChannel(), 1);
     unit->SelectedChannel(-3);
     EXPECT_EQ(unit->SelectedChannel(), -3);
-    const auto e = CaughtError([&] { unit->SelectedChannel(2); });
+    const auto e = Raised([&] { unit->SelectedChannel(2); });
     EXPECT_EQ(e.Number(), kInvalidChannel);
     EXPECT_EQ(e.Description(), "Invalid module index");
     EXPECT_EQ(e.Source(), "CVesk4710 - SelectedChannel");
     EXPECT_EQ(unit->SelectedChannel(), -3);
+
+    // More channels reported than modules hold.
+    comm().Reply(SET_NUM_CHANNELS, "3");
+    unit->QueryNumChannels();
+    EXPECT_EQ(unit->GetChannelReference(3), nullptr);
+    comm().Reply(SET_NUM_MODULES, "1");
+    unit->QueryNumModules();
+    EXPECT_EQ(unit->Modules(1), nullptr);
 }
 
 TEST_F(InstrumentTest, ChannelListShowsSerialOrState) {
@@ -197,14 +193,14 @@ TEST_F(ChannelInfoTest, ReadsTopologyThenEveryChannelThatIsOn) {
     EXPECT_EQ(unit->NumModules(), 2);
 }
 
-TEST_F(ChannelInfoTest, ChannelThatFailsMakesTheWholeQueryFail) {
+TEST_F(ChannelInfoTest, FailuresCancelAndModelRefusalAreReported) {
+    // A channel that fails makes the whole query fail; it reported its own failure.
     comm().ReplyAlways(126, "no date");
     EXPECT_FALSE(unit->QueryChannelInfo());
-    // The channel reported its own failure.
     EXPECT_FALSE(ui().boxes.empty());
-}
 
-TEST_F(ChannelInfoTest, CancelAndModelRefusalAreReported) {
+    ui().boxes.clear();
+    ui().progressChecks = 0;
     ui().cancelAtStep = 1;
     EXPECT_FALSE(unit->QueryChannelInfo());
     EXPECT_THAT(ui().Prompts(), ElementsAre("Aborted querying information."));
@@ -219,7 +215,7 @@ TEST_F(ChannelInfoTest, CancelAndModelRefusalAreReported) {
 
     comm().Fail(SET_NUM_CHANNELS, Broken());
     comm().ReplyAlways(SET_IDENTIFICATION, "Vesk,4710,A1,1.0");
-    EXPECT_EQ(CaughtError([&] { unit->QueryChannelInfo(); }).Source(),
+    EXPECT_EQ(Raised([&] { unit->QueryChannelInfo(); }).Source(),
               "CVesk4710 - QueryChannelInfo");
 }
 

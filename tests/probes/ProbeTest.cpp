@@ -31,42 +31,37 @@ class ProbeTest : public ::testing::Test {
     }
 };
 
-TEST_F(ProbeTest, NewProbeHasNoConversion) {
+TEST_F(ProbeTest, EachTypeCarriesItsPhysicalCoefficientSetWithSensibleDefaults) {
+    // A new probe has no conversion, and an empty set refuses every index.
     EXPECT_EQ(probe->ConversionType(), -1);
-    EXPECT_FALSE(probe->Changed());
     IConversion& none = probe->ActiveConversion();
-    EXPECT_EQ(none.NumCoefficients(), 0);
     EXPECT_EQ(none.LowRange().NumCoefficients(), 0);
     EXPECT_EQ(none.HighRange().NumCoefficients(), 0);
     EXPECT_EQ(ErrorNumber([&] { none.Coefficients(0); }), kErrSubscriptOutOfRange);
     EXPECT_EQ(ErrorNumber([&] { none.Coefficients(0, 1.0); }), kErrSubscriptOutOfRange);
     EXPECT_FALSE(probe->Changed());
-}
+    for (int32_t type : {-1, 1, 3, 4, 5, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 18}) {
+        EXPECT_EQ(Select(type).NumCoefficients(), 0) << type;
+    }
 
-TEST_F(ProbeTest, EachTypeCarriesItsPhysicalCoefficientSet) {
     IConversion& its = Select(kConvITS90);
     EXPECT_EQ(its.LowRange().Range(), 4);
     EXPECT_EQ(its.LowRange().NumCoefficients(), 2);  // a4, b4
     EXPECT_EQ(its.HighRange().Range(), 6);
     EXPECT_EQ(its.HighRange().NumCoefficients(), 4);  // a6, b6, c6, d
     EXPECT_EQ(its.RTPW(), 100.0);
-
     IConversion& its5 = Select(kConvITS90Subrange5);
     EXPECT_EQ(its5.HighRange().Range(), 7);
     EXPECT_EQ(its5.HighRange().NumCoefficients(), 3);  // a7, b7, c7
     EXPECT_EQ(its5.LowRange().NumCoefficients(), 2);
-
     IConversion& cvd = Select(kConvCVD);
     ASSERT_EQ(cvd.NumCoefficients(), 4);  // R0, A, B, C
     EXPECT_EQ(cvd.Coefficients(0), 100.0);
     EXPECT_TRUE(cvd.UsePolynomial());
-
     IConversion& pt = Select(kConvPT100);
     ASSERT_EQ(pt.NumCoefficients(), 1);
     EXPECT_EQ(pt.Coefficients(0), 100.0);
-
     EXPECT_EQ(Select(kConvThermistorRT).NumCoefficients(), 4);  // B0..B3
-
     IConversion& tc = Select(kConvThermocouple);
     ASSERT_EQ(tc.NumCoefficients(), 4);  // C0..C3
     for (int32_t i = 0; i < 4; ++i) {
@@ -74,24 +69,18 @@ TEST_F(ProbeTest, EachTypeCarriesItsPhysicalCoefficientSet) {
     }
     EXPECT_EQ(tc.TCType(), 4);
 
-    for (int32_t type : {-1, 1, 3, 4, 5, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 18}) {
-        EXPECT_EQ(Select(type).NumCoefficients(), 0) << type;
-    }
-}
-
-TEST_F(ProbeTest, DefaultSetsConvertSensibly) {
     // Room temperature must come out of every default set the channel can start from.
     for (int32_t type : {kConvCVD, kConvPT100, kConvThermistorRT, kConvThermocouple, kConvITS90,
                          kConvITS90Subrange5}) {
         const auto spec = SpecFrom(Select(type), type);
         EXPECT_NEAR(TemperatureFromRaw(spec, RawFromTemperature(spec, 23.5)), 23.5, 1e-6) << type;
     }
-    const auto pt = SpecFrom(Select(kConvPT100), kConvPT100);
-    EXPECT_NEAR(RawFromTemperature(pt, 100.0), 138.5055, 5e-5);
+    const auto ptSpec = SpecFrom(Select(kConvPT100), kConvPT100);
+    EXPECT_NEAR(RawFromTemperature(ptSpec, 100.0), 138.5055, 5e-5);
     // The default Callendar-Van Dusen set is the standard platinum curve.
-    const auto cvd = SpecFrom(Select(kConvCVD), kConvCVD);
-    EXPECT_NEAR(RawFromTemperature(cvd, 100.0), 138.5055, 5e-4);
-    EXPECT_NEAR(RawFromTemperature(cvd, -100.0), 60.2558, 5e-4);
+    const auto cvdSpec = SpecFrom(Select(kConvCVD), kConvCVD);
+    EXPECT_NEAR(RawFromTemperature(cvdSpec, 100.0), 138.5055, 5e-4);
+    EXPECT_NEAR(RawFromTemperature(cvdSpec, -100.0), 60.2558, 5e-4);
 }
 
 TEST_F(ProbeTest, SwitchingTypeKeepsEachTypesCoefficients) {

@@ -1,7 +1,6 @@
 // Temperature math against published tables, calibration use and round trips.
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cmath>
 #include <functional>
 #include <vector>
@@ -25,35 +24,38 @@ void ExpectInvalid(const std::function<void()>& fn, const std::string& needle = 
     }
 }
 
-// Gaussian elimination for the small calibration systems below.
-std::vector<double> SolveLinear(std::vector<std::vector<double>> m, std::vector<double> rhs) {
-    const size_t n = rhs.size();
+// Gauss-Jordan elimination for the small, well-conditioned calibration systems below.
+std::vector<double> SolveLinear(std::vector<std::vector<double>> m, std::vector<double> x) {
+    const size_t n = x.size();
     for (size_t col = 0; col < n; ++col) {
-        size_t pivot = col;
-        for (size_t r = col + 1; r < n; ++r) {
-            if (std::abs(m[r][col]) > std::abs(m[pivot][col])) {
-                pivot = r;
-            }
-        }
-        std::swap(m[col], m[pivot]);
-        std::swap(rhs[col], rhs[pivot]);
-        for (size_t r = col + 1; r < n; ++r) {
-            const double f = m[r][col] / m[col][col];
+        for (size_t r = 0; r < n; ++r) {
+            const double f = r == col ? 0.0 : m[r][col] / m[col][col];
             for (size_t c = col; c < n; ++c) {
                 m[r][c] -= f * m[col][c];
             }
-            rhs[r] -= f * rhs[col];
+            x[r] -= f * x[col];
         }
     }
-    std::vector<double> x(n);
-    for (size_t i = n; i-- > 0;) {
-        double s = rhs[i];
-        for (size_t c = i + 1; c < n; ++c) {
-            s -= m[i][c] * x[c];
-        }
-        x[i] = s / m[i][i];
+    for (size_t i = 0; i < n; ++i) {
+        x[i] /= m[i][i];
     }
     return x;
+}
+
+ConversionSpec Conv(int32_t type, std::vector<double> coefficients = {}) {
+    ConversionSpec s;
+    s.type = type;
+    s.coefficients = std::move(coefficients);
+    return s;
+}
+
+// The largest error of temperature -> raw -> temperature over [from, to].
+double WorstRoundTrip(const ConversionSpec& s, double from, double to, double step) {
+    double worst = 0;
+    for (double t = from; t <= to; t += step) {
+        worst = std::max(worst, std::abs(TemperatureFromRaw(s, RawFromTemperature(s, t)) - t));
+    }
+    return worst;
 }
 
 // ---------------- ITS-90 reference functions ----------------
@@ -63,18 +65,10 @@ struct FixedPoint {
     double wr;
 };
 // Defining fixed points with their reference ratios.
-const std::array<FixedPoint, 12> kFixedPoints = {{{13.8033, 0.00119007},
-                                                  {24.5561, 0.00844974},
-                                                  {54.3584, 0.09171804},
-                                                  {83.8058, 0.21585975},
-                                                  {234.3156, 0.84414211},
-                                                  {273.16, 1.00000000},
-                                                  {302.9146, 1.11813889},
-                                                  {429.7485, 1.60980185},
-                                                  {505.078, 1.89279768},
-                                                  {692.677, 2.56891730},
-                                                  {933.473, 3.37600860},
-                                                  {1234.93, 4.28642053}}};
+const FixedPoint kFixedPoints[] = {
+    {13.8033, 0.00119007},  {24.5561, 0.00844974}, {54.3584, 0.09171804},  {83.8058, 0.21585975},
+    {234.3156, 0.84414211}, {273.16, 1.00000000},  {302.9146, 1.11813889}, {429.7485, 1.60980185},
+    {505.078, 1.89279768},  {692.677, 2.56891730}, {933.473, 3.37600860},  {1234.93, 4.28642053}};
 
 TEST(Its90Reference, ReproducesFixedPointRatios) {
     for (const auto& p : kFixedPoints) {
@@ -88,7 +82,7 @@ TEST(Its90Reference, ReproducesFixedPointRatios) {
     EXPECT_NEAR(Its90Wr(800), 2.937269575, 1e-9);
 }
 
-TEST(Its90Reference, PublishedInversesStayWithinTheirBands) {
+TEST(Its90Reference, ExactInverseRoundTripsWherePublishedOnesOnlyApproximate) {
     double worstLow = 0, worstHigh = 0;
     for (double t = kIts90LowestK; t < kIts90TpwK; t += 0.37) {
         worstLow = std::max(worstLow, std::abs(Its90KelvinLowApprox(Its90WrLow(t)) - t));
@@ -99,9 +93,6 @@ TEST(Its90Reference, PublishedInversesStayWithinTheirBands) {
     EXPECT_LT(worstLow, 0.1e-3);
     EXPECT_LT(worstHigh, 0.135e-3);
     EXPECT_GT(worstHigh, 1e-6);  // they are approximations; the exact inverse is used instead
-}
-
-TEST(Its90Reference, ExactInverseRoundTripsOverTheWholeScale) {
     for (double t = kIts90LowestK; t <= kIts90HighestK; t += 0.731) {
         EXPECT_NEAR(Its90KelvinFromWr(Its90Wr(t)), t, 1e-7) << t;
     }
@@ -121,8 +112,7 @@ double MeasuredW(double kelvin, double offset) {
 
 ConversionSpec Its90Spec(int32_t type, int32_t lowRange, std::vector<double> low, int32_t highRange,
                          std::vector<double> high) {
-    ConversionSpec s;
-    s.type = type;
+    ConversionSpec s = Conv(type);
     s.rtpw = kRtpw;
     s.lowRange = lowRange;
     s.low = std::move(low);
@@ -135,67 +125,55 @@ double Celsius(double kelvin) {
     return kelvin - kKelvinOffset;
 }
 
-TEST(Its90Calibration, Subrange4ReadsTheArgonAndMercuryPoints) {
+TEST(Its90Calibration, Subranges4And5ReadTheirFixedPoints) {
     const double wAr = MeasuredW(kArK, 3.1e-5), wHg = MeasuredW(kHgK, -0.8e-5);
-    auto row = [](double w) { return std::vector<double>{w - 1, (w - 1) * std::log(w)}; };
-    const auto ab = SolveLinear({row(wAr), row(wHg)}, {wAr - Its90Wr(kArK), wHg - Its90Wr(kHgK)});
-    const auto spec = Its90Spec(kConvITS90, 4, ab, 6, {0, 0, 0, 0});
-    EXPECT_NEAR(TemperatureFromRaw(spec, wAr * kRtpw), Celsius(kArK), 1e-6);
-    EXPECT_NEAR(TemperatureFromRaw(spec, wHg * kRtpw), Celsius(kHgK), 1e-6);
-    EXPECT_NEAR(RawFromTemperature(spec, Celsius(kArK)), wAr * kRtpw, 1e-8);
+    auto row4 = [](double w) { return std::vector<double>{w - 1, (w - 1) * std::log(w)}; };
+    const auto ab = SolveLinear({row4(wAr), row4(wHg)}, {wAr - Its90Wr(kArK), wHg - Its90Wr(kHgK)});
+    const auto r4 = Its90Spec(kConvITS90, 4, ab, 6, {0, 0, 0, 0});
+    EXPECT_NEAR(TemperatureFromRaw(r4, wAr * kRtpw), Celsius(kArK), 1e-6);
+    EXPECT_NEAR(TemperatureFromRaw(r4, wHg * kRtpw), Celsius(kHgK), 1e-6);
+    EXPECT_NEAR(RawFromTemperature(r4, Celsius(kArK)), wAr * kRtpw, 1e-8);
     // The two reference functions meet at the triple point within 1.2 uK.
-    EXPECT_NEAR(TemperatureFromRaw(spec, kRtpw), 0.01, 2e-6);
-}
+    EXPECT_NEAR(TemperatureFromRaw(r4, kRtpw), 0.01, 2e-6);
 
-// Subrange 7 from Sn, Zn, Al; subrange 6 adds d from Ag.
-std::vector<double> Subrange7(double wSn, double wZn, double wAl) {
-    auto row = [](double w) {
-        return std::vector<double>{w - 1, std::pow(w - 1, 2), std::pow(w - 1, 3)};
-    };
-    return SolveLinear({row(wSn), row(wZn), row(wAl)},
-                       {wSn - Its90Wr(kSnK), wZn - Its90Wr(kZnK), wAl - Its90Wr(kAlK)});
+    // Subrange 5 spans the triple point.
+    const double wHg5 = MeasuredW(kHgK, -2e-5), wGa = MeasuredW(kGaK, 1.5e-5);
+    auto row5 = [](double w) { return std::vector<double>{w - 1, std::pow(w - 1, 2)}; };
+    const auto ab5 =
+        SolveLinear({row5(wHg5), row5(wGa)}, {wHg5 - Its90Wr(kHgK), wGa - Its90Wr(kGaK)});
+    const auto r5 = Its90Spec(kConvITS90, 5, ab5, 5, ab5);
+    EXPECT_NEAR(TemperatureFromRaw(r5, wHg5 * kRtpw), Celsius(kHgK), 1e-6);
+    EXPECT_NEAR(TemperatureFromRaw(r5, wGa * kRtpw), Celsius(kGaK), 1e-6);
 }
 
 TEST(Its90Calibration, Subrange7And6ReadTheirFixedPoints) {
     const double wSn = MeasuredW(kSnK, 4e-5), wZn = MeasuredW(kZnK, 7e-5),
                  wAl = MeasuredW(kAlK, 9e-5), wAg = MeasuredW(kAgK, 1.6e-4);
-    const auto abc = Subrange7(wSn, wZn, wAl);
-    const auto r7 = Its90Spec(kConvITS90Subrange5, 4, {0, 0}, 7, abc);
-    for (auto [w, k] : {std::pair{wSn, kSnK}, {wZn, kZnK}, {wAl, kAlK}}) {
-        EXPECT_NEAR(TemperatureFromRaw(r7, w * kRtpw), Celsius(k), 1e-6);
-    }
+    // Subrange 7 from Sn, Zn, Al; subrange 6 adds d from Ag.
+    auto row = [](double w) {
+        return std::vector<double>{w - 1, std::pow(w - 1, 2), std::pow(w - 1, 3)};
+    };
+    const auto abc = SolveLinear({row(wSn), row(wZn), row(wAl)},
+                                 {wSn - Its90Wr(kSnK), wZn - Its90Wr(kZnK), wAl - Its90Wr(kAlK)});
     const double u = wAg - 1;
     const double d = (wAg - Its90Wr(kAgK) - (abc[0] * u + abc[1] * u * u + abc[2] * u * u * u)) /
                      std::pow(wAg - wAl, 2);
+    const auto r7 = Its90Spec(kConvITS90Subrange5, 4, {0, 0}, 7, abc);
     const auto r6 = Its90Spec(kConvITS90, 4, {0, 0}, 6, {abc[0], abc[1], abc[2], d});
-    EXPECT_NEAR(TemperatureFromRaw(r6, wAg * kRtpw), Celsius(kAgK), 1e-6);
     // d acts above the aluminium point only.
     for (auto [w, k] : {std::pair{wSn, kSnK}, {wZn, kZnK}, {wAl, kAlK}}) {
+        EXPECT_NEAR(TemperatureFromRaw(r7, w * kRtpw), Celsius(k), 1e-6);
         EXPECT_NEAR(TemperatureFromRaw(r6, w * kRtpw), Celsius(k), 1e-6);
     }
+    EXPECT_NEAR(TemperatureFromRaw(r6, wAg * kRtpw), Celsius(kAgK), 1e-6);
     EXPECT_NEAR(RawFromTemperature(r6, Celsius(kAgK)), wAg * kRtpw, 1e-8);
-}
-
-TEST(Its90Calibration, Subrange5SpansTheTriplePoint) {
-    const double wHg = MeasuredW(kHgK, -2e-5), wGa = MeasuredW(kGaK, 1.5e-5);
-    auto row = [](double w) { return std::vector<double>{w - 1, std::pow(w - 1, 2)}; };
-    const auto ab = SolveLinear({row(wHg), row(wGa)}, {wHg - Its90Wr(kHgK), wGa - Its90Wr(kGaK)});
-    const auto spec = Its90Spec(kConvITS90, 5, ab, 5, ab);
-    EXPECT_NEAR(TemperatureFromRaw(spec, wHg * kRtpw), Celsius(kHgK), 1e-6);
-    EXPECT_NEAR(TemperatureFromRaw(spec, wGa * kRtpw), Celsius(kGaK), 1e-6);
 }
 
 TEST(Its90Calibration, RoundTripsWithinATenthOfAMillikelvin) {
     const auto s0 = Its90Spec(kConvITS90, 4, {-1.2e-4, 3.4e-5}, 6, {-2.1e-4, 1.3e-5, -4e-6, 2e-5});
     const auto s17 = Its90Spec(kConvITS90Subrange5, 4, {2e-4, -1e-5}, 7, {1.1e-4, -2e-5, 3e-6});
-    double worst = 0;
-    for (double t = Celsius(kArK); t <= 961.78; t += 0.613) {
-        worst = std::max(worst, std::abs(TemperatureFromRaw(s0, RawFromTemperature(s0, t)) - t));
-    }
-    for (double t = Celsius(kArK); t <= 660.323; t += 0.613) {
-        worst = std::max(worst, std::abs(TemperatureFromRaw(s17, RawFromTemperature(s17, t)) - t));
-    }
-    EXPECT_LT(worst, kTenthMilliKelvin);
+    EXPECT_LT(WorstRoundTrip(s0, Celsius(kArK), 961.78, 0.613), kTenthMilliKelvin);
+    EXPECT_LT(WorstRoundTrip(s17, Celsius(kArK), 660.323, 0.613), kTenthMilliKelvin);
 }
 
 TEST(Its90Calibration, RefusesWhatItCannotConvert) {
@@ -218,121 +196,73 @@ TEST(Its90Calibration, RefusesWhatItCannotConvert) {
 
 // ---------------- Platinum resistance: IEC 60751 and Callendar-Van Dusen ----------------
 
-TEST(PlatinumResistance, Pt100MatchesThePublishedTable) {
-    const std::array<std::pair<double, double>, 8> table = {{{-200, 18.5201},
-                                                             {-100, 60.2558},
-                                                             {0, 100.0},
-                                                             {100, 138.5055},
-                                                             {200, 175.8560},
-                                                             {400, 247.0920},
-                                                             {600, 313.7080},
-                                                             {850, 390.4811}}};
-    ConversionSpec pt100;
-    pt100.type = kConvPT100;
-    pt100.coefficients = {100.0};
+struct Reading {
+    double celsius, value;
+};
+
+TEST(PlatinumResistance, Pt100MatchesThePublishedTableWithinItsRange) {
+    const Reading table[] = {{-200, 18.5201}, {-100, 60.2558}, {0, 100.0},      {100, 138.5055},
+                             {200, 175.8560}, {400, 247.0920}, {600, 313.7080}, {850, 390.4811}};
+    const auto pt100 = Conv(kConvPT100, {100.0});
     for (auto [t, r] : table) {
         EXPECT_NEAR(RawFromTemperature(pt100, t), r, 5e-5) << t;
         EXPECT_NEAR(TemperatureFromRaw(pt100, r), t, 2e-4) << t;
     }
-    pt100.coefficients = {1000.0};  // a Pt1000 scales
-    EXPECT_NEAR(RawFromTemperature(pt100, 100), 1385.055, 5e-4);
+    // A Pt1000 scales.
+    EXPECT_NEAR(RawFromTemperature(Conv(kConvPT100, {1000.0}), 100), 1385.055, 5e-4);
+    ExpectInvalid([&] { RawFromTemperature(pt100, -210); }, "outside");
+    ExpectInvalid([&] { RawFromTemperature(pt100, 900); }, "outside");
+    ExpectInvalid([&] { TemperatureFromRaw(pt100, 10.0); }, "outside");
+    ExpectInvalid([&] { TemperatureFromRaw(pt100, 400.0); }, "outside");
 }
 
-TEST(PlatinumResistance, CvdFormsAgreeWithTheStandard) {
+TEST(PlatinumResistance, CvdFormsAgreeWithTheStandardAndNeedAFullSet) {
     const CvdCoefficients iec;
-    ConversionSpec abc;
-    abc.type = kConvCVD;
+    ConversionSpec abc = Conv(kConvCVD, {100.0, iec.a, iec.b, iec.c});
     abc.usePolynomial = false;
-    abc.coefficients = {100.0, iec.a, iec.b, iec.c};
-    ConversionSpec adb = abc;
-    adb.usePolynomial = true;
     // alpha = A + 100 B, delta and beta from the same standard constants.
     const double alpha = iec.a + 100 * iec.b;
-    adb.coefficients = {100.0, alpha, -1e4 * iec.b / alpha, -1e8 * iec.c / alpha};
+    ConversionSpec adb = Conv(kConvCVD, {100.0, alpha, -1e4 * iec.b / alpha, -1e8 * iec.c / alpha});
+    adb.usePolynomial = true;
     for (double t = -200; t <= 850; t += 12.5) {
         const double expected = CvdResistance(iec, t);
         EXPECT_NEAR(RawFromTemperature(abc, t), expected, 1e-9) << t;
         EXPECT_NEAR(RawFromTemperature(adb, t), expected, 1e-9) << t;
     }
     EXPECT_NEAR(RawFromTemperature(abc, 100), 138.5055, 5e-5);
+    // An incomplete set or a zero R0 is refused.
+    const auto partial = Conv(kConvCVD, {100.0, 0.00385});
+    const auto noR0 = Conv(kConvCVD, {0.0, 0.00385, 1.507, 0.111});
+    ExpectInvalid([&] { RawFromTemperature(partial, 10); }, "four coefficients");
+    ExpectInvalid([&] { TemperatureFromRaw(noR0, 100); }, "R0");
 }
 
 TEST(PlatinumResistance, RoundTripsWithinATenthOfAMillikelvin) {
-    ConversionSpec cvd;
-    cvd.type = kConvCVD;
-    cvd.coefficients = {99.97, 0.00385, 1.507, 0.111};  // a typical calibrated probe
-    ConversionSpec pt100;
-    pt100.type = kConvPT100;
-    pt100.coefficients = {100.0};
-    double worst = 0;
-    for (double t = -200; t <= 850; t += 0.377) {
-        for (const auto* s : {&cvd, &pt100}) {
-            worst =
-                std::max(worst, std::abs(TemperatureFromRaw(*s, RawFromTemperature(*s, t)) - t));
-        }
-    }
-    EXPECT_LT(worst, kTenthMilliKelvin);
-}
-
-TEST(PlatinumResistance, RefusesOutOfRangeAndIncompleteSets) {
-    ConversionSpec pt100;
-    pt100.type = kConvPT100;
-    pt100.coefficients = {100.0};
-    ExpectInvalid([&] { RawFromTemperature(pt100, -210); }, "outside");
-    ExpectInvalid([&] { RawFromTemperature(pt100, 900); }, "outside");
-    ExpectInvalid([&] { TemperatureFromRaw(pt100, 10.0); }, "outside");
-    ExpectInvalid([&] { TemperatureFromRaw(pt100, 400.0); }, "outside");
-    ConversionSpec cvd;
-    cvd.type = kConvCVD;
-    cvd.coefficients = {100.0, 0.00385};
-    ExpectInvalid([&] { RawFromTemperature(cvd, 10); }, "four coefficients");
-    cvd.coefficients = {0.0, 0.00385, 1.507, 0.111};
-    ExpectInvalid([&] { TemperatureFromRaw(cvd, 100); }, "R0");
+    // A typical calibrated probe, and the standard curve.
+    EXPECT_LT(WorstRoundTrip(Conv(kConvCVD, {99.97, 0.00385, 1.507, 0.111}), -200, 850, 0.377),
+              kTenthMilliKelvin);
+    EXPECT_LT(WorstRoundTrip(Conv(kConvPT100, {100.0}), -200, 850, 0.377), kTenthMilliKelvin);
 }
 
 // ---------------- Thermistors ----------------
 
-// ln R = B0 + B1/T + ... fitted to a common 10 kOhm part.
-const std::vector<double> kFitted = {-5.037212, 4.462261e3, -2.401645e4, -1.189430e7};
-
-TEST(Thermistor, FittedSetReproducesThePartsTable) {
-    ConversionSpec s;
-    s.type = kConvThermistorRT;
-    s.coefficients = kFitted;
-    for (auto [t, r] : {std::pair{0.0, 32650.4}, {25.0, 9999.9}, {50.0, 3601.0}, {100.0, 678.4}}) {
-        EXPECT_NEAR(RawFromTemperature(s, t) / r, 1.0, 1e-4) << t;
-        EXPECT_NEAR(TemperatureFromRaw(s, r), t, 2e-3) << t;
+TEST(Thermistor, ConvertsRoundTripsAndRefusesImpossibleReadings) {
+    // ln R = B0 + B1/T + ... fitted to a common 10 kOhm part reproduces the part's table.
+    const auto fitted = Conv(kConvThermistorRT, {-5.037212, 4.462261e3, -2.401645e4, -1.189430e7});
+    for (auto [t, r] : {Reading{0.0, 32650.4}, {25.0, 9999.9}, {50.0, 3601.0}, {100.0, 678.4}}) {
+        EXPECT_NEAR(RawFromTemperature(fitted, t) / r, 1.0, 1e-4) << t;
+        EXPECT_NEAR(TemperatureFromRaw(fitted, r), t, 2e-3) << t;
     }
-}
-
-TEST(Thermistor, RoundTripsWithinATenthOfAMillikelvin) {
-    ConversionSpec fitted;
-    fitted.type = kConvThermistorRT;
-    fitted.coefficients = kFitted;
-    ConversionSpec beta = fitted;
-    beta.coefficients = {-4.0, 4000.0, 0.0, 0.0};
-    double worst = 0;
-    for (double t = -50; t <= 150; t += 0.193) {
-        for (const auto* s : {&fitted, &beta}) {
-            worst =
-                std::max(worst, std::abs(TemperatureFromRaw(*s, RawFromTemperature(*s, t)) - t));
-        }
-    }
-    EXPECT_LT(worst, kTenthMilliKelvin);
-    // Resistance falls with temperature.
+    const auto beta = Conv(kConvThermistorRT, {-4.0, 4000.0, 0.0, 0.0});
+    EXPECT_LT(WorstRoundTrip(fitted, -50, 150, 0.193), kTenthMilliKelvin);
+    EXPECT_LT(WorstRoundTrip(beta, -50, 150, 0.193), kTenthMilliKelvin);
+    // Resistance falls with temperature; impossible readings are refused.
     EXPECT_GT(RawFromTemperature(beta, 0), RawFromTemperature(beta, 10));
-}
-
-TEST(Thermistor, RefusesImpossibleReadings) {
-    ConversionSpec s;
-    s.type = kConvThermistorRT;
-    s.coefficients = {-4.0, 4000.0, 0.0, 0.0};
-    ExpectInvalid([&] { TemperatureFromRaw(s, 0.0); }, "outside");
-    ExpectInvalid([&] { TemperatureFromRaw(s, -5.0); }, "outside");
-    ExpectInvalid([&] { TemperatureFromRaw(s, 1e30); }, "outside");
-    ExpectInvalid([&] { RawFromTemperature(s, -300); }, "absolute zero");
-    s.coefficients.clear();
-    ExpectInvalid([&] { RawFromTemperature(s, 25); }, "B0");
+    ExpectInvalid([&] { TemperatureFromRaw(beta, 0.0); }, "outside");
+    ExpectInvalid([&] { TemperatureFromRaw(beta, -5.0); }, "outside");
+    ExpectInvalid([&] { TemperatureFromRaw(beta, 1e30); }, "outside");
+    ExpectInvalid([&] { RawFromTemperature(beta, -300); }, "absolute zero");
+    ExpectInvalid([&] { RawFromTemperature(Conv(kConvThermistorRT), 25); }, "B0");
 }
 
 // ---------------- Thermocouples ----------------
@@ -346,51 +276,32 @@ int32_t Index(char letter) {
     return -1;
 }
 
-TEST(Thermocouple, MatchesPublishedTableValues) {
-    for (auto [letter, mv] : {std::pair{'B', 0.596},
-                              {'E', 24.964},
-                              {'J', 19.090},
-                              {'K', 14.293},
-                              {'N', 11.136},
-                              {'R', 2.896},
-                              {'S', 2.786},
-                              {'T', 17.819}}) {
-        EXPECT_NEAR(ThermocoupleEmf(Index(letter), 350.0), mv, 6e-4) << letter;
-        EXPECT_NEAR(ThermocoupleEmf(Index(letter), 0.0), 0.0, 1e-8) << letter;
-    }
-    const int32_t t = Index('T');
-    for (auto [c, mv] : {std::pair{-270.0, -6.258},
-                         {-260.0, -6.232},
-                         {-250.0, -6.180},
-                         {-200.0, -5.603},
-                         {-100.0, -3.379},
-                         {-50.0, -1.819},
-                         {-40.0, -1.475}}) {
-        EXPECT_NEAR(ThermocoupleEmf(t, c), mv, 6e-4) << c;
-    }
-    for (auto [letter, c, mv] : {std::tuple{'K', 1372.0, 54.886},
-                                 {'K', 500.0, 20.644},
-                                 {'J', 1200.0, 69.553},
-                                 {'E', 1000.0, 76.373},
-                                 {'N', 1300.0, 47.513},
-                                 {'R', 1768.1, 21.103},
-                                 {'B', 1820.0, 13.820},
-                                 {'T', 400.0, 20.872}}) {
-        EXPECT_NEAR(ThermocoupleEmf(Index(letter), c), mv, 6e-4) << letter << c;
-    }
-}
+struct Emf {
+    char letter;
+    double celsius, mv;
+};
 
-TEST(Thermocouple, PieceJoinsAreContinuous) {
-    for (auto [letter, c] : {std::pair{'J', 760.0},
-                             {'K', 0.0},
-                             {'R', 1064.18},
-                             {'R', 1664.5},
-                             {'S', 1064.18},
-                             {'S', 1664.5},
-                             {'B', 630.615},
-                             {'E', 0.0}}) {
-        const int32_t i = Index(letter);
-        EXPECT_NEAR(ThermocoupleEmf(i, c - 1e-9), ThermocoupleEmf(i, c + 1e-9), 1e-7) << letter;
+TEST(Thermocouple, MatchesPublishedTableValuesAndJoinsPiecesContinuously) {
+    const Emf table[] = {
+        {'B', 350, 0.596},     {'E', 350, 24.964},  {'J', 350, 19.090},  {'K', 350, 14.293},
+        {'N', 350, 11.136},    {'R', 350, 2.896},   {'S', 350, 2.786},   {'T', 350, 17.819},
+        {'T', -270, -6.258},   {'T', -260, -6.232}, {'T', -250, -6.180}, {'T', -200, -5.603},
+        {'T', -100, -3.379},   {'T', -50, -1.819},  {'T', -40, -1.475},  {'K', 1372, 54.886},
+        {'K', 500, 20.644},    {'J', 1200, 69.553}, {'E', 1000, 76.373}, {'N', 1300, 47.513},
+        {'R', 1768.1, 21.103}, {'B', 1820, 13.820}, {'T', 400, 20.872},  {'B', 0, 0},
+        {'E', 0, 0},           {'J', 0, 0},         {'K', 0, 0},         {'N', 0, 0},
+        {'R', 0, 0},           {'S', 0, 0},         {'T', 0, 0}};
+    for (const Emf& e : table) {
+        EXPECT_NEAR(ThermocoupleEmf(Index(e.letter), e.celsius), e.mv, e.mv == 0 ? 1e-8 : 6e-4)
+            << e.letter << " " << e.celsius;
+    }
+    const Emf joins[] = {{'J', 760.0},   {'K', 0.0},    {'R', 1064.18}, {'R', 1664.5},
+                         {'S', 1064.18}, {'S', 1664.5}, {'B', 630.615}, {'E', 0.0}};
+    for (const Emf& j : joins) {
+        const int32_t i = Index(j.letter);
+        EXPECT_NEAR(ThermocoupleEmf(i, j.celsius - 1e-9), ThermocoupleEmf(i, j.celsius + 1e-9),
+                    1e-7)
+            << j.letter;
     }
 }
 
@@ -415,20 +326,14 @@ TEST(Thermocouple, PublishedInversesStayWithinTheirErrorBands) {
 
 TEST(Thermocouple, RoundTripsWithinATenthOfAMillikelvinWithDeviation) {
     for (const char* l = "BEJKNRST"; *l; ++l) {
-        ConversionSpec s;
-        s.type = kConvThermocouple;
+        ConversionSpec s = Conv(kConvThermocouple);
         s.tcType = Index(*l);
         const double lo = *l == 'B' ? 50.0 : ThermocoupleLowestC(s.tcType);
         const double hi = ThermocoupleHighestC(s.tcType);
         for (const auto& dev :
              {std::vector<double>{0, 0, 0, 0}, std::vector<double>{0.002, -1e-5, 2e-9, -1e-12}}) {
             s.coefficients = dev;
-            double worst = 0;
-            for (double t = lo; t <= hi; t += (hi - lo) / 997) {
-                worst =
-                    std::max(worst, std::abs(TemperatureFromRaw(s, RawFromTemperature(s, t)) - t));
-            }
-            EXPECT_LT(worst, kTenthMilliKelvin) << *l;
+            EXPECT_LT(WorstRoundTrip(s, lo, hi, (hi - lo) / 997), kTenthMilliKelvin) << *l;
             // The deviation adds to the reference emf.
             EXPECT_NEAR(RawFromTemperature(s, 300) - ThermocoupleEmf(s.tcType, 300),
                         dev[0] + dev[1] * 300 + dev[2] * 9e4 + dev[3] * 2.7e7, 1e-12)
@@ -438,8 +343,7 @@ TEST(Thermocouple, RoundTripsWithinATenthOfAMillikelvinWithDeviation) {
 }
 
 TEST(Thermocouple, LettersWithoutReferenceFunctionsAreRefused) {
-    ConversionSpec s;
-    s.type = kConvThermocouple;
+    ConversionSpec s = Conv(kConvThermocouple);
     for (char l : {'C', 'L', 'M', 'U'}) {
         s.tcType = Index(l);
         EXPECT_FALSE(ThermocoupleHasReference(s.tcType));
@@ -456,21 +360,14 @@ TEST(Thermocouple, LettersWithoutReferenceFunctionsAreRefused) {
 
 // ---------------- Pass-through and unsupported types ----------------
 
-TEST(ConversionTypes, OhmsAndVoltsPassTheRawValueThrough) {
+TEST(ConversionTypes, OhmsAndVoltsPassTheRawValueThroughOthersHaveNoMath) {
     for (int32_t type : {kConvOhms, kConvVolts, kConvThermistorOhms}) {
-        ConversionSpec s;
-        s.type = type;
-        EXPECT_EQ(TemperatureFromRaw(s, 123.456), 123.456);
-        EXPECT_EQ(RawFromTemperature(s, -0.5), -0.5);
+        EXPECT_EQ(TemperatureFromRaw(Conv(type), 123.456), 123.456);
+        EXPECT_EQ(RawFromTemperature(Conv(type), -0.5), -0.5);
     }
-}
-
-TEST(ConversionTypes, TypesWithoutMathAreRefused) {
     for (int32_t type : {-1, 1, 3, 4, 5, 7, 8, 9, 12, 13, 14, 15, 16, 21, -2}) {
-        ConversionSpec s;
-        s.type = type;
-        ExpectInvalid([&] { TemperatureFromRaw(s, 100.0); }, "no temperature conversion");
-        ExpectInvalid([&] { RawFromTemperature(s, 0.0); }, "no temperature conversion");
+        ExpectInvalid([&] { TemperatureFromRaw(Conv(type), 100.0); }, "no temperature conversion");
+        ExpectInvalid([&] { RawFromTemperature(Conv(type), 0.0); }, "no temperature conversion");
     }
 }
 

@@ -1,7 +1,6 @@
 // The Qt services themselves: message boxes, help, waiting, the passcode prompt and the
 // progress display.
 #include <QElapsedTimer>
-#include <QInputDialog>
 #include <QLabel>
 #include <QLineEdit>
 #include <QProgressBar>
@@ -28,54 +27,46 @@ class QtServices : public ::testing::Test {
     Driver driver;
 };
 
-TEST_F(QtServices, MessageBoxesShowTheClassicStylesAndReturnTheAnswer) {
-    std::string text;
-    QMessageBox::Icon icon = QMessageBox::NoIcon;
-    int buttons = 0;
-    driver.Then("question", [&] {
+TEST_F(QtServices, MessageBoxesShowTheClassicStylesAnswerAndOpenHelp) {
+    struct Seen {
+        QMessageBox::Icon icon = QMessageBox::NoIcon;
+        int buttons = 0;
+        std::string text;
+    };
+    Seen question;
+    Seen error;
+    auto answer = [](Seen& seen, QMessageBox::StandardButton button, const char* shot) {
         QMessageBox* box = VisibleBox();
         if (box == nullptr) {
             return false;
         }
-        icon = box->icon();
-        buttons = static_cast<int>(box->buttons().size());
-        Shot(box, "message-question");
-        return Answer(QMessageBox::No, &text);
-    });
+        seen.icon = box->icon();
+        seen.buttons = static_cast<int>(box->buttons().size());
+        Shot(box, shot);
+        return Answer(button, &seen.text);
+    };
+    driver.Then("question", [&] { return answer(question, QMessageBox::No, "message-question"); })
+        .Then("error", [&] { return answer(error, QMessageBox::Ok, "message-error"); })
+        .Then("help", [&] { return Answer(QMessageBox::Help); })
+        .Then("ok", [&] { return !opened.empty() && Answer(QMessageBox::Ok); });
     driver.Start();
     EXPECT_EQ(ui.MessageBox("Write?", kMbYesNo | kMbQuestion, "Vesk Scientific", "", 0), kAnsNo);
-    EXPECT_TRUE(driver.Finished());
-    EXPECT_EQ(icon, QMessageBox::Question);
-    EXPECT_EQ(buttons, 2);
-    EXPECT_EQ(text, "Write?");
-}
+    EXPECT_EQ(question.icon, QMessageBox::Question);
+    EXPECT_EQ(question.buttons, 2);
+    EXPECT_EQ(question.text, "Write?");
 
-TEST_F(QtServices, ErrorReportsBreakLinesAtLoneCarriageReturns) {
-    std::string text;
-    driver.Then("error", [&] {
-        QMessageBox* box = VisibleBox();
-        if (box == nullptr) {
-            return false;
-        }
-        EXPECT_EQ(box->icon(), QMessageBox::Critical);
-        Shot(box, "message-error");
-        return Answer(QMessageBox::Ok, &text);
-    });
-    driver.Start();
+    // Error reports break lines at lone carriage returns.
     EXPECT_EQ(ui.MessageBox("An error occurred.\r\rError: 6 - Overflow\r(CVesk4710 - Edit)",
                             kMbCritical, "Vesk Scientific", "", 0),
               kAnsOk);
-    EXPECT_EQ(text, "An error occurred.\n\nError: 6 - Overflow\n(CVesk4710 - Edit)");
-}
+    EXPECT_EQ(error.icon, QMessageBox::Critical);
+    EXPECT_EQ(error.text, "An error occurred.\n\nError: 6 - Overflow\n(CVesk4710 - Edit)");
 
-TEST_F(QtServices, HelpButtonOpensTheTopicAndKeepsTheMessage) {
-    driver.Then("help", [&] { return Answer(QMessageBox::Help); }).Then("ok", [&] {
-        return !opened.empty() && Answer(QMessageBox::Ok);
-    });
-    driver.Start();
+    // Help opens the topic and keeps the message up.
     EXPECT_EQ(ui.MessageBox("Details", kMbCritical | kMbHelpButton, "Vesk Scientific",
                             "/opt/vesk/help.html", 10340),
               kAnsOk);
+    EXPECT_TRUE(driver.Finished());
     ASSERT_EQ(opened.size(), 1U);
     EXPECT_EQ(opened[0].toLocalFile(), "/opt/vesk/help.html");
     EXPECT_EQ(opened[0].fragment(), "topic-10340");
@@ -119,24 +110,19 @@ TEST_F(QtServices, PasscodePromptHidesTheTextAndReportsTheChoice) {
     driver
         .Then("type",
               [&] {
-                  auto* prompt = qobject_cast<QInputDialog*>(Window("passcodePrompt"));
+                  auto* prompt = Window("passcodePrompt");
                   auto* edit = prompt != nullptr ? prompt->findChild<QLineEdit*>() : nullptr;
                   if (edit == nullptr) {
                       return false;
                   }
                   EXPECT_EQ(edit->echoMode(), QLineEdit::Password);
-                  QTest::keyClicks(edit, "1234");
                   Shot(prompt, "passcode-prompt");
-                  QMetaObject::invokeMethod(prompt, "accept", Qt::QueuedConnection);
-                  return true;
+                  return EnterPasscode("1234");
               })
         .Then("cancel", [&] {
-            auto* prompt = qobject_cast<QInputDialog*>(Window("passcodePrompt"));
-            if (prompt == nullptr) {
-                return false;
-            }
-            QMetaObject::invokeMethod(prompt, "reject", Qt::QueuedConnection);
-            return true;
+            auto* prompt = Window("passcodePrompt");
+            return prompt != nullptr &&
+                   QMetaObject::invokeMethod(prompt, "reject", Qt::QueuedConnection);
         });
     driver.Start();
     const PasscodeEntry entered = ui.PromptPasscode(nullptr);

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace vesk::test {
@@ -13,60 +14,48 @@ using CsvRow = std::vector<std::string>;
 // The rows of text, or nullopt with why in *error.
 inline std::optional<std::vector<CsvRow>> ReadStrictCsv(std::string_view text,
                                                         std::string* error = nullptr) {
-    const auto fail = [&](std::string why) -> std::optional<std::vector<CsvRow>> {
-        if (error != nullptr) {
-            *error = std::move(why);
-        }
-        return std::nullopt;
-    };
     std::vector<CsvRow> rows;
     CsvRow row;
-    std::string field;
-    size_t i = 0;
-    while (i < text.size()) {
-        if (text[i] == '"') {
-            ++i;
-            while (true) {
-                if (i >= text.size()) {
-                    return fail("a quoted field runs to the end of the file");
-                }
-                if (text[i] == '"') {
-                    if (i + 1 < text.size() && text[i + 1] == '"') {
-                        field += '"';
-                        i += 2;
-                        continue;
-                    }
-                    ++i;
-                    break;
-                }
+    std::string field, why;
+    // Inside a quoted field; whether the current field was quoted (only a separator may follow).
+    bool inQuotes = false, quoted = false;
+    for (size_t i = 0; i < text.size() && why.empty(); ++i) {
+        const char c = text[i];
+        if (inQuotes) {
+            if (c != '"') {
+                field += c;
+            } else if (i + 1 < text.size() && text[i + 1] == '"') {
                 field += text[i++];
+            } else {
+                inQuotes = false;
             }
-            if (i < text.size() && text[i] != ',' && text[i] != '\n') {
-                return fail("text after a quoted field in row " + std::to_string(rows.size() + 1));
+        } else if (c == ',' || c == '\n') {
+            row.push_back(std::exchange(field, {}));
+            quoted = false;
+            if (c == '\n') {
+                rows.push_back(std::exchange(row, {}));
             }
+        } else if (quoted) {
+            why = "text after a quoted field";
+        } else if (c == '"' && field.empty()) {
+            inQuotes = quoted = true;
+        } else if (c == '"' || c == '\r') {
+            why = "a bare quote or carriage return";
         } else {
-            while (i < text.size() && text[i] != ',' && text[i] != '\n') {
-                if (text[i] == '"' || text[i] == '\r') {
-                    return fail("a bare quote or carriage return in row " +
-                                std::to_string(rows.size() + 1));
-                }
-                field += text[i++];
-            }
+            field += c;
         }
-        row.push_back(std::move(field));
-        field.clear();
-        if (i < text.size() && text[i] == ',') {
-            ++i;
-            if (i == text.size()) {
-                row.emplace_back();
-            }
-            continue;
-        }
-        rows.push_back(std::move(row));
-        row.clear();
-        ++i;  // the line feed
     }
-    if (!row.empty()) {
+    if (inQuotes) {
+        why = "a quoted field running to the end of the file";
+    }
+    if (!why.empty()) {
+        if (error != nullptr) {
+            *error = why + " in row " + std::to_string(rows.size() + 1);
+        }
+        return std::nullopt;
+    }
+    if (!row.empty() || !field.empty() || quoted) {
+        row.push_back(std::move(field));
         rows.push_back(std::move(row));
     }
     return rows;
@@ -80,26 +69,23 @@ inline std::optional<std::vector<CsvRow>> ReadingRows(std::string_view text,
     if (!rows) {
         return std::nullopt;
     }
-    size_t start = 0;
-    while (start < rows->size() && !((*rows)[start].size() == 1 && (*rows)[start][0].empty())) {
-        if ((*rows)[start].size() != 2) {
-            if (error != nullptr) {
-                *error = "header row " + std::to_string(start + 1) + " has " +
-                         std::to_string((*rows)[start].size()) + " fields";
-            }
-            return std::nullopt;
+    const auto broken = [&](const char* what, size_t r) -> std::optional<std::vector<CsvRow>> {
+        if (error != nullptr) {
+            *error = what + std::to_string(r + 1) + " has " + std::to_string((*rows)[r].size()) +
+                     " fields";
         }
-        ++start;
+        return std::nullopt;
+    };
+    size_t r = 0;
+    for (; r < rows->size() && !((*rows)[r].size() == 1 && (*rows)[r][0].empty()); ++r) {
+        if ((*rows)[r].size() != 2) {
+            return broken("header row ", r);
+        }
     }
-    start += 2;  // the blank line and the column names
     std::vector<CsvRow> readings;
-    for (size_t r = start; r < rows->size(); ++r) {
+    for (r += 2; r < rows->size(); ++r) {  // past the blank line and the column names
         if ((*rows)[r].size() != 6) {
-            if (error != nullptr) {
-                *error = "row " + std::to_string(r + 1) + " has " +
-                         std::to_string((*rows)[r].size()) + " fields";
-            }
-            return std::nullopt;
+            return broken("row ", r);
         }
         readings.push_back((*rows)[r]);
     }

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <fstream>
 
 #include "SimTestSupport.h"
 #include "components/probes/TemperatureMath.h"
@@ -17,12 +16,12 @@ using namespace std::chrono_literals;
 class SimInstrument : public ::testing::Test {
   protected:
     SimClock clock;
-    SimFolder folder;
+    FakeFileSystem folder;
 
     sim::SimOptions Options(bool persist = false) {
         sim::SimOptions o;
         o.persist = persist;
-        o.statePath = (folder.Path() / "sim-1.json").string();
+        o.statePath = folder.Root() + "/sim-1.json";
         o.clock = clock.Function();
         return o;
     }
@@ -44,6 +43,11 @@ TEST_F(SimInstrument, RepliesCarryTheRequestsTagOrNone) {
 TEST_F(SimInstrument, PasscodeUnlocksUntilRelockedAndAWrongOneLocks) {
     EXPECT_EQ(Ask("PASS?"), "0");
     EXPECT_EQ(Ask("CAL:DATE 2024,5,6"), "!ERR 4 passcode required to change the calibration date");
+    EXPECT_EQ(Ask("PROB:CONV 1,PT"), "!ERR 4 passcode required to change the conversion");
+    EXPECT_EQ(Ask("PROB:PAR 1,RTPW,25.5"),
+              "!ERR 4 passcode required to change the conversion coefficients");
+    EXPECT_EQ(Ask("PROB:PAR 1,MINOP,-100"), "OK") << "outside the conversion: not guarded";
+    EXPECT_EQ(Ask("PROB:PAR? 1,MINOP"), "-100");
     EXPECT_EQ(Ask("PASS 1234"), "OK");
     EXPECT_EQ(Ask("PASS?"), "1");
     EXPECT_EQ(Ask("CAL:DATE 2024,05,06"), "OK") << "typed without quotes";
@@ -72,6 +76,7 @@ TEST_F(SimInstrument, CalibrationRangesHoldUpToFourPoints) {
     EXPECT_EQ(Ask("CAL:REF? 2"), "100");
     EXPECT_EQ(Ask("CAL:VAL? 2"), "100.0032");
     EXPECT_EQ(Ask("CAL:VAL? 3"), "!ERR 3 3 out of range (1 to 2)");
+    EXPECT_EQ(Ask("CAL:COUN 4"), "!ERR 4 passcode required to change the calibration");
     Ask("PASS 1234");
     EXPECT_EQ(Ask("CAL:COUN 5"), "!ERR 3 5 out of range (0 to 4)");
     EXPECT_EQ(Ask("CAL:COUN 4"), "OK");
@@ -144,8 +149,31 @@ TEST_F(SimInstrument, NewReadingStateComesOncePerInterval) {
 }
 
 TEST_F(SimInstrument, RawReadingsFollowTheChannelsConversion) {
-    Ask("PASS 1234");
     double celsius = inst->TemperatureAt(1);
+    // Channel 1 starts as an ITS-90 platinum probe, channel 2 as a type K thermocouple. Their
+    // conversions are built here from the probe parameters, so a simulator that reads them
+    // otherwise than the library does is caught.
+    const sim::InstrumentState state = inst->State();
+    auto par = [&](int ch, const char* name) { return state.channels[ch].probe.params.at(name); };
+    probes::ConversionSpec its;
+    its.type = probes::kConvITS90;
+    its.rtpw = par(0, "RTPW");
+    its.low = {par(0, "A4"), par(0, "B4")};
+    its.high = {par(0, "A"), par(0, "B"), par(0, "C"), par(0, "D")};
+    EXPECT_NEAR(probes::TemperatureFromRaw(its, Number("MEAS:RES? 1")), celsius, 2e-4);
+    probes::ConversionSpec k;
+    k.type = probes::kConvThermocouple;
+    k.tcType = 4;
+    k.coefficients = {par(1, "C0"), par(1, "C1"), par(1, "C2"), par(1, "C3")};
+    EXPECT_NEAR(probes::TemperatureFromRaw(k, Number("MEAS:VOLT? 2") / 1000.0),
+                Number("MEAS:TEMP? 2"), 2e-3);
+    Ask("UNIT F");
+    EXPECT_NEAR(Number("MEAS:TEMP? 1"), celsius * 9 / 5 + 32, 2e-4);
+    Ask("UNIT K");
+    EXPECT_NEAR(Number("MEAS:TEMP? 1"), celsius + 273.15, 2e-4);
+    Ask("UNIT C");
+
+    Ask("PASS 1234");
     // Callendar-Van Dusen with the default coefficients the conversion brings along.
     EXPECT_EQ(Ask("PROB:CONV 1,CVD"), "OK");
     EXPECT_EQ(Ask("PROB:PAR? 1,R0"), "100");
@@ -270,18 +298,17 @@ TEST_F(SimInstrument, StateSurvivesBetweenRunsUntilReset) {
     EXPECT_EQ(test::Ask(*sim::Instrument::Create(fresh), "UNIT?"), "C");
 }
 
-TEST_F(SimInstrument, DamagedStateIsSetAsideAndAFreshOneUsed) {
-    std::ofstream(folder.Path() / "sim-1.json") << "{ \"units\": ";
+TEST_F(SimInstrument, DamagedOrUnsavableStateLeavesTheInstrumentWorking) {
+    // Damaged: set aside, and a fresh state used.
+    folder.WriteFile(folder.Root() + "/sim-1.json", "{ \"units\": ");
     auto revived = sim::Instrument::Create(Options(true));
     EXPECT_EQ(test::Ask(*revived, "UNIT?"), "C");
-    EXPECT_TRUE(std::filesystem::exists(folder.Path() / "sim-1.json.bad"));
+    EXPECT_TRUE(folder.FileExists(folder.Root() + "/sim-1.json.bad"));
     EXPECT_TRUE(revived->LastSaveError().empty());
-}
 
-TEST_F(SimInstrument, AStateThatCannotBeSavedLeavesTheInstrumentWorking) {
-    std::ofstream(folder.Path() / "blocker") << "a file, not a folder";
+    folder.WriteFile(folder.Root() + "/blocker", "a file, not a folder");
     sim::SimOptions options = Options(true);
-    options.statePath = (folder.Path() / "blocker" / "sim-1.json").string();
+    options.statePath = folder.Root() + "/blocker/sim-1.json";
     auto stuck = sim::Instrument::Create(options);
     EXPECT_FALSE(stuck->LastSaveError().empty());
     EXPECT_EQ(test::Ask(*stuck, "UNIT K"), "OK");
@@ -290,12 +317,12 @@ TEST_F(SimInstrument, AStateThatCannotBeSavedLeavesTheInstrumentWorking) {
 
 TEST_F(SimInstrument, DataFilesAreCheckedWhenRead) {
     sim::SimOptions options = Options();
-    options.dataPath = (folder.Path() / "data.json").string();
+    options.dataPath = folder.Root() + "/data.json";
     EXPECT_THROW(sim::Instrument::Create(options), std::runtime_error) << "missing file";
-    std::ofstream(options.dataPath) << R"({"channels": []})";
+    folder.WriteFile(options.dataPath, R"({"channels": []})");
     EXPECT_THROW(sim::Instrument::Create(options), std::runtime_error);
-    std::ofstream(options.dataPath) << R"({"channels": [{"probe": {"conversion": "PT"}}],
-                                          "passcode": "", "units": "K"})";
+    folder.WriteFile(options.dataPath, R"({"channels": [{"probe": {"conversion": "PT"}}],
+                                          "passcode": "", "units": "K"})");
     auto small = sim::Instrument::Create(options);
     EXPECT_EQ(test::Ask(*small, "CHAN:COUN?"), "1");
     EXPECT_EQ(test::Ask(*small, "MOD:LIST?"), "PRT");
@@ -336,7 +363,7 @@ TEST(FaultPlans, ReadAsDocumented) {
     }
 }
 
-TEST(FaultPlans, RepeatCountsAreHonoured) {
+TEST(FaultPlans, RepeatCountsAndRequestNumbersAreHonoured) {
     auto inst = sim::Instrument::Create(sim::SimOptions{.persist = false});
     inst->InjectFault(sim::ParseFault("noreply@id=168*2"));
     EXPECT_TRUE(inst->Handle("UNIT?").lines.empty());
@@ -346,10 +373,12 @@ TEST(FaultPlans, RepeatCountsAreHonoured) {
     inst->InjectFault(sim::ParseFault("garbage@id=169"));
     EXPECT_NE(test::Ask(*inst, "UNIT F"), "OK");
     EXPECT_EQ(test::Ask(*inst, "UNIT?"), "F") << "garbled on the way back, but carried out";
-    inst->InjectFault(sim::ParseFault("drop@id=169"));
-    sim::Exchange dropped = inst->Handle("UNIT K");
-    EXPECT_TRUE(dropped.dropLink);
-    EXPECT_EQ(test::Ask(*inst, "UNIT?"), "F") << "lost on the way in";
+    // A fault planned by request number hits that request only.
+    inst->InjectFault(sim::ParseFault("noreply@req=" + std::to_string(inst->RequestCount() + 2)));
+    EXPECT_EQ(test::Ask(*inst, "UNIT?"), "F");
+    EXPECT_TRUE(inst->Handle("UNIT?").lines.empty());
+    EXPECT_EQ(test::Ask(*inst, "UNIT?"), "F");
+    EXPECT_EQ(inst->PendingFaults(), 0u);
 }
 
 }  // namespace

@@ -1,15 +1,13 @@
 #pragma once
 // A simulated instrument on a clock the test moves, spoken to line by line.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
-#include <filesystem>
-#include <memory>
 #include <string>
 
 #include "simulator/Instrument.h"
+#include "tests/testsupport/FakeFileSystem.h"
 
 namespace vesk::test {
 
@@ -24,24 +22,6 @@ class SimClock {
 
   private:
     std::atomic<std::chrono::system_clock::time_point> now_;
-};
-
-class SimFolder {
-  public:
-    SimFolder() {
-        static std::atomic<int> counter{0};
-        path_ = std::filesystem::temp_directory_path() /
-                ("vesk-sim-" + std::to_string(getpid()) + "-" + std::to_string(++counter));
-        std::filesystem::create_directories(path_);
-    }
-    ~SimFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    const std::filesystem::path& Path() const { return path_; }
-
-  private:
-    std::filesystem::path path_;
 };
 
 // The payload of the single reply line an untagged command gets ("" when none came).

@@ -9,7 +9,7 @@ namespace {
 using test::CommaLocale;
 using test::ErrorNumberOf;
 
-TEST(Date, SerialsCountDaysFromTheEpoch) {
+TEST(Date, SerialsCountDaysFromTheEpochAndOrderDates) {
     EXPECT_EQ(Date().Serial(), 0.0);
     EXPECT_EQ(Date::FromYMD(1899, 12, 30).Serial(), 0.0);
     EXPECT_EQ(Date::FromYMD(1900, 1, 1).Serial(), 2.0);
@@ -25,6 +25,12 @@ TEST(Date, SerialsCountDaysFromTheEpoch) {
     EXPECT_EQ(d.Weekday(), 5);  // Thursday
     EXPECT_EQ(d.DatePart(), Date::FromYMD(2024, 3, 7));
     EXPECT_DOUBLE_EQ(d.TimePart(), 0.75);
+    EXPECT_LT(Date::FromYMD(2024, 1, 1), Date::FromYMD(2024, 1, 2));
+    // The clock: today is the date part of now.
+    Date now = Date::Now();
+    EXPECT_GE(now.Year(), 2020);
+    EXPECT_EQ(Date::Today().TimePart(), 0.0);
+    EXPECT_LE(Date::Today(), now);
 }
 
 TEST(Date, BeforeTheEpochTheTimeRunsForward) {
@@ -42,7 +48,7 @@ TEST(Date, BeforeTheEpochTheTimeRunsForward) {
     EXPECT_EQ(back.AddDays(1.25), Date());
 }
 
-TEST(Date, TimeIsRoundedToTheSecond) {
+TEST(Date, TimeIsRoundedToTheSecondAndShownInTheUserLocale) {
     Date nearlyMidnight(0.999999999);
     EXPECT_EQ(nearlyMidnight.Day(), 31);
     EXPECT_EQ(nearlyMidnight.Hour(), 0);
@@ -51,6 +57,8 @@ TEST(Date, TimeIsRoundedToTheSecond) {
     EXPECT_EQ(d.Minute(), 59);
     EXPECT_EQ(d.Second(), 59);
     EXPECT_EQ(d.IsoDateTime(), "2024-03-07T23:59:59");
+    EXPECT_EQ(Date::FromYMD(2024, 3, 7).ShortDateText(), CommaLocale() ? "07.03.2024" : "03/07/24");
+    EXPECT_EQ(Date::FromYMDHMS(2024, 3, 7, 8, 5, 3).TimeText(), "08:05:03");
 }
 
 TEST(Date, ExactDatesRejectImpossibleOnes) {
@@ -69,7 +77,7 @@ TEST(Date, ExactDatesRejectImpossibleOnes) {
     EXPECT_EQ(Date::FromYMD(2024, 2, 29).Day(), 29);
 }
 
-TEST(Date, DateSerialRollsOver) {
+TEST(Date, DateSerialRollsOverWithinTheDateRange) {
     EXPECT_EQ(Date::DateSerial(2024, 14, 1), Date::FromYMD(2025, 2, 1));
     EXPECT_EQ(Date::DateSerial(2024, 0, 1), Date::FromYMD(2023, 12, 1));
     EXPECT_EQ(Date::DateSerial(2024, -11, 1), Date::FromYMD(2023, 1, 1));
@@ -119,20 +127,6 @@ TEST(Date, IsoTextRoundTrips) {
                             "0099-12-31", "2024/03/07", "+024-03-07", "2024-03-07T12:34"}) {
         EXPECT_FALSE(Date::ParseIso(bad).has_value()) << bad;
     }
-}
-
-TEST(Date, ShortDateTextFollowsTheUserLocale) {
-    Date d = Date::FromYMD(2024, 3, 7);
-    EXPECT_EQ(d.ShortDateText(), CommaLocale() ? "07.03.2024" : "03/07/24");
-    EXPECT_EQ(Date::FromYMDHMS(2024, 3, 7, 8, 5, 3).TimeText(), "08:05:03");
-}
-
-TEST(Date, OrderingAndClock) {
-    EXPECT_LT(Date::FromYMD(2024, 1, 1), Date::FromYMD(2024, 1, 2));
-    Date now = Date::Now();
-    EXPECT_GE(now.Year(), 2020);
-    EXPECT_EQ(Date::Today().TimePart(), 0.0);
-    EXPECT_LE(Date::Today(), now);
 }
 
 }  // namespace

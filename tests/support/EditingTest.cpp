@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <initializer_list>
 
 #include "tests/support/SupportTestUtil.h"
 #include "tests/testsupport/FakeControls.h"
@@ -20,68 +21,44 @@ int16_t Filtered(Filter filter, int key) {
     return k;
 }
 
-const int kEditKeys[] = {8, 13, 3, 22, 24, 26};
+// The filter passes the keys of `pass` unchanged and refuses (zeroes) those of `refuse`.
+template <class Filter>
+void ExpectKeys(Filter filter, std::initializer_list<int> pass, std::initializer_list<int> refuse) {
+    for (int key : pass) {
+        EXPECT_EQ(Filtered(filter, key), key) << key;
+    }
+    for (int key : refuse) {
+        EXPECT_EQ(Filtered(filter, key), 0) << key;
+    }
+}
 
 TEST(KeyFilters, RealNumbersAcceptSignsAndTurnThePeriodIntoTheSeparator) {
     const int16_t sep = CommaLocale() ? ',' : '.';
-    for (int key : std::initializer_list<int>{'0', '5', '9', '-', '+'}) {
-        EXPECT_EQ(Filtered(FilterRealKey, key), key) << key;
-    }
+    // Editing keys: backspace, enter, copy, paste, cut, undo.
+    ExpectKeys(FilterRealKey, {'0', '5', '9', '-', '+', 8, 13, 3, 22, 24, 26},
+               {'a', 'e', 'E', ' ', 27, 127, 0x00B0});
     EXPECT_EQ(Filtered(FilterRealKey, '.'), sep);
     EXPECT_EQ(Filtered(FilterRealKey, sep), sep);
     EXPECT_EQ(Filtered(FilterRealKey, ','), CommaLocale() ? ',' : 0);
-    for (int key : kEditKeys) {
-        EXPECT_EQ(Filtered(FilterRealKey, key), key) << key;
-    }
-    for (int key : std::initializer_list<int>{'a', 'e', 'E', ' ', 27, 127, 0x00B0}) {
-        EXPECT_EQ(Filtered(FilterRealKey, key), 0) << key;
-    }
+    // Scientific adds the exponent letter.
+    ExpectKeys(FilterScientificKey, {'e', 'E', '-'}, {'x', 'd'});
+    EXPECT_EQ(Filtered(FilterScientificKey, '.'), sep);
 }
 
-TEST(KeyFilters, IntegersRefuseSignsAndSeparators) {
-    for (int key : std::initializer_list<int>{'-', '+', '.', ',', 'x', ' '}) {
-        EXPECT_EQ(Filtered(FilterIntegerKey, key), 0) << key;
-    }
-    for (int key : std::initializer_list<int>{'0', '7', 8, 13, 3, 22, 24, 26}) {
-        EXPECT_EQ(Filtered(FilterIntegerKey, key), key) << key;
-    }
-}
-
-TEST(KeyFilters, SerialNumbersTakeLettersDigitsAndDash) {
-    for (int key : std::initializer_list<int>{'a', 'z', 'A', 'Z', '0', '9', '-', 8, 22}) {
-        EXPECT_EQ(Filtered(FilterSerialKey, key), key) << key;
-    }
-    for (int key : std::initializer_list<int>{'_', ' ', '.', '/', '@', '[', '`', '{'}) {
-        EXPECT_EQ(Filtered(FilterSerialKey, key), 0) << key;
-    }
-}
-
-TEST(KeyFilters, ScientificAddsTheExponentLetter) {
-    EXPECT_EQ(Filtered(FilterScientificKey, 'e'), 'e');
-    EXPECT_EQ(Filtered(FilterScientificKey, 'E'), 'E');
-    EXPECT_EQ(Filtered(FilterScientificKey, '.'), CommaLocale() ? ',' : '.');
-    EXPECT_EQ(Filtered(FilterScientificKey, '-'), '-');
-    EXPECT_EQ(Filtered(FilterScientificKey, 'x'), 0);
-    EXPECT_EQ(Filtered(FilterScientificKey, 'd'), 0);
-}
-
-TEST(KeyFilters, GridPassesDigitsMinusPointAndDeleteOnly) {
+TEST(KeyFilters, IntegersSerialsAndGridCells) {
+    ExpectKeys(FilterIntegerKey, {'0', '7', 8, 13, 3, 22, 24, 26}, {'-', '+', '.', ',', 'x', ' '});
+    ExpectKeys(FilterSerialKey, {'a', 'z', 'A', 'Z', '0', '9', '-', 8, 22},
+               {'_', ' ', '.', '/', '@', '[', '`', '{'});
+    // The grid filters key codes: digits and keypad digits, minus, point and delete only.
+    ExpectKeys(FilterGridKey, {189, 109, 190, 110, 46},
+               {8, 13, 32, 65, 69, 107, 187, 188, 45, 47, 58, 95, 106, 111});
     for (int key = 48; key <= 57; ++key) {
         EXPECT_EQ(Filtered(FilterGridKey, key), key);
-    }
-    for (int key = 96; key <= 105; ++key) {
-        EXPECT_EQ(Filtered(FilterGridKey, key), key);
-    }
-    for (int key : std::initializer_list<int>{189, 109, 190, 110, 46}) {
-        EXPECT_EQ(Filtered(FilterGridKey, key), key) << key;
-    }
-    for (int key :
-         std::initializer_list<int>{8, 13, 32, 65, 69, 107, 187, 188, 45, 47, 58, 95, 106, 111}) {
-        EXPECT_EQ(Filtered(FilterGridKey, key), 0) << key;
+        EXPECT_EQ(Filtered(FilterGridKey, key + 48), key + 48);
     }
 }
 
-TEST(SelectAllText, SelectsTheWholeTextCountedInCharacters) {
+TEST(SelectAllText, SelectsTheWholeTextCountedInCharactersIgnoringErrors) {
     test::FakeTextBox box;
     box.text = "DEMAND";
     box.selStart = 3;
@@ -93,13 +70,11 @@ TEST(SelectAllText, SelectsTheWholeTextCountedInCharacters) {
         "C";  // the degree sign is one character
     SelectAllText(box);
     EXPECT_EQ(box.selLength, 5);
-}
-
-TEST(SelectAllText, ErrorsOfTheControlAreIgnored) {
+    // Errors of the control are ignored.
     struct NoTextBox : test::FakeTextBox {
         std::string Text() const override { throw AutomationError(438, "no text"); }
-    } box;
-    EXPECT_NO_THROW(SelectAllText(box));
+    } broken;
+    EXPECT_NO_THROW(SelectAllText(broken));
 }
 
 TEST(ListHelpers, TabStopsAndExtent) {
@@ -129,7 +104,7 @@ TEST(ListHelpers, SelectsTheFirstEntryWithTheData) {
     EXPECT_EQ(empty.ListIndex(), -1);
 }
 
-TEST(Paths, ParentFolderAndFileName) {
+TEST(Paths, ParentFolderFileNameAndBuiltPaths) {
     EXPECT_EQ(ParentFolder("/a/b/c.txt"), "/a/b/");
     EXPECT_EQ(ParentFolder("C:\\dir\\f.log"), "C:\\dir\\");
     EXPECT_EQ(ParentFolder("c.txt"), "");
@@ -138,9 +113,7 @@ TEST(Paths, ParentFolderAndFileName) {
     EXPECT_EQ(FileNameOf("C:\\dir\\f.log"), "f.log");
     EXPECT_EQ(FileNameOf("c"), "c");
     EXPECT_EQ(FileNameOf("/a/"), "");
-}
-
-TEST(Paths, BuildFilePathUsesTheFileSystemAndSurvivesItsFailure) {
+    // Building a path uses the file system, and survives its failure.
     test::FakeFileSystem fs;
     EXPECT_EQ(BuildFilePath(fs, fs.Root(), "x.log"), fs.BuildPath(fs.Root(), "x.log"));
     struct BrokenFs : test::FakeFileSystem {

@@ -15,6 +15,37 @@ namespace {
 using test::ErrorNumberOf;
 using test::FakeUi;
 
+TEST(AutomationError, ReraiseKeepsNumberAndDescriptionAndReplacesSource) {
+    try {
+        try {
+            throw AutomationError(0x80040001, "inner", "inner source", "x.hlp", 3);
+        } catch (...) {
+            Reraise("CVesk4710 - QueryUnits", "help.hlp", 42);
+        }
+        FAIL() << "no error raised";
+    } catch (const AutomationError& e) {
+        EXPECT_EQ(e.Number(), static_cast<int32_t>(0x80040001));
+        EXPECT_EQ(e.Description(), "inner");
+        EXPECT_EQ(e.Source(), "CVesk4710 - QueryUnits");
+        EXPECT_EQ(e.HelpFile(), "help.hlp");
+        EXPECT_EQ(e.HelpContext(), 42);
+    }
+}
+
+TEST(AutomationError, PendingErrorFromForeignExceptionAndFromNone) {
+    EXPECT_EQ(CapturePendingError(nullptr).number, 0);
+    try {
+        throw std::runtime_error("disk on fire");
+    } catch (...) {
+        PendingError p = CapturePendingError();
+        EXPECT_EQ(p.number, kErrGeneric);
+        EXPECT_EQ(p.description, "disk on fire");
+    }
+    EXPECT_EQ(AutomationError::Runtime(kErrOverflow).Description(), "Overflow");
+    EXPECT_EQ(AutomationError::Runtime(kErrSubscriptOutOfRange).Description(),
+              "Subscript out of range");
+}
+
 // Reports `error` as an operation's error trap does.
 template <class E>
 void ReportThrown(FakeUi& ui, const E& error, const std::string& phrase,
@@ -45,7 +76,7 @@ TEST(ErrorReport, FullReportHasFourLinesSeparatedByLoneCarriageReturns) {
     EXPECT_EQ(box.prompt.find('\n'), std::string::npos);
 }
 
-TEST(ErrorReport, NumberZeroOrNothingPendingGivesTheFirstLineOnly) {
+TEST(ErrorReport, FirstLineOnlyWithoutANumberNoSourceLineWithoutASource) {
     FakeUi ui;
     ReportThrown(ui, AutomationError(0, "ignored", "CVesk4710 - QueryInfo"), "attempting to x");
     ShowErrorMessage(ui, "attempting to y", kMsgCaption);  // outside any catch block
@@ -53,16 +84,13 @@ TEST(ErrorReport, NumberZeroOrNothingPendingGivesTheFirstLineOnly) {
     EXPECT_EQ(ui.boxes[0].prompt, "An error occurred while attempting to x.\r");
     EXPECT_EQ(ui.boxes[1].prompt, "An error occurred while attempting to y.\r");
     EXPECT_EQ(ui.boxes[1].style, 16);
-}
-
-TEST(ErrorReport, EmptySourceAndForeignExceptions) {
-    FakeUi ui;
+    // An empty source gives no source line; a foreign exception reports its text.
     ReportThrown(ui, AutomationError::Runtime(kErrOverflow), "attempting to update 'Units'");
     ReportThrown(ui, std::runtime_error("disk on fire"), "attempting to create download file");
-    ASSERT_EQ(ui.boxes.size(), 2u);
-    EXPECT_EQ(ui.boxes[0].prompt,
+    ASSERT_EQ(ui.boxes.size(), 4u);
+    EXPECT_EQ(ui.boxes[2].prompt,
               "An error occurred while attempting to update 'Units'.\r\rError: 6 - Overflow");
-    EXPECT_EQ(ui.boxes[1].prompt,
+    EXPECT_EQ(ui.boxes[3].prompt,
               "An error occurred while attempting to create download file.\r\rError: " +
                   std::to_string(kErrGeneric) + " - disk on fire");
 }
@@ -134,13 +162,12 @@ TEST(Delay, WaitsUntilTheDeadlineKeepingEventsFlowing) {
     jumpy.tickStep = 1000;
     Delay(jumpy, 300);
     EXPECT_EQ(jumpy.waits, std::vector<int32_t>{300});
-}
 
-TEST(Delay, ZeroOrNegativeStillProcessesEventsOnce) {
-    FakeUi ui;
-    Delay(ui, 0);
-    Delay(ui, -5);
-    EXPECT_EQ(ui.waits, (std::vector<int32_t>{0, 0}));
+    // Zero or negative still processes events once.
+    FakeUi still;
+    Delay(still, 0);
+    Delay(still, -5);
+    EXPECT_EQ(still.waits, (std::vector<int32_t>{0, 0}));
 }
 
 TEST(Delay, DeadlineBeyondTheTickRangeIsOverflow) {

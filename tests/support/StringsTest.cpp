@@ -22,38 +22,20 @@ TEST(ReplaceTokens, FillsPlaceholdersLeftToRight) {
     EXPECT_EQ(ReplaceTokens("~ and ~", "~|x"), "~ and x");
 }
 
-TEST(ReplaceTokens, SeveralArgumentsAreTrimmedButASingleOneIsNot) {
+TEST(ReplaceTokens, SeveralArgumentsAreTrimmedButASingleOneIsNotAndMayBeMissing) {
     EXPECT_EQ(ReplaceTokens("a ~ b ~ c", " x | y "), "a x b y c");
     EXPECT_EQ(ReplaceTokens("[~]", " x "), "[ x ]");
     // The last of several arguments is trimmed as well.
     EXPECT_EQ(ReplaceTokens("[~][~]", "a|  b  "), "[a][b]");
     // Only spaces are trimmed.
     EXPECT_EQ(ReplaceTokens("[~][~]", "\ta\t|b"), "[\ta\t][b]");
-}
-
-TEST(ReplaceTokens, MissingSurplusAndAbsentArguments) {
+    // Missing, surplus and absent arguments.
     EXPECT_EQ(ReplaceTokens("[~]", "a|b|c"), "[a]");
     EXPECT_EQ(ReplaceTokens("~,~,~", "a|b"), "a,b,");
     EXPECT_EQ(ReplaceTokens("~-~", ""), "-");
     EXPECT_EQ(ReplaceTokens("plain text", "x|y"), "plain text");
     EXPECT_EQ(ReplaceTokens("", "x"), "");
     EXPECT_EQ(ReplaceTokens("Reading ~ settings...", "4710"), "Reading 4710 settings...");
-}
-
-TEST(StringTable, HoldsTheLibraryTextsExactly) {
-    EXPECT_EQ(LoadResString(101), "An error occurred while");
-    EXPECT_EQ(LoadResString(102), "Error");
-    EXPECT_EQ(LoadResString(107), "Failed to successfully query '~'.");
-    EXPECT_EQ(LoadResString(144), "&OK");
-    EXPECT_EQ(LoadResString(271), "Clear &Demand Log");
-    EXPECT_EQ(LoadResString(227), "% full");
-    EXPECT_EQ(LoadResString(183), "<unknown>");
-    EXPECT_EQ(LoadResString(292),
-              "The download file '~' already exist. Do you wish to overwrite it?");
-    EXPECT_EQ(LoadResString(340),
-              "The downloaded data was written to the following file(s). To view the contents of "
-              "a file, double-click the appropriate entry in the list below:");
-    EXPECT_EQ(LoadResString(366), "Raw Value");
 }
 
 TEST(StringTable, EveryNamedIdResolvesAndEveryTextIsClean) {
@@ -64,6 +46,9 @@ TEST(StringTable, EveryNamedIdResolvesAndEveryTextIsClean) {
                        kResEnableAutoPowerOff, kResDisableSerialPort, kResRawValue}) {
         EXPECT_TRUE(HasResString(id)) << id;
     }
+    // The texts stay as the users know them, wording included.
+    EXPECT_EQ(LoadResString(292),
+              "The download file '~' already exist. Do you wish to overwrite it?");
     std::vector<int32_t> ids = ResStringIds();
     ASSERT_FALSE(ids.empty());
     EXPECT_GE(ids.front(), 101);
@@ -89,32 +74,23 @@ TEST(StringTable, UnknownIdRaisesResourceNotFound) {
     }
 }
 
-TEST(UnitsText, MapsCodesIncludingTheSwappedRatioAndVolts) {
+TEST(UnitsText, MapsCodesIncludingTheSwappedRatioAndVoltsAsRJCTypeTextDoes) {
+    const char* const units[] = {"\u00B0C", "\u00B0F", "K",  "R",       "Ohms", "KOhms",
+                                 "Ratio",   "Volts",   "mV", "\u00B5V", "W"};
+    for (int16_t code = 0; code <= 10; ++code) {
+        EXPECT_EQ(UnitsText(code), units[code]) << code;
+    }
     EXPECT_EQ(UnitsText(-1), "<keep existing>");
-    EXPECT_EQ(UnitsText(0), "\u00B0C");
-    EXPECT_EQ(UnitsText(1), "\u00B0F");
-    EXPECT_EQ(UnitsText(2), "K");
-    EXPECT_EQ(UnitsText(3), "R");
-    EXPECT_EQ(UnitsText(4), "Ohms");
-    EXPECT_EQ(UnitsText(5), "KOhms");
-    EXPECT_EQ(UnitsText(6), "Ratio");
-    EXPECT_EQ(UnitsText(7), "Volts");
-    EXPECT_EQ(UnitsText(8), "mV");
-    EXPECT_EQ(UnitsText(9), "\u00B5V");
-    EXPECT_EQ(UnitsText(10), "W");
-    EXPECT_EQ(UnitsText(11), "<unknown>");
-    EXPECT_EQ(UnitsText(-2), "<unknown>");
-    EXPECT_EQ(UnitsText(32767), "<unknown>");
-}
-
-TEST(RJCTypeText, ExternalInternalUnknown) {
+    for (int16_t code : std::initializer_list<int16_t>{11, -2, 32767}) {
+        EXPECT_EQ(UnitsText(code), "<unknown>") << code;
+    }
     EXPECT_EQ(RJCTypeText(0), "External");
     EXPECT_EQ(RJCTypeText(1), "Internal");
     EXPECT_EQ(RJCTypeText(2), "<unknown>");
     EXPECT_EQ(RJCTypeText(-1), "<unknown>");
 }
 
-TEST(DateFromYMD, BuildsByCalendarArithmeticFrom1900) {
+TEST(DateFromYMD, BuildsByCalendarArithmeticFrom1900OrRefuses) {
     EXPECT_EQ(DateFromYMD("2010,5,21"), Date::FromYMD(2010, 5, 21));
     // Without a day the month is ignored too.
     EXPECT_EQ(DateFromYMD("2010,5"), Date::FromYMD(2010, 1, 1));
@@ -125,9 +101,7 @@ TEST(DateFromYMD, BuildsByCalendarArithmeticFrom1900) {
     EXPECT_EQ(DateFromYMD(" 2024, 3, 7"), Date::FromYMD(2024, 3, 7));
     EXPECT_EQ(DateFromYMD("1899,12,31"), Date::FromYMD(1899, 12, 31));
     EXPECT_EQ(DateFromYMD("2024,3,7,9"), Date::FromYMD(2024, 3, 7));
-}
-
-TEST(DateFromYMD, TextWithoutYearIsAnInvalidDate) {
+    // Text without a year is an invalid date.
     for (const char* text :
          {"2010", "", "20100521", "abc,def,ghi", ",5,21", "99,1,1", "10000,1,1"}) {
         EXPECT_EQ(ErrorNumberOf([&] { DateFromYMD(text); }), kErrInvalidProcedureCall) << text;

@@ -43,7 +43,7 @@ TEST(Variant, KeepsTheAutomationTypeOfWhatItHolds) {
     EXPECT_EQ(static_cast<int>(VariantType::Boolean), 11);
 }
 
-TEST(Variant, BooleansCrossAsMinusOneAndZero) {
+TEST(Variant, CoercionsFollowTheAutomationRulesWithTrueAsMinusOne) {
     EXPECT_EQ(Variant(true).AsLong(), -1);
     EXPECT_EQ(Variant(true).AsInteger(), -1);
     EXPECT_EQ(Variant(false).AsDouble(), 0.0);
@@ -54,9 +54,6 @@ TEST(Variant, BooleansCrossAsMinusOneAndZero) {
     EXPECT_FALSE(Variant("0").AsBoolean());
     EXPECT_EQ(Variant(true).AsString(), "True");
     EXPECT_EQ(Variant(false).AsString(), "False");
-}
-
-TEST(Variant, CoercionsFollowTheAutomationRules) {
     EXPECT_DOUBLE_EQ(Variant(L("1.5")).AsDouble(), 1.5);
     EXPECT_EQ(Variant(" 42 ").AsLong(), 42);
     EXPECT_EQ(Variant(2.5).AsInteger(), 2);
@@ -115,7 +112,7 @@ TEST(ClampValue, LowerBoundIsTestedFirst) {
     EXPECT_TRUE(ClampValue("m", "a", "k").Identical(Variant("k")));
 }
 
-TEST(Dispatch, MemberTableInInterfaceOrder) {
+TEST(Dispatch, MemberTableInInterfaceOrderAndUnknownMembers) {
     Thing thing;
     const auto& table = thing.Members();
     ASSERT_EQ(table.size(), 5u);
@@ -130,10 +127,7 @@ TEST(Dispatch, MemberTableInInterfaceOrder) {
     EXPECT_EQ(FindMember(table, "Units", MemberKind::Set), nullptr);
     EXPECT_EQ(FindMember(table, "Unit", MemberKind::Get), nullptr);
     EXPECT_EQ(FindMember(table, "QUERYINFO", MemberKind::Method)->dispid, 4);
-}
-
-TEST(Dispatch, UnknownMemberRaisesNotSupported) {
-    Thing thing;
+    // An unknown member raises "not supported", naming the class and the member.
     std::vector<Variant> args;
     try {
         thing.Invoke("Frobnicate", MemberKind::Method, args);

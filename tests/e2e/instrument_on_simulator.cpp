@@ -1,56 +1,36 @@
-// Channels against the simulator: every supported conversion is read completely, and what
-// UpdateInfo writes reads back the same through a fresh instrument object.
+// The instrument and its channels against the simulator: the whole query, readings, passcode
+// protection, the calibration write-back, and every supported conversion read completely and
+// written back so that a fresh instrument object reads the same.
 #include <gtest/gtest.h>
 
-#include <map>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "components/comm/Communications.h"
-#include "components/probes/Probe.h"
-#include "simulator/EmbeddedLink.h"
-#include "simulator/Instrument.h"
-#include "tests/testsupport/Fakes.h"
+#include "components/probes/TemperatureMath.h"
+#include "tests/robustness/SimulatedLab.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
 #include "vesk4710/channel/modConversionTypes.h"
 #include "vesk4710/core/CVesk4710.h"
+#include "vesk4710/modules/CVesk4710Card.h"
+#include "vesk4710/support/NumberText.h"
 
 namespace vesk::test {
 namespace {
 
-class ChannelOnSimulator : public ::testing::Test {
+class OnSimulator : public ::testing::Test {
   protected:
-    void SetUp() override {
-        sim::SimOptions options;
-        options.persist = false;
-        options.reset = true;
-        target = sim::Instrument::Create(options);
-        host = std::make_shared<FakeHost>();
-        auto instrumentModel = target;
-        host->commFactory = [instrumentModel] {
-            comm::CommOptions commOptions;
-            commOptions.device = "embedded";
-            return comm::Communications::Create(commOptions,
-                                                [instrumentModel](const comm::LinkRequest&) {
-                                                    return sim::ConnectEmbedded(instrumentModel);
-                                                });
-        };
-        host->probeFactory = [] { return probes::Probe::Create(); };
-    }
-
-    // A fresh instrument object with its module tree read from the simulator.
     std::shared_ptr<CVesk4710> Open() {
-        auto instrument = CVesk4710::Create(host);
-        EXPECT_TRUE(instrument->InitializeCommunications());
-        EXPECT_TRUE(instrument->QueryInfo());
-        EXPECT_GE(instrument->NumChannels(), 2);
-        return instrument;
+        auto unit = lab.Open();
+        EXPECT_GE(unit->NumChannels(), 2);
+        return unit;
     }
 
     std::vector<std::string> ErrorBoxes() const {
         std::vector<std::string> out;
-        for (const auto& box : host->ui.boxes) {
+        for (const auto& box : ui->boxes) {
             if ((box.style & kMbCritical) != 0 || box.prompt.find("Failed") != std::string::npos ||
                 box.prompt.find("Aborted") != std::string::npos) {
                 out.push_back(box.prompt);
@@ -59,70 +39,14 @@ class ChannelOnSimulator : public ::testing::Test {
         return out;
     }
 
-    std::shared_ptr<sim::Instrument> target;
-    std::shared_ptr<FakeHost> host;
+    std::shared_ptr<FakeUi> ui = std::make_shared<FakeUi>();
+    SimulatedLab lab{72, 2000, ui};
+    std::shared_ptr<sim::Instrument>& target = lab.instrument;
 };
 
-// Coefficient names the instrument keeps for each family.
-std::vector<std::string> CoefficientNames(int32_t type) {
-    switch (type) {
-        case kConvITS90:
-            return {"RTPW", "A4", "B4", "A", "B", "C", "D"};
-        case kConvITS90Subrange5:
-            return {"RTPW", "A4", "B4"};
-        case kConvCVD:
-            return {"R0", "A", "B", "C"};
-        case kConvPT100:
-            return {"R0"};
-        case kConvThermistor:
-            return {"B0", "B1", "B2", "B3"};
-        case kConvThermocouple:
-            return {"C0", "C1", "C2", "C3"};
-        default:
-            return {};
-    }
-}
-
-// The probe's value for an instrument coefficient name.
-double ProbeValue(IProbe& probe, int32_t type, const std::string& name) {
-    IConversion& c = probe.ActiveConversion();
-    const auto names = CoefficientNames(type);
-    const auto at = std::find(names.begin(), names.end(), name) - names.begin();
-    switch (type) {
-        case kConvITS90:
-        case kConvITS90Subrange5:
-            if (name == "RTPW") {
-                return c.RTPW();
-            }
-            return at <= 2 ? c.LowRange().Coefficients(static_cast<int32_t>(at - 1))
-                           : c.HighRange().Coefficients(static_cast<int32_t>(at - 3));
-        default:
-            return c.Coefficients(static_cast<int32_t>(at));
-    }
-}
-
-void SetProbeValue(IProbe& probe, int32_t type, const std::string& name, double value) {
-    IConversion& c = probe.ActiveConversion();
-    const auto names = CoefficientNames(type);
-    const auto at = std::find(names.begin(), names.end(), name) - names.begin();
-    switch (type) {
-        case kConvITS90:
-        case kConvITS90Subrange5:
-            if (name == "RTPW") {
-                c.RTPW(value);
-            } else if (at <= 2) {
-                c.LowRange().Coefficients(static_cast<int32_t>(at - 1), value);
-            } else {
-                c.HighRange().Coefficients(static_cast<int32_t>(at - 3), value);
-            }
-            break;
-        default:
-            c.Coefficients(static_cast<int32_t>(at), value);
-    }
-}
-
-// Values that survive each family's number formats unchanged.
-std::map<std::string, double> ChosenValues(int32_t type) {
+// Values that survive each family's number formats unchanged, in the instrument's order of
+// coefficient names.
+std::vector<std::pair<std::string, double>> ChosenValues(int32_t type) {
     switch (type) {
         case kConvITS90Subrange5:
             return {{"RTPW", 25.54321}, {"A4", -1.2345e-4}, {"B4", 2.5e-5}};
@@ -140,6 +64,31 @@ std::map<std::string, double> ChosenValues(int32_t type) {
         default:
             return {};
     }
+}
+
+// The probe's coefficient at a place in the instrument's list, written first when given: the
+// ITS-90 families keep RTPW, then the low range's and the high range's coefficients.
+double Coefficient(IProbe& probe, int32_t type, size_t at, std::optional<double> value = {}) {
+    IConversion& c = probe.ActiveConversion();
+    const auto i = static_cast<int32_t>(at);
+    if (type != kConvITS90 && type != kConvITS90Subrange5) {
+        if (value) {
+            c.Coefficients(i, *value);
+        }
+        return c.Coefficients(i);
+    }
+    if (at == 0) {
+        if (value) {
+            c.RTPW(*value);
+        }
+        return c.RTPW();
+    }
+    IConversionRange& range = at <= 2 ? c.LowRange() : c.HighRange();
+    const int32_t index = at <= 2 ? i - 1 : i - 3;
+    if (value) {
+        range.Coefficients(index, *value);
+    }
+    return range.Coefficients(index);
 }
 
 struct ConversionSetup {
@@ -163,7 +112,122 @@ std::vector<ConversionSetup> SupportedSetups() {
     return all;
 }
 
-TEST_F(ChannelOnSimulator, QueryInfoReadsEveryChannelForEverySupportedConversion) {
+TEST_F(OnSimulator, QueryInfoBuildsTheInstrumentAndItsTree) {
+    // The identification, units, dates and locking that the tool's info shows are checked
+    // through it (tests/apps); here what it does not show.
+    auto unit = Open();
+    EXPECT_TRUE(ui->boxes.empty());
+    EXPECT_TRUE(unit->VerifyMinimumFirmware());
+    EXPECT_TRUE(unit->ProtectConversion());
+    EXPECT_FALSE(unit->AutoPower());
+    ASSERT_EQ(unit->NumModules(), 2);
+    for (int16_t c = 1; c <= 2; ++c) {
+        auto channel = unit->GetChannelReference(c);
+        ASSERT_NE(channel, nullptr);
+        EXPECT_EQ(channel->ActualChannel(), c);
+        EXPECT_EQ(channel->Module(), unit->Modules(static_cast<int16_t>(c - 1)));
+    }
+
+    // The calibration points of the data file are in the grid, unused points marked.
+    const auto& grid = unit->CalibrationGrid();
+    EXPECT_DOUBLE_EQ(Val(grid.TextMatrix(3, 4)), 100.00154);
+    EXPECT_DOUBLE_EQ(Val(grid.TextMatrix(4, 3)), 400.0);
+    EXPECT_EQ(grid.TextMatrix(5, 3), "-");
+    EXPECT_EQ(grid.TextMatrix(3, 7), "-");
+}
+
+TEST_F(OnSimulator, ReadingsOfBothChannelsAgreeWithTheProbeMath) {
+    auto unit = Open();
+    const double tolerance[] = {0.01, 0.1};
+    const double bath[] = {25.0, 150.0};
+    for (int16_t c = 1; c <= 2; ++c) {
+        ASSERT_TRUE(unit->GetChannelReference(c)->QueryInfo()) << c;
+        unit->Units(UNITS_DEGREESC);
+        const double celsius = unit->QueryMeasurement(c);
+        EXPECT_NEAR(celsius, bath[c - 1], 1.0) << c;
+
+        unit->Units(UNITS_RAW_VALUE);
+        const double raw = unit->QueryMeasurement(c);
+        auto probe = unit->GetChannelReference(c)->Probe();
+        const auto math = probes::SpecFrom(probe->ActiveConversion(), probe->ConversionType());
+        // Ohms for the resistance thermometer, millivolts for the thermocouple.
+        EXPECT_NEAR(probes::TemperatureFromRaw(math, raw), celsius, tolerance[c - 1]) << c;
+    }
+    // A selected channel reads as that channel; waiting for a new reading ends.
+    unit->Units(UNITS_DEGREESC);
+    unit->SelectedChannel(1);
+    EXPECT_NEAR(unit->QueryMeasurement(-1, true), bath[0], 1.0);
+}
+
+TEST_F(OnSimulator, ProtectedWritesNeedThePasscodeAndLockAgain) {
+    auto unit = Open();
+    unit->CalDate(Date::FromYMD(2024, 6, 1));
+    const auto refused = [&] {
+        try {
+            unit->UpdateInfo();
+        } catch (const AutomationError& e) {
+            EXPECT_EQ(e.Source(), "CVesk4710 - UpdateInfo");
+            return true;
+        }
+        return false;
+    };
+    EXPECT_TRUE(refused());
+    EXPECT_EQ(target->State().calDate, "2024,1,15");
+    // A channel reports its refusal and stays usable.
+    auto channel = unit->GetChannelReference(1);
+    ASSERT_TRUE(channel->QueryInfo());
+    channel->Probe()->Serial("NOPASS");
+    EXPECT_FALSE(channel->UpdateInfo());
+    EXPECT_EQ(target->State().channels[0].probe.serial, "S1001");
+    ASSERT_FALSE(ErrorBoxes().empty());
+    EXPECT_EQ(ui->boxes.back().prompt, "Failed to successfully update 'Probe serial number'.");
+    EXPECT_TRUE(channel->QueryInfo());
+    EXPECT_EQ(channel->Probe()->Serial(), "S1001");
+
+    ui->passcodes = {{"0000", true}, {"1234", true}};
+    ASSERT_TRUE(unit->ValidatePasscode(nullptr));
+    EXPECT_EQ(ui->Prompts().back(), "The passcode entered is incorrect.");
+    // The instrument is locked again right after the check.
+    EXPECT_FALSE(target->Unlocked());
+    EXPECT_EQ(unit->PasscodeState(), PS_ENABLED);
+
+    ASSERT_TRUE(unit->UpdateInfo());
+    EXPECT_EQ(target->State().calDate, "2024,6,1");
+    EXPECT_FALSE(target->Unlocked());
+    EXPECT_EQ(unit->Passcode(), "");
+
+    unit->CalDate(Date::FromYMD(2024, 7, 1));
+    EXPECT_TRUE(refused());
+    EXPECT_EQ(target->State().calDate, "2024,6,1");
+    // Still usable after the refusals.
+    EXPECT_TRUE(unit->QueryCalibrationDate());
+    EXPECT_EQ(unit->CalDate(), Date::FromYMD(2024, 6, 1));
+}
+
+TEST_F(OnSimulator, CalibrationPointEditReadsBackThroughAFreshObject) {
+    auto unit = Open();
+    ui->passcodes = {{"1234", true}};
+    ASSERT_TRUE(unit->ValidatePasscode(nullptr));
+    auto& grid = unit->CalibrationGrid();
+    // LO_OHMS point 2, and a third point for MV.
+    grid.TextMatrix(3, 4, "100.00275");
+    grid.TextMatrix(4, 9, "200");
+    grid.TextMatrix(4, 10, "200.0071");
+    ASSERT_TRUE(unit->UpdateInfo());
+    EXPECT_EQ(ErrorBoxes(), std::vector<std::string>{});
+
+    auto fresh = Open();
+    const auto& again = fresh->CalibrationGrid();
+    EXPECT_DOUBLE_EQ(Val(again.TextMatrix(3, 4)), 100.00275);
+    EXPECT_DOUBLE_EQ(Val(again.TextMatrix(3, 3)), 100.0);
+    EXPECT_DOUBLE_EQ(Val(again.TextMatrix(4, 9)), 200.0);
+    EXPECT_DOUBLE_EQ(Val(again.TextMatrix(4, 10)), 200.0071);
+    EXPECT_EQ(again.TextMatrix(5, 9), "-");
+    // Untouched ranges are as they were.
+    EXPECT_DOUBLE_EQ(Val(again.TextMatrix(2, 8)), 100001.3);
+}
+
+TEST_F(OnSimulator, ChannelQueryInfoReadsEveryChannelForEverySupportedConversion) {
     for (const ConversionSetup& setup : SupportedSetups()) {
         SCOPED_TRACE(setup.code);
         // Distinct values per channel, written straight into the instrument model.
@@ -203,8 +267,10 @@ TEST_F(ChannelOnSimulator, QueryInfoReadsEveryChannelForEverySupportedConversion
             EXPECT_EQ(channel->Resolution(), modelled.resolution);
             EXPECT_EQ(channel->MINOP(), -10 * c);
             EXPECT_EQ(channel->MAXOP(), 399 + c);
-            for (const auto& [name, value] : ChosenValues(setup.type)) {
-                EXPECT_DOUBLE_EQ(ProbeValue(probe, setup.type, name), value * c) << name;
+            const auto chosen = ChosenValues(setup.type);
+            for (size_t at = 0; at < chosen.size(); ++at) {
+                EXPECT_DOUBLE_EQ(Coefficient(probe, setup.type, at), chosen[at].second * c)
+                    << chosen[at].first;
             }
             if (setup.type == kConvThermocouple) {
                 EXPECT_EQ(probe.ActiveConversion().TCType(), setup.tc);
@@ -219,7 +285,7 @@ TEST_F(ChannelOnSimulator, QueryInfoReadsEveryChannelForEverySupportedConversion
     EXPECT_EQ(ErrorBoxes(), std::vector<std::string>{});
 }
 
-TEST_F(ChannelOnSimulator, UpdateInfoReadsBackTheSameThroughAFreshInstrument) {
+TEST_F(OnSimulator, ChannelUpdateInfoReadsBackTheSameThroughAFreshInstrument) {
     std::vector<std::pair<ConversionSetup, int32_t>> cases;  // setup, junction type
     for (const ConversionSetup& setup : SupportedSetups()) {
         cases.emplace_back(setup, setup.tc % 2);
@@ -228,11 +294,12 @@ TEST_F(ChannelOnSimulator, UpdateInfoReadsBackTheSameThroughAFreshInstrument) {
     cases.emplace_back(ConversionSetup{"K", kConvThermocouple, 4}, 1);
 
     for (const auto& [setup, junction] : cases) {
+        const auto chosen = ChosenValues(setup.type);
         for (int16_t c = 1; c <= 2; ++c) {
             SCOPED_TRACE(setup.code + " junction " + std::to_string(junction) + " channel " +
                          std::to_string(c));
             auto writer = Open();
-            host->ui.passcodes.push_back({"1234", true});
+            ui->passcodes.push_back({"1234", true});
             ASSERT_TRUE(writer->ValidatePasscode(nullptr));
             auto channel = writer->GetChannelReference(c);
             ASSERT_NE(channel, nullptr);
@@ -248,8 +315,8 @@ TEST_F(ChannelOnSimulator, UpdateInfoReadsBackTheSameThroughAFreshInstrument) {
             channel->ProbeLock(c == 1);
             channel->RJCType(junction);
             channel->RJCTemperature(12.5);
-            for (const auto& [name, value] : ChosenValues(setup.type)) {
-                SetProbeValue(*channel->Probe(), setup.type, name, value);
+            for (size_t at = 0; at < chosen.size(); ++at) {
+                Coefficient(*channel->Probe(), setup.type, at, chosen[at].second);
             }
             if (setup.type == kConvITS90Subrange5) {
                 // Written although the query never reads them back.
@@ -279,13 +346,15 @@ TEST_F(ChannelOnSimulator, UpdateInfoReadsBackTheSameThroughAFreshInstrument) {
             EXPECT_EQ(fresh->MINOP(), -20);
             EXPECT_EQ(fresh->MAXOP(), 450);
             EXPECT_EQ(fresh->ProbeLock(), c == 1);
-            for (const auto& [name, value] : ChosenValues(setup.type)) {
-                EXPECT_DOUBLE_EQ(ProbeValue(read, setup.type, name), value) << name;
-                EXPECT_DOUBLE_EQ(ProbeValue(written, setup.type, name), value) << name;
+            for (size_t at = 0; at < chosen.size(); ++at) {
+                EXPECT_DOUBLE_EQ(Coefficient(read, setup.type, at), chosen[at].second)
+                    << chosen[at].first;
+                EXPECT_DOUBLE_EQ(Coefficient(written, setup.type, at), chosen[at].second)
+                    << chosen[at].first;
             }
+            const sim::InstrumentState state = target->State();
+            const auto& params = state.channels[static_cast<size_t>(c - 1)].probe.params;
             if (setup.type == kConvITS90Subrange5) {
-                const sim::InstrumentState state = target->State();
-                const auto& params = state.channels[static_cast<size_t>(c - 1)].probe.params;
                 EXPECT_DOUBLE_EQ(params.at("A"), 1.5e-5);
                 EXPECT_DOUBLE_EQ(params.at("C"), 4.5e-5);
             }
@@ -293,8 +362,6 @@ TEST_F(ChannelOnSimulator, UpdateInfoReadsBackTheSameThroughAFreshInstrument) {
                 EXPECT_EQ(read.ActiveConversion().TCType(), setup.tc);
                 EXPECT_EQ(fresh->RJCType(), junction);
                 EXPECT_DOUBLE_EQ(fresh->RJCTemperature(), 12.5);
-                const sim::InstrumentState state = target->State();
-                const auto& params = state.channels[static_cast<size_t>(c - 1)].probe.params;
                 if (junction == 1) {
                     // The internal junction's fixed characteristic went out as well.
                     ASSERT_EQ(params.count("B1"), 1u);
@@ -305,22 +372,6 @@ TEST_F(ChannelOnSimulator, UpdateInfoReadsBackTheSameThroughAFreshInstrument) {
         }
     }
     EXPECT_EQ(ErrorBoxes(), std::vector<std::string>{});
-}
-
-TEST_F(ChannelOnSimulator, ProtectedWriteWithoutPasscodeFailsAndLeavesTheInstrumentAsItWas) {
-    auto writer = Open();
-    auto channel = writer->GetChannelReference(1);
-    ASSERT_NE(channel, nullptr);
-    ASSERT_TRUE(channel->QueryInfo());
-    const std::string before = target->State().channels[0].probe.serial;
-    channel->Probe()->Serial("NOPASS");
-    EXPECT_FALSE(channel->UpdateInfo());
-    EXPECT_EQ(target->State().channels[0].probe.serial, before);
-    ASSERT_FALSE(ErrorBoxes().empty());
-    EXPECT_EQ(host->ui.boxes.back().prompt, "Failed to successfully update 'Probe serial number'.");
-    // The channel stays usable.
-    EXPECT_TRUE(channel->QueryInfo());
-    EXPECT_EQ(channel->Probe()->Serial(), before);
 }
 
 }  // namespace
