@@ -8,6 +8,7 @@
 
 #include "components/probes/Probe.h"
 #include "tests/testsupport/Fakes.h"
+#include "tests/testsupport/Raised.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
 #include "vesk4710/core/CVesk4710.h"
 #include "vesk4710/modules/CVesk4710Card.h"
@@ -19,16 +20,10 @@ namespace {
 using test::FakeHost;
 using K = MemberKind;
 
-// Calls and returns the AutomationError raised (a failure when none is).
+// The error a late-bound call raises.
 AutomationError Raised(IDispatchable& target, const std::string& name, K kind,
-                        std::vector<Variant> args) {
-    try {
-        target.Invoke(name, kind, args);
-    } catch (const AutomationError& e) {
-        return e;
-    }
-    ADD_FAILURE() << name << " raised nothing";
-    return AutomationError(0, "");
+                       std::vector<Variant> args) {
+    return test::Raised([&] { target.Invoke(name, kind, args); });
 }
 
 class DispatchTest : public ::testing::Test {

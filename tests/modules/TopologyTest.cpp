@@ -215,8 +215,7 @@ TEST_F(ChannelInfoTest, FailuresCancelAndModelRefusalAreReported) {
 
     comm().Fail(SET_NUM_CHANNELS, Broken());
     comm().ReplyAlways(SET_IDENTIFICATION, "Vesk,4710,A1,1.0");
-    EXPECT_EQ(Raised([&] { unit->QueryChannelInfo(); }).Source(),
-              "CVesk4710 - QueryChannelInfo");
+    EXPECT_EQ(Raised([&] { unit->QueryChannelInfo(); }).Source(), "CVesk4710 - QueryChannelInfo");
 }
 
 }  // namespace
