@@ -8,7 +8,7 @@
 namespace vesk::python {
 
 void RegisterCardAndChannel(py::module_& m) {
-    const auto guard = py::call_guard<RaiseKept>();
+    const auto guard = LibraryCall();
     {
         using C = CVesk4710Card;
         auto cls = ClassOf<C, IDispatchable>(m, "CVesk4710Card");
@@ -26,7 +26,8 @@ void RegisterCardAndChannel(py::module_& m) {
             .def_property_readonly(
                 "ModuleType",
                 [](const C& c) {
-                    return EnumToPython(static_cast<E4710ModuleType>(c.ModuleType()));
+                    return EnumToPython(
+                        static_cast<E4710ModuleType>(RunInLibrary([&] { return c.ModuleType(); })));
                 },
                 "Kind of module (E4710ModuleType).")
             .def("SetModuleNumber", &C::SetModuleNumber, py::arg("value"),
@@ -41,7 +42,9 @@ void RegisterCardAndChannel(py::module_& m) {
                  guard)
             .def("__repr__", [](const C& c) {
                 return "<CVesk4710Card " + std::to_string(c.ModuleNumber()) + " " +
-                       std::string(py::repr(py::cast(c.ModuleName()))) + ">";
+                       std::string(
+                           py::repr(py::cast(RunInLibrary([&] { return c.ModuleName(); })))) +
+                       ">";
             });
     }
     {
@@ -50,9 +53,7 @@ void RegisterCardAndChannel(py::module_& m) {
         cls.def(py::init([] { return C::Create(DefaultSessionHost()); }),
                 "A channel on its own, not part of an instrument (an instrument's channels "
                 "come from GetChannelReference or a module's Channels).")
-            .def_property(
-                "CalDate", [](const C& c) { return DateOnly(c.CalDate()); },
-                [](C& c, Date v) { c.CalDate(v); }, "The probe's calibration date (datetime.date).")
+            .VESK_RW_DATE(CalDate, "The probe's calibration date (datetime.date).")
             .VESK_RW(Enabled, "Whether the channel is switched on.")
             .def("SetModule", &C::SetModule, py::arg("module"),
                  "Sets the module this channel belongs to (kept as a weak reference).", guard)
@@ -63,11 +64,7 @@ void RegisterCardAndChannel(py::module_& m) {
             .VESK_RO(Registry, "The per-user settings object, or None.")
             .VESK_RW(ProbeLock, "Whether the probe settings are locked on the instrument.")
             .VESK_RW(Resolution, "Decimal places of the channel's readings.")
-            .def_property(
-                "RJCType",
-                [](const C& c) { return EnumToPython(static_cast<E4710RJCType>(c.RJCType())); },
-                [](C& c, int32_t v) { c.RJCType(v); },
-                "Reference-junction compensation (E4710RJCType).")
+            .VESK_RW_ENUM(RJCType, E4710RJCType, "Reference-junction compensation (E4710RJCType).")
             .VESK_RW(RJCTemperature, "External reference-junction temperature.")
             .VESK_RW(RJCTemperatureFormat, "Number format of RJCTemperature.")
             .VESK_RW(Changed, "Whether a setting of the channel changed.")
@@ -86,10 +83,7 @@ void RegisterCardAndChannel(py::module_& m) {
             .def("SetActualChannel", &C::SetActualChannel, py::arg("value"),
                  "Sets the instrument-wide channel number.", guard)
             .VESK_RO(Probe, "The channel's probe (Probe).")
-            .def_property(
-                "ProbeType",
-                [](const C& c) { return EnumToPython(static_cast<EProbeType>(c.ProbeType())); },
-                [](C& c, int32_t v) { c.ProbeType(v); }, "Kind of probe (EProbeType).")
+            .VESK_RW_ENUM(ProbeType, EProbeType, "Kind of probe (EProbeType).")
             .VESK_RO(MaxSerialLength, "Longest probe serial number.")
             .def("Edit", &C::Edit, "Opens the channel dialog (needs a toolkit that shows it).",
                  guard)
@@ -142,7 +136,8 @@ void RegisterCardAndChannel(py::module_& m) {
             .def("UpdateResolution", &C::UpdateResolution, "Writes the resolution.", guard)
             .def("UpdateCalDate", &C::UpdateCalDate, "Writes the calibration date.", guard)
             .def("__repr__", [](const C& c) {
-                return "<CVesk4710Channel " + std::to_string(c.ActualChannel()) + ">";
+                return "<CVesk4710Channel " +
+                       std::to_string(RunInLibrary([&] { return c.ActualChannel(); })) + ">";
             });
     }
 }

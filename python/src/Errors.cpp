@@ -10,7 +10,7 @@ namespace {
 
 // Held for the life of the process: nothing may be released after the interpreter is gone.
 PyObject* g_errorClass = nullptr;
-py::error_already_set* g_kept = nullptr;
+thread_local py::error_already_set* g_kept = nullptr;
 
 // Sets the kept error as the current Python error; false when none is kept.
 bool RestoreKept() {
@@ -68,6 +68,12 @@ void KeepPythonError() {
 
 bool PythonErrorKept() {
     return g_kept != nullptr;
+}
+
+LibraryLock::LibraryLock() {
+    // Never released: a thread may still be inside the library at exit.
+    static auto* library = new std::recursive_mutex;
+    held = std::unique_lock(*library);
 }
 
 RaiseKept::RaiseKept() : unwinding(std::uncaught_exceptions()) {}

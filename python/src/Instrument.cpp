@@ -40,7 +40,7 @@ IGridControl& GridOr(C& self, const std::shared_ptr<CalibrationGrid>& grid) {
 }  // namespace
 
 void RegisterInstrument(py::module_& m) {
-    const auto guard = py::call_guard<RaiseKept>();
+    const auto guard = LibraryCall();
     py::class_<DownloadResult>(m, "DownloadResult", "What a download wrote.")
         .def_property_readonly(
             "outcome", [](const DownloadResult& r) { return OutcomeName(r.outcome); },
@@ -153,10 +153,7 @@ void RegisterInstrument(py::module_& m) {
         .VESK_RW(ProtectCalParams, "Whether calibration parameters are passcode protected.")
         .VESK_RW(PasscodeState, "Passcode protection of the settings (E4710PasscodeState).")
         .VESK_RW(ConvPasscodeState, "Passcode protection of conversions (E4710PasscodeState).")
-        .def_property(
-            "CalDate", [](const C& c) { return DateOnly(c.CalDate()); },
-            [](C& c, Date v) { c.CalDate(v); },
-            "The instrument's calibration date (datetime.date).")
+        .VESK_RW_DATE(CalDate, "The instrument's calibration date (datetime.date).")
         .VESK_RW(CalParamPasscodeState,
                  "Passcode protection of calibration parameters (E4710PasscodeState).")
         .VESK_RW(LogSessionInterval, "Interval of the logging session.")
@@ -198,7 +195,7 @@ void RegisterInstrument(py::module_& m) {
             [](C& c) {
                 std::string label;
                 const bool ok = c.QueryLoggingLabel(label);
-                return py::make_tuple(ok, label);
+                return std::make_tuple(ok, label);
             },
             "Reads the current logging label; returns (ok, label).", guard)
         .def(
@@ -245,7 +242,7 @@ void RegisterInstrument(py::module_& m) {
                 auto lines = c.GetHost().CreateTextSplitter();
                 auto fields = c.GetHost().CreateTextSplitter();
                 const bool ok = c.DownloadLog(*lines, *fields, log, opt, &labelnum, resol, &prompt);
-                return py::make_tuple(ok, labelnum, prompt);
+                return std::make_tuple(ok, labelnum, prompt);
             },
             py::arg("awkParserLines") = py::none(), py::arg("awkParserFields") = py::none(),
             py::arg("log") = DOWNLOAD_DEMAND_LOG, py::arg("opt") = DOWNLOAD_SINGLE_FILE,
@@ -278,7 +275,10 @@ void RegisterInstrument(py::module_& m) {
              "The channel with instrument-wide number chn (1-based), or None.", guard)
         .def_property_readonly(
             "Communications",
-            [](const C& c) { return FromVariant(dispatch::Wrap(c.Communications())); },
+            [](const C& c) {
+                return FromVariant(
+                    RunInLibrary([&] { return dispatch::Wrap(c.Communications()); }));
+            },
             "The session's communications object (opaque), or None.");
 
     // Operations outside the automation interface that scripts need.
@@ -301,7 +301,8 @@ void RegisterInstrument(py::module_& m) {
         .def("QueryNumModules", &C::QueryNumModules,
              "Reads the module count and builds the modules with their channels.", guard)
         .def("QueryNumChannels", &C::QueryNumChannels, "Reads the channel count.", guard)
-        .def_property_readonly("ModuleList", &C::ModuleList, "The module list text as last read.")
+        .def_property_readonly("ModuleList", InLibraryCall(&C::ModuleList),
+                               "The module list text as last read.")
         .def("QueryCalibrationDate", &C::QueryCalibrationDate, "Reads the calibration date.", guard)
         .def("UpdateCalibrationDate", &C::UpdateCalibrationDate, "Writes the calibration date.",
              guard)
@@ -343,8 +344,10 @@ void RegisterInstrument(py::module_& m) {
             "naming the files written, and raises AutomationError on failure.",
             guard)
         .def("__repr__", [](const C& c) {
-            return "<CVesk4710 model=" + std::string(py::repr(py::cast(c.Model()))) +
-                   " serial=" + std::string(py::repr(py::cast(c.Serial()))) + ">";
+            const auto [model, serial] =
+                RunInLibrary([&] { return std::make_pair(c.Model(), c.Serial()); });
+            return "<CVesk4710 model=" + std::string(py::repr(py::cast(model))) +
+                   " serial=" + std::string(py::repr(py::cast(serial))) + ">";
         });
 }
 

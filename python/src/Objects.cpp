@@ -55,7 +55,11 @@ py::object Invoke(IDispatchable& self, const std::string& name, MemberKind kind,
     for (py::handle a : args) {
         values.push_back(ToVariant(a));
     }
-    const Variant result = self.Invoke(name, kind, values);
+    Variant result;
+    {
+        InLibrary in;  // as for the members called by name
+        result = self.Invoke(name, kind, values);
+    }
     py::object out = FromVariant(result);
     if (!byref) {
         return out;
@@ -233,14 +237,17 @@ void RegisterObjects(py::module_& m) {
 
     py::class_<IRegistry, std::shared_ptr<IRegistry>>(
         m, "Registry", "Per-user settings: named values and dialog form state.")
-        .def("ReadValue", &IRegistry::ReadValue, py::arg("name"), py::arg("section") = 0,
-             py::arg("rootKey") = kHKeyCurrentUser, py::arg("defaultValue") = "",
-             py::arg("subkey") = "", "A value, or defaultValue when it is not set.")
-        .def("WriteValue", &IRegistry::WriteValue, py::arg("name"), py::arg("section"),
-             py::arg("rootKey"), py::arg("value"), py::arg("subkey") = "", "Stores a value.")
+        .def("ReadValue", InLibraryCall(&IRegistry::ReadValue), py::arg("name"),
+             py::arg("section") = 0, py::arg("rootKey") = kHKeyCurrentUser,
+             py::arg("defaultValue") = "", py::arg("subkey") = "",
+             "A value, or defaultValue when it is not set.")
+        .def("WriteValue", InLibraryCall(&IRegistry::WriteValue), py::arg("name"),
+             py::arg("section"), py::arg("rootKey"), py::arg("value"), py::arg("subkey") = "",
+             "Stores a value.")
         .def(
             "get",
             [](IRegistry& r, const std::string& name, const std::string& defaultValue) {
+                InLibrary in;
                 return r.ReadValue(name, 0, kHKeyCurrentUser, defaultValue);
             },
             py::arg("name"), py::arg("default") = "",
@@ -248,6 +255,7 @@ void RegisterObjects(py::module_& m) {
         .def(
             "set",
             [](IRegistry& r, const std::string& name, const std::string& value) {
+                InLibrary in;
                 r.WriteValue(name, 0, kHKeyCurrentUser, value);
             },
             py::arg("name"), py::arg("value"), "Stores a value of the current user's settings.");
@@ -255,67 +263,91 @@ void RegisterObjects(py::module_& m) {
     py::class_<IConversionRange, std::shared_ptr<IConversionRange>>(
         m, "ConversionRange", "The coefficients of one range of a two-range conversion.")
         .def("Coefficients",
-             py::overload_cast<int32_t>(&IConversionRange::Coefficients, py::const_),
+             InLibraryCall(py::overload_cast<int32_t>(&IConversionRange::Coefficients, py::const_)),
              py::arg("index"), "Coefficient number index.")
-        .def("SetCoefficients", py::overload_cast<int32_t, double>(&IConversionRange::Coefficients),
+        .def("SetCoefficients",
+             InLibraryCall(py::overload_cast<int32_t, double>(&IConversionRange::Coefficients)),
              py::arg("index"), py::arg("value"), "Sets coefficient number index.")
-        .def_property_readonly("NumCoefficients", &IConversionRange::NumCoefficients,
+        .def_property_readonly("NumCoefficients", InLibraryCall(&IConversionRange::NumCoefficients),
                                "Number of coefficients.")
-        .def_property("ValueFormat",
-                      py::overload_cast<>(&IConversionRange::ValueFormat, py::const_),
-                      py::overload_cast<const std::string&>(&IConversionRange::ValueFormat),
-                      "Number format of the coefficients.")
-        .def_property("Range", py::overload_cast<>(&IConversionRange::Range, py::const_),
-                      py::overload_cast<int32_t>(&IConversionRange::Range), "Selected range.")
-        .def_property("MinRange", py::overload_cast<>(&IConversionRange::MinRange, py::const_),
-                      py::overload_cast<int32_t>(&IConversionRange::MinRange), "Lowest range.")
-        .def_property("MaxRange", py::overload_cast<>(&IConversionRange::MaxRange, py::const_),
-                      py::overload_cast<int32_t>(&IConversionRange::MaxRange), "Highest range.");
+        .def_property(
+            "ValueFormat",
+            InLibraryCall(py::overload_cast<>(&IConversionRange::ValueFormat, py::const_)),
+            InLibraryCall(py::overload_cast<const std::string&>(&IConversionRange::ValueFormat)),
+            "Number format of the coefficients.")
+        .def_property(
+            "Range", InLibraryCall(py::overload_cast<>(&IConversionRange::Range, py::const_)),
+            InLibraryCall(py::overload_cast<int32_t>(&IConversionRange::Range)), "Selected range.")
+        .def_property(
+            "MinRange", InLibraryCall(py::overload_cast<>(&IConversionRange::MinRange, py::const_)),
+            InLibraryCall(py::overload_cast<int32_t>(&IConversionRange::MinRange)), "Lowest range.")
+        .def_property("MaxRange",
+                      InLibraryCall(py::overload_cast<>(&IConversionRange::MaxRange, py::const_)),
+                      InLibraryCall(py::overload_cast<int32_t>(&IConversionRange::MaxRange)),
+                      "Highest range.");
 
     py::class_<IConversion, std::shared_ptr<IConversion>>(
         m, "Conversion", "A probe's coefficient set for one conversion type.")
-        .def("Coefficients", py::overload_cast<int32_t>(&IConversion::Coefficients, py::const_),
+        .def("Coefficients",
+             InLibraryCall(py::overload_cast<int32_t>(&IConversion::Coefficients, py::const_)),
              py::arg("index"), "Coefficient number index.")
-        .def("SetCoefficients", py::overload_cast<int32_t, double>(&IConversion::Coefficients),
+        .def("SetCoefficients",
+             InLibraryCall(py::overload_cast<int32_t, double>(&IConversion::Coefficients)),
              py::arg("index"), py::arg("value"), "Sets coefficient number index.")
-        .def_property_readonly("NumCoefficients", &IConversion::NumCoefficients,
+        .def_property_readonly("NumCoefficients", InLibraryCall(&IConversion::NumCoefficients),
                                "Number of coefficients.")
-        .def_property("ValueFormat", py::overload_cast<>(&IConversion::ValueFormat, py::const_),
-                      py::overload_cast<const std::string&>(&IConversion::ValueFormat),
-                      "Number format of the coefficients.")
-        .def_property("UsePolynomial", py::overload_cast<>(&IConversion::UsePolynomial, py::const_),
-                      py::overload_cast<bool>(&IConversion::UsePolynomial),
+        .def_property(
+            "ValueFormat",
+            InLibraryCall(py::overload_cast<>(&IConversion::ValueFormat, py::const_)),
+            InLibraryCall(py::overload_cast<const std::string&>(&IConversion::ValueFormat)),
+            "Number format of the coefficients.")
+        .def_property("UsePolynomial",
+                      InLibraryCall(py::overload_cast<>(&IConversion::UsePolynomial, py::const_)),
+                      InLibraryCall(py::overload_cast<bool>(&IConversion::UsePolynomial)),
                       "Whether the polynomial form is used.")
-        .def_property("RTPW", py::overload_cast<>(&IConversion::RTPW, py::const_),
-                      py::overload_cast<double>(&IConversion::RTPW),
+        .def_property("RTPW", InLibraryCall(py::overload_cast<>(&IConversion::RTPW, py::const_)),
+                      InLibraryCall(py::overload_cast<double>(&IConversion::RTPW)),
                       "Resistance at the triple point of water, ohms.")
-        .def_property("TCType", py::overload_cast<>(&IConversion::TCType, py::const_),
-                      py::overload_cast<int32_t>(&IConversion::TCType), "Thermocouple type index.")
+        .def_property("TCType",
+                      InLibraryCall(py::overload_cast<>(&IConversion::TCType, py::const_)),
+                      InLibraryCall(py::overload_cast<int32_t>(&IConversion::TCType)),
+                      "Thermocouple type index.")
         .def(
             "LowRange",
-            [](const std::shared_ptr<IConversion>& c) { return PartOf(c, c->LowRange()); },
+            [](const std::shared_ptr<IConversion>& c) {
+                InLibrary in;
+                return PartOf(c, c->LowRange());
+            },
             "The low range's coefficients.")
         .def(
             "HighRange",
-            [](const std::shared_ptr<IConversion>& c) { return PartOf(c, c->HighRange()); },
+            [](const std::shared_ptr<IConversion>& c) {
+                InLibrary in;
+                return PartOf(c, c->HighRange());
+            },
             "The high range's coefficients.");
 
     py::class_<IProbe, std::shared_ptr<IProbe>>(
         m, "Probe", "The probe of a channel: serial number, conversion type and coefficients.")
-        .def_property("Serial", py::overload_cast<>(&IProbe::Serial, py::const_),
-                      py::overload_cast<const std::string&>(&IProbe::Serial),
+        .def_property("Serial", InLibraryCall(py::overload_cast<>(&IProbe::Serial, py::const_)),
+                      InLibraryCall(py::overload_cast<const std::string&>(&IProbe::Serial)),
                       "Probe serial number.")
-        .def_property("ConversionType", py::overload_cast<>(&IProbe::ConversionType, py::const_),
-                      py::overload_cast<int32_t>(&IProbe::ConversionType),
+        .def_property("ConversionType",
+                      InLibraryCall(py::overload_cast<>(&IProbe::ConversionType, py::const_)),
+                      InLibraryCall(py::overload_cast<int32_t>(&IProbe::ConversionType)),
                       "Conversion type number (-1 to 20).")
-        .def_property("Changed", py::overload_cast<>(&IProbe::Changed, py::const_),
-                      py::overload_cast<bool>(&IProbe::Changed), "Whether the probe changed.")
-        .def_property("FilePath", py::overload_cast<>(&IProbe::FilePath, py::const_),
-                      py::overload_cast<const std::string&>(&IProbe::FilePath),
+        .def_property("Changed", InLibraryCall(py::overload_cast<>(&IProbe::Changed, py::const_)),
+                      InLibraryCall(py::overload_cast<bool>(&IProbe::Changed)),
+                      "Whether the probe changed.")
+        .def_property("FilePath", InLibraryCall(py::overload_cast<>(&IProbe::FilePath, py::const_)),
+                      InLibraryCall(py::overload_cast<const std::string&>(&IProbe::FilePath)),
                       "Folder of the probe's files.")
         .def(
             "ActiveConversion",
-            [](const std::shared_ptr<IProbe>& p) { return PartOf(p, p->ActiveConversion()); },
+            [](const std::shared_ptr<IProbe>& p) {
+                InLibrary in;
+                return PartOf(p, p->ActiveConversion());
+            },
             "The coefficient set of the current conversion type.")
         .def(
             "ConversionOf",
@@ -323,6 +355,7 @@ void RegisterObjects(py::module_& m) {
                 if (type < -1 || type > 20) {
                     throw AutomationError::Runtime(kErrSubscriptOutOfRange);
                 }
+                InLibrary in;
                 return PartOf(p, p->ConversionOf(type));
             },
             py::arg("type"), "The coefficient set kept for one conversion type (-1 to 20).");
@@ -333,29 +366,41 @@ void RegisterObjects(py::module_& m) {
         "adjustment point.")
         .def(py::init<>(), "A grid laid out for calibration parameters.")
         .def_property_readonly(
-            "Rows", [](const CalibrationGrid& g) { return g.Rows(); }, "Number of rows.")
+            "Rows", [](const CalibrationGrid& g) { return RunInLibrary([&] { return g.Rows(); }); },
+            "Number of rows.")
         .def_property_readonly(
-            "Cols", [](const CalibrationGrid& g) { return g.Cols(); }, "Number of columns.")
+            "Cols", [](const CalibrationGrid& g) { return RunInLibrary([&] { return g.Cols(); }); },
+            "Number of columns.")
         .def(
             "TextMatrix",
             [](const CalibrationGrid& g, int32_t row, int32_t col) {
-                return g.TextMatrix(row, col);
+                return RunInLibrary([&] { return g.TextMatrix(row, col); });
             },
             py::arg("row"), py::arg("col"), "The text of one cell (0-based).")
         .def(
             "SetTextMatrix",
             [](CalibrationGrid& g, int32_t row, int32_t col, const std::string& text) {
+                InLibrary in;
                 g.TextMatrix(row, col, text);
             },
             py::arg("row"), py::arg("col"), py::arg("text"), "Sets the text of one cell.")
         .def(
             "cells",
             [](const CalibrationGrid& g) {
+                const auto cells = RunInLibrary([&] {
+                    std::vector<std::vector<std::string>> all(g.Rows());
+                    for (int32_t r = 0; r < g.Rows(); ++r) {
+                        for (int32_t c = 0; c < g.Cols(); ++c) {
+                            all[r].push_back(g.TextMatrix(r, c));
+                        }
+                    }
+                    return all;
+                });
                 py::list rows;
-                for (int32_t r = 0; r < g.Rows(); ++r) {
+                for (const auto& cellsOfRow : cells) {
                     py::list row;
-                    for (int32_t c = 0; c < g.Cols(); ++c) {
-                        row.append(py::cast(g.TextMatrix(r, c)));
+                    for (const std::string& text : cellsOfRow) {
+                        row.append(py::cast(text));
                     }
                     rows.append(row);
                 }

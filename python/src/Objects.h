@@ -25,26 +25,54 @@ py::list ListItems(const ListBox& list);
 
 // The entries a filler writes into a fresh list. A filler that answers false has reported
 // its failure already: None then.
+// Fillers run as library calls (without the GIL); the list is built with it.
 template <class F>
 auto FilledList(F&& fill) {
     auto list = ListBox::Create();
     if constexpr (std::is_void_v<std::invoke_result_t<F&, ListBox&>>) {
         fill(*list);
+        py::gil_scoped_acquire gil;
         return ListItems(*list);
     } else {
-        return fill(*list) ? py::object(ListItems(*list)) : py::object(py::none());
+        const bool filled = fill(*list);
+        py::gil_scoped_acquire gil;
+        return filled ? py::object(ListItems(*list)) : py::object(py::none());
     }
 }
 
 // Property accessors by name for the class C in scope; the setter takes what the getter
 // gives.
-#define VESK_RW(Name, doc)                          \
-    def_property(                                   \
-        #Name, [](const C& c) { return c.Name(); }, \
-        [](C& c, decltype(std::declval<const C&>().Name()) v) { c.Name(std::move(v)); }, doc)
+#define VESK_RW(Name, doc)                                                        \
+    def_property(                                                                 \
+        #Name, [](const C& c) { return RunInLibrary([&] { return c.Name(); }); }, \
+        [](C& c, decltype(std::declval<const C&>().Name()) v) {                   \
+            InLibrary in;                                                         \
+            c.Name(std::move(v));                                                 \
+        },                                                                        \
+        doc)
 #define VESK_RO(Name, doc) \
     def_property_readonly( \
-        #Name, [](const C& c) { return c.Name(); }, doc)
+        #Name, [](const C& c) { return RunInLibrary([&] { return c.Name(); }); }, doc)
+// A date property as datetime.date; an int property with named values as its IntEnum E.
+#define VESK_RW_DATE(Name, doc)                                                             \
+    def_property(                                                                           \
+        #Name, [](const C& c) { return DateOnly(RunInLibrary([&] { return c.Name(); })); }, \
+        [](C& c, Date v) {                                                                  \
+            InLibrary in;                                                                   \
+            c.Name(v);                                                                      \
+        },                                                                                  \
+        doc)
+#define VESK_RW_ENUM(Name, E, doc)                                                       \
+    def_property(                                                                        \
+        #Name,                                                                           \
+        [](const C& c) {                                                                 \
+            return EnumToPython(static_cast<E>(RunInLibrary([&] { return c.Name(); }))); \
+        },                                                                               \
+        [](C& c, int32_t v) {                                                            \
+            InLibrary in;                                                                \
+            c.Name(v);                                                                   \
+        },                                                                               \
+        doc)
 
 // The python class registered for C, for adding members after all classes exist.
 template <class C, class... Bases>

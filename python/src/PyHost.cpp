@@ -37,6 +37,7 @@ py::object Hook(const py::object& callable) {
 }
 
 void KeepTypeError(const char* text) {
+    py::gil_scoped_acquire gil;
     PyErr_SetString(PyExc_TypeError, text);
     KeepPythonError();
 }
@@ -44,6 +45,12 @@ void KeepTypeError(const char* text) {
 class PyProgress : public IProgress {
   public:
     explicit PyProgress(py::object callback) : callback_(std::move(callback)) {}
+    ~PyProgress() override {
+        py::gil_scoped_acquire gil;
+        callback_ = py::object();
+    }
+    PyProgress(const PyProgress&) = delete;
+    PyProgress& operator=(const PyProgress&) = delete;
 
     void SetOwner(IForm*, bool) override {}
     void StartPhase(const std::string& text, double stepPercent) override {
@@ -72,6 +79,7 @@ class PyProgress : public IProgress {
   private:
     // A callback answering False cancels the operation.
     void Report() {
+        py::gil_scoped_acquire gil;
         py::object answer = CallHook(callback_, py::make_tuple(text_, percent_));
         if (PythonErrorKept() || (answer.is(py::bool_(false)))) {
             cancelled_ = true;
@@ -100,6 +108,7 @@ class PyUi : public IUiServices {
             return (style & 7) == kMbYesNo ? kAnsNo : kAnsOk;
         }
         if (message_) {
+            py::gil_scoped_acquire gil;
             py::object answer = CallHook(message_, py::make_tuple(prompt, style, caption));
             if (PythonErrorKept()) {
                 return (style & 7) == kMbYesNo ? kAnsNo : kAnsOk;
@@ -140,6 +149,7 @@ class PyUi : public IUiServices {
         if (!passcode_) {
             return base_->PromptPasscode(owner);
         }
+        py::gil_scoped_acquire gil;
         py::object answer = CallHook(passcode_, py::make_tuple());
         if (answer.is_none()) {
             return {};
@@ -152,6 +162,7 @@ class PyUi : public IUiServices {
     }
     std::unique_ptr<IProgress> CreateProgress() override {
         if (progress_) {
+            py::gil_scoped_acquire gil;
             return std::make_unique<PyProgress>(progress_);
         }
         return base_->CreateProgress();
@@ -163,8 +174,11 @@ class PyUi : public IUiServices {
   private:
     // Ctrl-C (or any signal handler raising) is kept and ends the operation in progress.
     void CheckSignals() {
-        if (PyErr_CheckSignals() != 0) {
-            KeepPythonError();
+        {
+            py::gil_scoped_acquire gil;
+            if (PyErr_CheckSignals() != 0) {
+                KeepPythonError();
+            }
         }
         if (PythonErrorKept()) {
             throw KeptPythonError();

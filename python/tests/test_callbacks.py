@@ -1,5 +1,9 @@
 """Python's own progress, passcode and message handling."""
 
+import socket
+import threading
+import time
+
 import pytest
 
 import vesk4710
@@ -83,3 +87,64 @@ class TestInterrupt:
             inst.Interval = before
             assert inst.UpdateInterval()
         assert isinstance(inst.QueryMeasurement(1), float)
+
+
+class TestThreads:
+    @pytest.mark.parametrize("by_name", [False, True])
+    def test_a_call_waiting_on_the_instrument_lets_other_threads_run(self, connect, by_name):
+        # A listener that never answers: the request waits out its whole time-out.
+        with socket.socket() as silent:
+            silent.bind(("127.0.0.1", 0))
+            silent.listen()
+            inst = connect(device="tcp://127.0.0.1:%d" % silent.getsockname()[1], timeout_ms=2500)
+            entering = threading.Event()
+            errors = []
+
+            def query():
+                entering.set()
+                try:
+                    inst.invoke("QueryUnits") if by_name else inst.QueryUnits()
+                except vesk4710.AutomationError as e:
+                    errors.append(e)
+
+            waiting = threading.Thread(target=query)
+            started = time.monotonic()
+            waiting.start()
+            entering.wait()
+            time.sleep(0.2)
+            ran = time.monotonic() - started
+            still_waiting = waiting.is_alive()
+            waiting.join()
+        assert ran < 1.2 and still_waiting, "the waiting call held every other thread up"
+        assert len(errors) == 1 and "did not reply" in errors[0].description
+
+    def test_threads_sharing_one_instrument_take_turns(self, connect):
+        progress_threads = set()
+        inst = connect(progress=lambda text, percent: progress_threads.add(threading.get_ident()))
+        assert inst.QueryInfo()
+        failures = []
+
+        def querying():
+            try:
+                for _ in range(15):
+                    assert inst.QueryInfo()
+            except Exception as e:  # noqa: BLE001  (reported below)
+                failures.append(e)
+
+        def reading():
+            try:
+                for _ in range(150):
+                    assert inst.Model == "4710" and inst.NumChannels == 2
+                    assert isinstance(inst.QueryMeasurement(1), float)
+                    assert inst.GetChannelReference(1).Probe.Serial == "S1001"
+            except Exception as e:  # noqa: BLE001
+                failures.append(e)
+
+        threads = [threading.Thread(target=t) for t in (querying, reading, reading)]
+        for t in threads:
+            t.start()
+        for t in threads:
+            t.join(timeout=120)
+        assert not any(t.is_alive() for t in threads), "a thread never finished"
+        assert failures == []
+        assert threading.get_ident() in progress_threads and len(progress_threads) == 2
