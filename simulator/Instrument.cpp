@@ -17,6 +17,7 @@
 #include "components/comm/Protocol.h"
 #include "simulator/ProbeModel.h"
 #include "vesk4710/support/AutomationError.h"
+#include "vesk4710/support/modStrings.h"
 
 namespace vesk::sim {
 
@@ -137,17 +138,6 @@ bool ValidLabel(std::string_view text) {
            std::all_of(text.begin(), text.end(), [](char c) {
                return (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == ' ' || c == '_';
            });
-}
-
-std::optional<uint32_t> LeadingTag(std::string_view line) {
-    size_t space = line.find(' ');
-    uint32_t tag = 0;
-    auto [end, ec] = std::from_chars(line.data(), line.data() + line.size(), tag);
-    if (ec != std::errc() || space == std::string_view::npos || end != line.data() + space ||
-        tag == 0 || tag > comm::kMaxTag) {
-        return std::nullopt;
-    }
-    return tag;
 }
 
 // Bytes no reply can hold, as line noise on a serial cable gives.
@@ -573,7 +563,7 @@ Exchange Instrument::Handle(std::string_view line) {
     Exchange exchange;
     std::string parseError;
     auto command = comm::ParseCommandLine(line, &parseError);
-    std::optional<uint32_t> tag = command ? command->tag : LeadingTag(line);
+    std::optional<uint32_t> tag = command ? command->tag : comm::LeadingTag(line);
     const comm::SettingCommand* setting = command ? comm::FindMnemonic(command->mnemonic) : nullptr;
     std::optional<Fault> fault = TakeFault(setting ? setting->id : -1);
     if (fault) {
@@ -806,13 +796,7 @@ std::vector<std::string> Instrument::Dispatch(int32_t id, const Args& args, doub
             std::vector<int32_t> channels;
             while (!inner.empty()) {
                 size_t comma = inner.find(',');
-                std::string_view item = inner.substr(0, comma);
-                while (!item.empty() && item.front() == ' ') {
-                    item.remove_prefix(1);
-                }
-                while (!item.empty() && item.back() == ' ') {
-                    item.remove_suffix(1);
-                }
+                std::string_view item = TrimSpaces(inner.substr(0, comma));
                 auto n = StrictInt(item);
                 if (!n || *n < 1 || *n > static_cast<int32_t>(state_.channels.size()) ||
                     std::find(channels.begin(), channels.end(), *n) != channels.end()) {

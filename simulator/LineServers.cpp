@@ -19,6 +19,8 @@
 #include <stdexcept>
 #include <vector>
 
+#include "components/comm/Protocol.h"
+
 namespace vesk::sim {
 
 // A pipe that wakes every wait of a server when it is stopped.
@@ -94,7 +96,7 @@ Served ServeLines(Instrument& instrument, std::string& buffer, int fd, const Sto
     while (true) {
         size_t end = buffer.find_first_of("\r\n");
         if (end == std::string::npos) {
-            if (buffer.size() > 65536) {
+            if (buffer.size() > comm::kMaxLineLength) {
                 buffer.clear();  // noise without an end is no command
             }
             return Served::kMore;

@@ -125,15 +125,9 @@ void RunSet(Session& s, const Output& out, const CalSetOptions& o) {
 void RunDate(Session& s, const Output& out, const std::optional<std::string>& text) {
     CVesk4710& inst = s.Instrument();
     if (text) {
-        auto d = Date::ParseIso(*text);
-        if (!d || d->TimePart() != 0.0 || d->Year() < 1900 || d->Year() > 2099) {
-            throw UsageError("the calibration date is YYYY-MM-DD, 1900 to 2099");
-        }
-        if (*d > Date::Today()) {
-            throw UsageError("the calibration date cannot be in the future");
-        }
+        const Date d = ParseCalDate(*text);
         s.Identify();
-        inst.CalDate(*d);
+        inst.CalDate(d);
         s.WithUnlock([&] { inst.UpdateCalibrationDate(); });
     } else {
         s.Identify();

@@ -94,12 +94,7 @@ void ApplySetting(CVesk4710Channel& ch, const std::string& name, const std::stri
     const std::string key = Lower(name);
     if (key == "serial") {
         const auto max = static_cast<size_t>(ch.MaxSerialLength());
-        const bool ok =
-            !v.empty() && v.size() <= max && std::all_of(v.begin(), v.end(), [](char c) {
-                return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
-                       c == '-' || c == '_' || c == '/' || c == '.';
-            });
-        if (!ok) {
+        if (!ValidSerialText(v, max)) {
             throw UsageError(
                 fmt::format("a probe serial number has 1 to {} letters, digits or - _ / .", max));
         }
@@ -108,14 +103,7 @@ void ApplySetting(CVesk4710Channel& ch, const std::string& name, const std::stri
                        [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; });
         ch.Probe()->Serial(upper);
     } else if (key == "caldate") {
-        auto d = Date::ParseIso(v);
-        if (!d || d->TimePart() != 0.0 || d->Year() < 1900 || d->Year() > 2099) {
-            throw UsageError("the calibration date is YYYY-MM-DD, 1900 to 2099");
-        }
-        if (*d > Date::Today()) {
-            throw UsageError("the calibration date cannot be in the future");
-        }
-        ch.CalDate(*d);
+        ch.CalDate(ParseCalDate(v));
     } else if (key == "resolution") {
         if (Lower(v) == "auto") {
             ch.Resolution(-1);

@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "components/host/InstrumentText.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
 #include "vesk4710/core/CVesk4710.h"
 #include "vesk4710/support/AutomationError.h"
@@ -23,6 +24,9 @@ namespace vesk::cli {
 inline constexpr int kExitOk = 0;
 inline constexpr int kExitFailed = 1;  // instrument or communications error
 inline constexpr int kExitUsage = 2;
+
+// The units value for kelvin, which the library's units enumeration leaves out.
+inline constexpr int32_t kUnitsKelvin = 2;
 
 struct GlobalOptions {
     std::string device = "sim";
@@ -118,6 +122,11 @@ std::optional<bool> ParseBool(std::string_view text);
 std::optional<int64_t> ParseInteger(std::string_view text);
 std::optional<double> ParseNumber(std::string_view text);
 std::string Lower(std::string_view text);
+// Checked text of arguments (UsageError when wrong).
+Date ParseCalDate(const std::string& text);
+void CheckLoggingLabel(const std::string& label, size_t maxLength);
+// 1 to maxLength letters, digits or - _ / . (instrument and probe serial numbers).
+bool ValidSerialText(const std::string& text, size_t maxLength);
 
 // Late-bound values: literals of call arguments and script lines, and how results print.
 Variant ParseLiteral(const std::string& token, bool quoted);

@@ -82,14 +82,7 @@ void RunInfo(Session& s, const Output& out, bool full) {
     row("Scan channels", inst.ScanChannels().empty() ? "-" : inst.ScanChannels());
     row("Auto power off", inst.AutoPower() ? "on" : "off");
     row("Calibration date", inst.CalDate().IsoDate());
-    std::string passcode = inst.PasscodeState() == PS_ENABLED ? "unlocked" : "locked";
-    if (inst.ProtectConversion()) {
-        passcode += ", conversions protected";
-    }
-    if (inst.ProtectCalParams()) {
-        passcode += ", calibration protected";
-    }
-    row("Passcode", passcode);
+    row("Passcode", PasscodeSummary(inst));
     std::string modules = std::to_string(inst.NumModules());
     for (int16_t i = 0; i < inst.NumModules() && i < kMaxModules; ++i) {
         if (auto m = inst.Modules(i)) {

@@ -235,6 +235,21 @@ struct ScriptOptions {
     bool stopOnError = false;
 };
 
+// In JSON the error takes its place among the results on stdout, so that each line's outcome
+// stays in order.
+void ReportLineError(const Output& out, int lineNumber, int32_t number,
+                     const std::string& description, const std::string& source) {
+    if (out.Json()) {
+        out.Json({{"error",
+                   {{"number", number},
+                    {"description", description},
+                    {"source", source},
+                    {"line", lineNumber}}}});
+    } else {
+        out.Error(number, fmt::format("line {}: {}", lineNumber, description), source);
+    }
+}
+
 // One script line; false when it failed (the error is printed).
 bool RunLine(Session& s, const Output& out, const std::string& line, int lineNumber) {
     try {
@@ -268,25 +283,9 @@ bool RunLine(Session& s, const Output& out, const std::string& line, int lineNum
         PrintOutcome(out, Call(*target, verb, member, args));
         return true;
     } catch (const UsageError& e) {
-        const std::string text = fmt::format("line {}: {}", lineNumber, e.what());
-        if (out.Json()) {
-            out.Json({{"error",
-                       {{"number", kErrInvalidProcedureCall},
-                        {"description", text},
-                        {"source", "vesk4710 script"}}}});
-        } else {
-            out.Error(kErrInvalidProcedureCall, text, "vesk4710 script");
-        }
+        ReportLineError(out, lineNumber, kErrInvalidProcedureCall, e.what(), "vesk4710 script");
     } catch (const AutomationError& e) {
-        if (out.Json()) {
-            out.Json({{"error",
-                       {{"number", e.Number()},
-                        {"description", e.Description()},
-                        {"source", e.Source()}}}});
-        } else {
-            out.Error(e.Number(), fmt::format("line {}: {}", lineNumber, e.Description()),
-                      e.Source());
-        }
+        ReportLineError(out, lineNumber, e.Number(), e.Description(), e.Source());
     }
     return false;
 }

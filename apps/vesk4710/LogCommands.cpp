@@ -96,12 +96,7 @@ void RunLabel(Session& s, const Output& out, const std::optional<std::string>& l
     CVesk4710& inst = s.Instrument();
     s.Identify();
     if (label) {
-        const auto max = static_cast<size_t>(inst.MaxLabelLength());
-        const bool printable =
-            std::all_of(label->begin(), label->end(), [](char c) { return c >= 0x20 && c < 0x7f; });
-        if (label->empty() || label->size() > max || !printable) {
-            throw UsageError(fmt::format("a logging label has 1 to {} printable characters", max));
-        }
+        CheckLoggingLabel(*label, static_cast<size_t>(inst.MaxLabelLength()));
         inst.UpdateLoggingLabel(*label);
     }
     std::string current;

@@ -1,8 +1,9 @@
-// Printing results, notices and errors; text of values.
+// Printing results, notices and errors; text of values and checks of argument text.
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <iostream>
 
@@ -93,7 +94,7 @@ std::string UnitSymbol(int32_t units) {
             return "C";
         case UNITS_DEGREESF:
             return "F";
-        case 2:
+        case kUnitsKelvin:
             return "K";
         case UNITS_RAW_VALUE:
             return "RAW";
@@ -107,6 +108,36 @@ std::string Lower(std::string_view text) {
     std::transform(out.begin(), out.end(), out.begin(),
                    [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
     return out;
+}
+
+Date ParseCalDate(const std::string& text) {
+    auto d = Date::ParseIso(text);
+    if (!d || d->TimePart() != 0.0 || d->Year() < 1900 || d->Year() > 2099) {
+        throw UsageError("the calibration date is YYYY-MM-DD, 1900 to 2099");
+    }
+    if (*d > Date::Today()) {
+        throw UsageError("the calibration date cannot be in the future");
+    }
+    return *d;
+}
+
+void CheckLoggingLabel(const std::string& label, size_t maxLength) {
+    const bool printable =
+        std::all_of(label.begin(), label.end(), [](char c) { return c >= 0x20 && c < 0x7f; });
+    if (label.empty() || label.size() > maxLength || !printable) {
+        throw UsageError(
+            fmt::format("a logging label has 1 to {} printable characters", maxLength));
+    }
+}
+
+bool ValidSerialText(const std::string& text, size_t maxLength) {
+    if (text.empty() || text.size() > maxLength) {
+        return false;
+    }
+    return std::all_of(text.begin(), text.end(), [](char c) {
+        return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
+               c == '-' || c == '_' || c == '/' || c == '.';
+    });
 }
 
 std::optional<bool> ParseBool(std::string_view text) {

@@ -31,20 +31,6 @@ std::string Describe(const nlohmann::json& value) {
     return value.is_string() ? value.get<std::string>() : JsonText(value);
 }
 
-bool ValidSerialText(const std::string& v, size_t maxLength) {
-    if (v.empty() || v.size() > maxLength) {
-        return false;
-    }
-    return std::all_of(v.begin(), v.end(), [](char c) {
-        return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
-               c == '-' || c == '_' || c == '/' || c == '.';
-    });
-}
-
-bool PrintableLabel(const std::string& v) {
-    return std::all_of(v.begin(), v.end(), [](char c) { return c >= 0x20 && c < 0x7f; });
-}
-
 int32_t ParseUnits(const std::string& v) {
     const std::string t = Lower(v);
     if (t == "c" || t == "0") {
@@ -54,7 +40,7 @@ int32_t ParseUnits(const std::string& v) {
         return UNITS_DEGREESF;
     }
     if (t == "k" || t == "2") {
-        return 2;
+        return kUnitsKelvin;
     }
     throw UsageError("units are C, F or K");
 }
@@ -87,7 +73,7 @@ int16_t ParseBounded(const std::string& name, const std::string& v, int64_t lo, 
     return static_cast<int16_t>(*n);
 }
 
-// "1,2" or "1-3": channels of the instrument, each once.
+// "1,2": channels of the instrument, each once, separated by commas.
 std::string ParseScanList(Session& s, const std::string& v) {
     Check(s.Instrument().QueryNumChannels(), "reading the channel count");
     const int16_t count = s.Instrument().NumChannels();
@@ -228,14 +214,7 @@ const std::vector<Setting>& Settings() {
              return s.Instrument().CalDate().IsoDate();
          },
          [](Session& s, const std::string& v) {
-             auto d = Date::ParseIso(v);
-             if (!d || d->TimePart() != 0.0 || d->Year() < 1900 || d->Year() > 2099) {
-                 throw UsageError("the calibration date is YYYY-MM-DD, 1900 to 2099");
-             }
-             if (*d > Date::Today()) {
-                 throw UsageError("the calibration date cannot be in the future");
-             }
-             s.Instrument().CalDate(*d);
+             s.Instrument().CalDate(ParseCalDate(v));
              s.WithUnlock([&] { s.Instrument().UpdateCalibrationDate(); });
          }},
         {"label", "current logging label",
@@ -245,11 +224,7 @@ const std::vector<Setting>& Settings() {
              return label;
          },
          [](Session& s, const std::string& v) {
-             const auto max = static_cast<size_t>(s.Instrument().MaxLabelLength());
-             if (v.empty() || v.size() > max || !PrintableLabel(v)) {
-                 throw UsageError(
-                     fmt::format("a logging label has 1 to {} printable characters", max));
-             }
+             CheckLoggingLabel(v, static_cast<size_t>(s.Instrument().MaxLabelLength()));
              Check(s.Instrument().UpdateLoggingLabel(v), "writing the logging label");
          }},
         {"passcodestate", "whether protected settings are open: unlocked or locked (read only)",
@@ -356,10 +331,7 @@ void RunPasscode(Session& s, const Output& out, bool statusOnly) {
         }
         out.Json(j);
     } else {
-        out.Line(fmt::format("passcode {}{}{}",
-                             inst.PasscodeState() == PS_ENABLED ? "unlocked" : "locked",
-                             inst.ProtectConversion() ? ", conversions protected" : "",
-                             inst.ProtectCalParams() ? ", calibration protected" : ""));
+        out.Line("passcode " + PasscodeSummary(inst));
         if (!statusOnly) {
             out.Line(accepted ? "passcode accepted" : "no passcode accepted");
         }

@@ -3,21 +3,13 @@
 #include "components/comm/CommErrors.h"
 #include "components/comm/IoTrace.h"
 #include "components/comm/SerialLink.h"
+#include "vesk4710/support/modStrings.h"
 
 namespace vesk::comm {
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-std::string Trimmed(const std::string& text) {
-    size_t begin = text.find_first_not_of(' ');
-    if (begin == std::string::npos) {
-        return {};
-    }
-    size_t end = text.find_last_not_of(' ');
-    return text.substr(begin, end - begin + 1);
-}
 
 // The passcode never reaches the trace.
 std::string Redacted(const SettingCommand& command, const std::string& line) {
@@ -284,7 +276,7 @@ std::string Communications::ReadSetting(int32_t id, bool flag, const std::string
     std::lock_guard lock(requestMutex_);
     std::string reply = Request(CommandFor(id, Access::kRead));
     if (flag) {
-        reply = Trimmed(reply);
+        reply = std::string(TrimSpaces(reply));
     }
     return reply.empty() ? extra : reply;
 }

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "components/comm/CommErrors.h"
+#include "vesk4710/support/modStrings.h"
 
 namespace vesk::comm {
 
@@ -97,16 +98,6 @@ constexpr SettingCommand kTable[] = {
 bool IsTokenChar(char c) {
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '.' ||
            c == '+' || c == '-' || c == '_' || c == ':' || c == '/';
-}
-
-std::string_view Trim(std::string_view s) {
-    while (!s.empty() && s.front() == ' ') {
-        s.remove_prefix(1);
-    }
-    while (!s.empty() && s.back() == ' ') {
-        s.remove_suffix(1);
-    }
-    return s;
 }
 
 char Upper(char c) {
@@ -240,12 +231,12 @@ std::optional<CommandLine> ParseCommandLine(std::string_view line, std::string* 
     if (!IsWireText(line)) {
         return fail("the line holds characters other than printable ASCII");
     }
-    std::string_view rest = Trim(line);
+    std::string_view rest = TrimSpaces(line);
     CommandLine out;
     size_t space = rest.find(' ');
     if (auto tag = ParseTag(rest.substr(0, space)); tag && space != std::string_view::npos) {
         out.tag = tag;
-        rest = Trim(rest.substr(space + 1));
+        rest = TrimSpaces(rest.substr(space + 1));
         space = rest.find(' ');
     }
     out.mnemonic = std::string(rest.substr(0, space));
@@ -258,7 +249,7 @@ std::optional<CommandLine> ParseCommandLine(std::string_view line, std::string* 
     if (space == std::string_view::npos) {
         return out;
     }
-    std::string_view args = Trim(rest.substr(space + 1));
+    std::string_view args = TrimSpaces(rest.substr(space + 1));
     if (args.empty()) {
         return out;
     }
@@ -309,7 +300,7 @@ std::optional<CommandLine> ParseCommandLine(std::string_view line, std::string* 
             if (depth != 0) {
                 return fail("unbalanced brackets");
             }
-            std::string_view text = Trim(args.substr(start, i - start));
+            std::string_view text = TrimSpaces(args.substr(start, i - start));
             if (!text.empty()) {
                 arg = std::string(text);
             }
@@ -349,7 +340,7 @@ std::optional<ErrorReply> ParseErrorReply(std::string_view payload) {
     if (payload.substr(0, kErrorPrefix.size()) != kErrorPrefix) {
         return std::nullopt;
     }
-    std::string_view rest = Trim(payload.substr(kErrorPrefix.size()));
+    std::string_view rest = TrimSpaces(payload.substr(kErrorPrefix.size()));
     ErrorReply out;
     auto [end, ec] = std::from_chars(rest.data(), rest.data() + rest.size(), out.code);
     if (ec != std::errc() || out.code <= 0 || out.code > 99) {
@@ -357,7 +348,7 @@ std::optional<ErrorReply> ParseErrorReply(std::string_view payload) {
         out.text = std::string(rest);
         return out;
     }
-    out.text = std::string(Trim(rest.substr(static_cast<size_t>(end - rest.data()))));
+    out.text = std::string(TrimSpaces(rest.substr(static_cast<size_t>(end - rest.data()))));
     return out;
 }
 
@@ -366,7 +357,7 @@ std::optional<int64_t> ParseMarker(std::string_view payload, std::string_view ma
         payload[marker.size()] != ' ') {
         return std::nullopt;
     }
-    std::string_view number = Trim(payload.substr(marker.size() + 1));
+    std::string_view number = TrimSpaces(payload.substr(marker.size() + 1));
     int64_t n = 0;
     auto [end, ec] = std::from_chars(number.data(), number.data() + number.size(), n);
     if (ec != std::errc() || end != number.data() + number.size() || n < 0) {

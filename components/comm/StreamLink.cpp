@@ -20,7 +20,7 @@ int RemainingMs(Clock::time_point deadline) {
     return left.count() < 0 ? 0 : static_cast<int>(left.count());
 }
 
-// Writes to a serial port may block briefly; a peer that takes no data this long is gone.
+// Writes may block briefly; a peer that takes no data this long is gone.
 constexpr std::chrono::seconds kWriteLimit{5};
 
 }  // namespace
@@ -39,10 +39,14 @@ StreamLink::~StreamLink() {
     }
 }
 
+ssize_t StreamLink::WriteSome(const char* data, size_t size) {
+    return write(fd_, data, size);
+}
+
 bool StreamLink::SendBytes(const char* data, size_t size) {
     auto deadline = Clock::now() + kWriteLimit;
     while (size > 0) {
-        ssize_t n = write(fd_, data, size);
+        ssize_t n = WriteSome(data, size);
         if (n > 0) {
             data += n;
             size -= static_cast<size_t>(n);

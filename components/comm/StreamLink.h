@@ -1,7 +1,8 @@
 #pragma once
 // A link over a file descriptor (serial device or socket): lines end in LF, a CR before it
 // is dropped; reads wait in poll() so that a time-out or a cancel ends them.
-#include <atomic>
+#include <sys/types.h>
+
 #include <chrono>
 #include <string>
 
@@ -22,11 +23,13 @@ class StreamLink : public ILink {
     std::string Describe() const override { return description_; }
 
   protected:
-    // Sends bytes; false when the peer is gone. Sockets avoid SIGPIPE here.
-    virtual bool SendBytes(const char* data, size_t size);
+    // One write(2)-like call; sockets override it to avoid SIGPIPE.
+    virtual ssize_t WriteSome(const char* data, size_t size);
     int Fd() const { return fd_; }
 
   private:
+    // Sends bytes; false when the peer is gone.
+    bool SendBytes(const char* data, size_t size);
     bool TakeLine(std::string& line);
 
     int fd_;

@@ -84,27 +84,8 @@ std::shared_ptr<TcpLink> TcpLink::Connect(const std::string& hostPort,
     return std::shared_ptr<TcpLink>(new TcpLink(fd, "tcp://" + hostPort));
 }
 
-bool TcpLink::SendBytes(const char* data, size_t size) {
-    while (size > 0) {
-        ssize_t n = send(Fd(), data, size, MSG_NOSIGNAL);
-        if (n > 0) {
-            data += n;
-            size -= static_cast<size_t>(n);
-            continue;
-        }
-        if (n < 0 && errno == EINTR) {
-            continue;
-        }
-        if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
-            pollfd p{Fd(), POLLOUT, 0};
-            if (poll(&p, 1, 5000) <= 0 || (p.revents & (POLLERR | POLLHUP))) {
-                return false;
-            }
-            continue;
-        }
-        return false;
-    }
-    return true;
+ssize_t TcpLink::WriteSome(const char* data, size_t size) {
+    return send(Fd(), data, size, MSG_NOSIGNAL);
 }
 
 }  // namespace vesk::comm

@@ -16,7 +16,7 @@ class TcpLink : public StreamLink {
                                             std::chrono::milliseconds timeout);
 
   protected:
-    bool SendBytes(const char* data, size_t size) override;
+    ssize_t WriteSome(const char* data, size_t size) override;
 
   private:
     using StreamLink::StreamLink;

@@ -96,8 +96,7 @@ int32_t HighRangeOf(int32_t type) {
 }  // namespace
 
 Conversion::Conversion(int32_t type, bool& changed)
-    : type_(type),
-      low_(LowRangeOf(type), LowRangeOf(type) ? 1 : 0, 5, changed),
+    : low_(LowRangeOf(type), LowRangeOf(type) ? 1 : 0, 5, changed),
       high_(HighRangeOf(type), HighRangeOf(type) ? 5 : 0, 11, changed),
       changed_(changed) {
     switch (type) {

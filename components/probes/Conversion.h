@@ -48,8 +48,6 @@ class Conversion : public IConversion {
     // Sets up the coefficient count and defaults of the given conversion type (-1..20).
     Conversion(int32_t type, bool& changed);
 
-    int32_t Type() const { return type_; }
-
     double Coefficients(int32_t index) const override;
     void Coefficients(int32_t index, double value) override;
     int32_t NumCoefficients() const override;
@@ -75,7 +73,6 @@ class Conversion : public IConversion {
   private:
     void CheckIndex(int32_t index) const;
 
-    int32_t type_;
     std::vector<double> values_;
     std::string format_ = "0.0000000E-00";
     std::vector<std::string> formats_;  // per index; empty text falls back to format_

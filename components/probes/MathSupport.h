@@ -1,8 +1,9 @@
 #pragma once
-// Helpers shared by the temperature-math sources: error raising, number text and a
-// bracketed Newton solver.
+// Helpers shared by the temperature-math sources: error raising, number text, polynomials and
+// a bracketed Newton solver.
 #include <charconv>
 #include <cmath>
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -26,6 +27,17 @@ inline std::string Num(double v) {
 inline void RequireFinite(double v, std::string_view what) {
     if (!std::isfinite(v)) {
         Fail(std::string(what) + " is not a finite number");
+    }
+}
+
+// Value and derivative of sum c[i] x^i.
+template <class C>
+void Poly(const C& c, double x, double& value, double& slope) {
+    value = 0;
+    slope = 0;
+    for (size_t i = c.size(); i-- > 0;) {
+        slope = slope * x + value;
+        value = value * x + c[i];
     }
 }
 

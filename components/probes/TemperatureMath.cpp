@@ -10,6 +10,7 @@ namespace vesk::probes {
 
 using detail::Fail;
 using detail::Num;
+using detail::Poly;
 using detail::RequireFinite;
 using detail::Solve;
 
@@ -31,17 +32,6 @@ constexpr std::array<double, 10> kC = {2.78157254,  1.64650916, -0.13714390, -0.
                                        -0.00046122, 0.00045724};
 constexpr std::array<double, 10> kD = {439.932854, 472.418020, 37.684494, 7.472018, 2.920828,
                                        0.005184,   -0.963864,  -0.188732, 0.191203, 0.049025};
-
-// Value and derivative of sum c[i] x^i.
-template <class C>
-void Poly(const C& c, double x, double& value, double& slope) {
-    value = 0;
-    slope = 0;
-    for (size_t i = c.size(); i-- > 0;) {
-        slope = slope * x + value;
-        value = value * x + c[i];
-    }
-}
 
 double At(std::span<const double> c, size_t i) {
     return i < c.size() ? c[i] : 0.0;

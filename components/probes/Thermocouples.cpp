@@ -11,6 +11,7 @@ namespace vesk::probes {
 
 using detail::Fail;
 using detail::Num;
+using detail::Poly;
 using detail::RequireFinite;
 using detail::Solve;
 
@@ -246,15 +247,6 @@ const Table& TableFor(int32_t tcType) {
     return t;
 }
 
-void PolyValue(const std::vector<double>& c, double x, double& value, double& slope) {
-    value = 0;
-    slope = 0;
-    for (size_t i = c.size(); i-- > 0;) {
-        slope = slope * x + value;
-        value = value * x + c[i];
-    }
-}
-
 void Emf(const Table& t, double celsius, double& value, double& slope) {
     const Piece* piece = &t.forward.back();
     for (const Piece& p : t.forward) {
@@ -263,7 +255,7 @@ void Emf(const Table& t, double celsius, double& value, double& slope) {
             break;
         }
     }
-    PolyValue(piece->c, celsius, value, slope);
+    Poly(piece->c, celsius, value, slope);
     if (t.kExponential && celsius >= 0) {
         constexpr double a0 = 1.185976E-1, a1 = -1.183432E-4, a2 = 1.269686E+2;
         const double e = a0 * std::exp(a1 * (celsius - a2) * (celsius - a2));
@@ -329,7 +321,7 @@ double ThermocoupleTemperatureApprox(int32_t tcType, double millivolts) {
     for (auto it = t.inverse.rbegin(); it != t.inverse.rend(); ++it) {
         if (millivolts >= it->lo - 5e-4 && millivolts <= it->hi + 5e-4) {
             double v = 0, s = 0;
-            PolyValue(it->c, millivolts, v, s);
+            Poly(it->c, millivolts, v, s);
             return v;
         }
     }
@@ -356,10 +348,7 @@ double ThermocoupleTemperature(int32_t tcType, double millivolts,
     auto f = [&t, deviation](double x, double& v, double& s) {
         Emf(t, x, v, s);
         double dv = 0, ds = 0;
-        for (size_t i = deviation.size(); i-- > 0;) {
-            ds = ds * x + dv;
-            dv = dv * x + deviation[i];
-        }
+        Poly(deviation, x, dv, ds);
         v += dv;
         s += ds;
     };

@@ -82,159 +82,154 @@ json& ChildObject(json& parent, const std::string& key) {
 
 enum class LoadResult { Ok, Missing, Corrupt };
 
-}  // namespace
-
-struct Registry::Impl {
-    json doc = json::object();
-
-    // Reads and parses the file. Missing or empty: an empty document.
-    LoadResult Load(const std::string& path, json& out) {
-        Fd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-        if (fd.get() < 0) {
-            if (errno == ENOENT || errno == ENOTDIR) {
-                out = json::object();
-                return LoadResult::Missing;
+// Reads and parses the file. Missing or empty: an empty document.
+LoadResult Load(const std::string& path, json& out) {
+    Fd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (fd.get() < 0) {
+        if (errno == ENOENT || errno == ENOTDIR) {
+            out = json::object();
+            return LoadResult::Missing;
+        }
+        RaiseErrno(errno, "Cannot read settings file", path, kSource);
+    }
+    std::string text;
+    char buf[8192];
+    for (;;) {
+        const ssize_t n = ::read(fd.get(), buf, sizeof buf);
+        if (n < 0) {
+            if (errno == EINTR) {
+                continue;
             }
             RaiseErrno(errno, "Cannot read settings file", path, kSource);
         }
-        std::string text;
-        char buf[8192];
-        for (;;) {
-            const ssize_t n = ::read(fd.get(), buf, sizeof buf);
-            if (n < 0) {
-                if (errno == EINTR) {
-                    continue;
-                }
-                RaiseErrno(errno, "Cannot read settings file", path, kSource);
-            }
-            if (n == 0) {
-                break;
-            }
-            text.append(buf, static_cast<size_t>(n));
+        if (n == 0) {
+            break;
         }
-        if (text.find_first_not_of(" \t\r\n") == std::string::npos) {
-            out = json::object();
-            return LoadResult::Ok;
-        }
-        json parsed = json::parse(text, nullptr, false);
-        if (parsed.is_discarded() || !parsed.is_object()) {
-            return LoadResult::Corrupt;
-        }
-        for (const char* part : {"values", "forms"}) {
-            if (auto it = parsed.find(part); it != parsed.end() && !it->is_object()) {
-                return LoadResult::Corrupt;
-            }
-        }
-        out = std::move(parsed);
+        text.append(buf, static_cast<size_t>(n));
+    }
+    if (text.find_first_not_of(" \t\r\n") == std::string::npos) {
+        out = json::object();
         return LoadResult::Ok;
     }
-
-    static void MoveAside(const std::string& path) {
-        // Keep the damaged file for the user rather than overwriting it.
-        if (::rename(path.c_str(), (path + ".bad").c_str()) != 0 && errno != ENOENT) {
-            RaiseErrno(errno, "Cannot move aside corrupt settings file", path, kSource);
+    json parsed = json::parse(text, nullptr, false);
+    if (parsed.is_discarded() || !parsed.is_object()) {
+        return LoadResult::Corrupt;
+    }
+    for (const char* part : {"values", "forms"}) {
+        if (auto it = parsed.find(part); it != parsed.end() && !it->is_object()) {
+            return LoadResult::Corrupt;
         }
     }
+    out = std::move(parsed);
+    return LoadResult::Ok;
+}
 
-    // Takes the writers' lock; the folder must exist.
-    static Fd Lock(const std::string& path) {
-        const std::string lockPath = path + ".lock";
-        Fd fd(::open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
-        if (fd.get() < 0) {
+void MoveAside(const std::string& path) {
+    // Keep the damaged file for the user rather than overwriting it.
+    if (::rename(path.c_str(), (path + ".bad").c_str()) != 0 && errno != ENOENT) {
+        RaiseErrno(errno, "Cannot move aside corrupt settings file", path, kSource);
+    }
+}
+
+// Takes the writers' lock; the folder must exist.
+Fd Lock(const std::string& path) {
+    const std::string lockPath = path + ".lock";
+    Fd fd(::open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    if (fd.get() < 0) {
+        RaiseErrno(errno, "Cannot lock settings file", lockPath, kSource);
+    }
+    while (::flock(fd.get(), LOCK_EX) != 0) {
+        if (errno != EINTR) {
             RaiseErrno(errno, "Cannot lock settings file", lockPath, kSource);
         }
-        while (::flock(fd.get(), LOCK_EX) != 0) {
-            if (errno != EINTR) {
-                RaiseErrno(errno, "Cannot lock settings file", lockPath, kSource);
-            }
-        }
-        return fd;
     }
+    return fd;
+}
 
-    // The current document, read afresh: the file is small, and an identity check (inode,
-    // size, coarse mtime) could miss a quick rewrite by another process.
-    const json& Current(const std::string& path) {
-        json fresh;
-        LoadResult r = Load(path, fresh);
-        if (r == LoadResult::Corrupt) {
-            // Re-check under the lock: a writer may have just replaced the file.
-            Fd lock = Lock(path);
-            r = Load(path, fresh);
-            if (r == LoadResult::Corrupt) {
-                MoveAside(path);
-                fresh = json::object();
-            }
-        }
-        doc = std::move(fresh);
-        return doc;
-    }
-
-    template <typename Mutate>
-    void Update(const std::string& path, Mutate&& mutate) {
-        const fs::path parent = fs::path(path).parent_path();
-        if (!parent.empty()) {
-            std::error_code ec;
-            fs::create_directories(parent, ec);
-            if (ec) {
-                RaiseErrno(ec.value(), "Cannot create settings folder", parent.string(), kSource);
-            }
-        }
+// The current document, read afresh: the file is small, and an identity check (inode,
+// size, coarse mtime) could miss a quick rewrite by another process.
+json Current(const std::string& path) {
+    json fresh;
+    LoadResult r = Load(path, fresh);
+    if (r == LoadResult::Corrupt) {
+        // Re-check under the lock: a writer may have just replaced the file.
         Fd lock = Lock(path);
-        json current;
-        if (Load(path, current) == LoadResult::Corrupt) {
+        r = Load(path, fresh);
+        if (r == LoadResult::Corrupt) {
             MoveAside(path);
-            current = json::object();
+            fresh = json::object();
         }
-        mutate(current);
-        std::string text;
-        try {
-            text = current.dump(2) + "\n";
-        } catch (const json::exception&) {
-            // Refuse rather than store a mangled text; the file is left as it was.
-            throw AutomationError(kErrInvalidProcedureCall,
-                                  "Settings text is not valid UTF-8; nothing was written", kSource);
-        }
-        WriteAtomically(path, text);
     }
+    return fresh;
+}
 
-    static void WriteAtomically(const std::string& path, const std::string& text) {
-        std::string tmp = path + ".tmp.XXXXXX";
-        Fd fd(::mkostemp(tmp.data(), O_CLOEXEC));
-        if (fd.get() < 0) {
-            RaiseErrno(errno, "Cannot write settings file", path, kSource);
-        }
-        auto fail = [&](int err) {
-            ::unlink(tmp.c_str());
-            RaiseErrno(err, "Cannot write settings file", path, kSource);
-        };
-        size_t done = 0;
-        while (done < text.size()) {
-            const ssize_t n = ::write(fd.get(), text.data() + done, text.size() - done);
-            if (n < 0) {
-                if (errno == EINTR) {
-                    continue;
-                }
-                fail(errno);
+void WriteAtomically(const std::string& path, const std::string& text) {
+    std::string tmp = path + ".tmp.XXXXXX";
+    Fd fd(::mkostemp(tmp.data(), O_CLOEXEC));
+    if (fd.get() < 0) {
+        RaiseErrno(errno, "Cannot write settings file", path, kSource);
+    }
+    auto fail = [&](int err) {
+        ::unlink(tmp.c_str());
+        RaiseErrno(err, "Cannot write settings file", path, kSource);
+    };
+    size_t done = 0;
+    while (done < text.size()) {
+        const ssize_t n = ::write(fd.get(), text.data() + done, text.size() - done);
+        if (n < 0) {
+            if (errno == EINTR) {
+                continue;
             }
-            done += static_cast<size_t>(n);
-        }
-        if (::fsync(fd.get()) != 0) {
             fail(errno);
         }
-        if (::close(fd.release()) != 0) {
-            fail(errno);
-        }
-        if (::rename(tmp.c_str(), path.c_str()) != 0) {
-            fail(errno);
-        }
-        // Make the rename itself durable.
-        const std::string folder = fs::path(path).parent_path().string();
-        Fd dir(::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-        if (dir.get() >= 0) {
-            ::fsync(dir.get());
+        done += static_cast<size_t>(n);
+    }
+    if (::fsync(fd.get()) != 0) {
+        fail(errno);
+    }
+    if (::close(fd.release()) != 0) {
+        fail(errno);
+    }
+    if (::rename(tmp.c_str(), path.c_str()) != 0) {
+        fail(errno);
+    }
+    // Make the rename itself durable.
+    const std::string folder = fs::path(path).parent_path().string();
+    Fd dir(::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (dir.get() >= 0) {
+        ::fsync(dir.get());
+    }
+}
+
+template <typename Mutate>
+void Update(const std::string& path, Mutate&& mutate) {
+    const fs::path parent = fs::path(path).parent_path();
+    if (!parent.empty()) {
+        std::error_code ec;
+        fs::create_directories(parent, ec);
+        if (ec) {
+            RaiseErrno(ec.value(), "Cannot create settings folder", parent.string(), kSource);
         }
     }
-};
+    Fd lock = Lock(path);
+    json current;
+    if (Load(path, current) == LoadResult::Corrupt) {
+        MoveAside(path);
+        current = json::object();
+    }
+    mutate(current);
+    std::string text;
+    try {
+        text = current.dump(2) + "\n";
+    } catch (const json::exception&) {
+        // Refuse rather than store a mangled text; the file is left as it was.
+        throw AutomationError(kErrInvalidProcedureCall,
+                              "Settings text is not valid UTF-8; nothing was written", kSource);
+    }
+    WriteAtomically(path, text);
+}
+
+}  // namespace
 
 std::string Registry::DefaultPath() {
     const char* xdg = std::getenv("XDG_CONFIG_HOME");
@@ -262,14 +257,13 @@ std::shared_ptr<Registry> Registry::Create(std::string path) {
     return std::shared_ptr<Registry>(new Registry(std::move(path)));
 }
 
-Registry::Registry(std::string path) : path_(std::move(path)), impl_(std::make_unique<Impl>()) {}
-
-Registry::~Registry() = default;
+Registry::Registry(std::string path) : path_(std::move(path)) {}
 
 std::string Registry::ReadValue(const std::string& name, int32_t section, int64_t rootKey,
                                 const std::string& defaultValue, const std::string& subkey) {
     std::lock_guard guard(mutex_);
-    const json* node = Child(impl_->Current(path_), "values");
+    const json doc = Current(path_);
+    const json* node = Child(doc, "values");
     for (const std::string& key : {std::to_string(section), RootName(rootKey), subkey, name}) {
         if (node == nullptr) {
             break;
@@ -282,7 +276,7 @@ std::string Registry::ReadValue(const std::string& name, int32_t section, int64_
 void Registry::WriteValue(const std::string& name, int32_t section, int64_t rootKey,
                           const std::string& value, const std::string& subkey) {
     std::lock_guard guard(mutex_);
-    impl_->Update(path_, [&](json& doc) {
+    Update(path_, [&](json& doc) {
         json& values = ChildObject(doc, "values");
         json& sub = ChildObject(
             ChildObject(ChildObject(values, std::to_string(section)), RootName(rootKey)), subkey);
@@ -293,7 +287,7 @@ void Registry::WriteValue(const std::string& name, int32_t section, int64_t root
 void Registry::DeleteValue(const std::string& name, int32_t section, int64_t rootKey,
                            const std::string& subkey) {
     std::lock_guard guard(mutex_);
-    impl_->Update(path_, [&](json& doc) {
+    Update(path_, [&](json& doc) {
         json* node = &doc;
         for (const std::string& key :
              {std::string("values"), std::to_string(section), RootName(rootKey), subkey}) {
@@ -312,7 +306,8 @@ void Registry::DeleteValue(const std::string& name, int32_t section, int64_t roo
 std::map<std::string, std::string> Registry::LoadFormState(const std::string& form) {
     std::lock_guard guard(mutex_);
     std::map<std::string, std::string> state;
-    const json* forms = Child(impl_->Current(path_), "forms");
+    const json doc = Current(path_);
+    const json* forms = Child(doc, "forms");
     const json* entry = forms ? Child(*forms, form) : nullptr;
     if (entry != nullptr && entry->is_object()) {
         for (auto it = entry->begin(); it != entry->end(); ++it) {
@@ -325,7 +320,7 @@ std::map<std::string, std::string> Registry::LoadFormState(const std::string& fo
 void Registry::SaveFormState(const std::string& form,
                              const std::map<std::string, std::string>& state) {
     std::lock_guard guard(mutex_);
-    impl_->Update(path_, [&](json& doc) {
+    Update(path_, [&](json& doc) {
         json entry = json::object();
         for (const auto& [key, value] : state) {
             entry[key] = value;

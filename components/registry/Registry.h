@@ -33,14 +33,10 @@ class Registry : public IRegistry {
 
     const std::string& Path() const { return path_; }
 
-    ~Registry() override;
-
   private:
     explicit Registry(std::string path);
-    struct Impl;
     std::string path_;
     std::mutex mutex_;
-    std::unique_ptr<Impl> impl_;
 };
 
 }  // namespace vesk

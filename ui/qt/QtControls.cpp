@@ -21,30 +21,6 @@ QPushButton* PushButtonOf(const QtButton& button) {
     return qobject_cast<QPushButton*>(button.widget());
 }
 
-std::string QtLabel::Caption() const {
-    return FromQString(w_->text());
-}
-
-void QtLabel::Caption(const std::string& caption) {
-    w_->setText(ToQString(caption));
-}
-
-std::string QtButton::Caption() const {
-    return FromQString(w_->text());
-}
-
-void QtButton::Caption(const std::string& caption) {
-    w_->setText(ToQString(caption));
-}
-
-std::string QtCheckBox::Caption() const {
-    return FromQString(w_->text());
-}
-
-void QtCheckBox::Caption(const std::string& caption) {
-    w_->setText(ToQString(caption));
-}
-
 int32_t QtCheckBox::Value() const {
     return w_->isChecked() ? 1 : 0;
 }

@@ -31,26 +31,24 @@ class QtControl : public Interface {
     Widget* w_;
 };
 
-class QtLabel : public QtControl<ILabel, QLabel> {
+QString ToQString(const std::string& text);
+std::string FromQString(const QString& text);
+
+// Labels, buttons, check boxes and option buttons show their caption as the widget's text.
+template <class Interface, class Widget>
+class QtCaptioned : public QtControl<Interface, Widget> {
   public:
-    using QtControl::QtControl;
-    std::string Caption() const override;
-    void Caption(const std::string& caption) override;
+    using QtControl<Interface, Widget>::QtControl;
+    std::string Caption() const override { return FromQString(this->w_->text()); }
+    void Caption(const std::string& caption) override { this->w_->setText(ToQString(caption)); }
 };
 
-// Buttons, check boxes and option buttons show their caption the same way.
-class QtButton : public QtControl<IButton, QAbstractButton> {
-  public:
-    using QtControl::QtControl;
-    std::string Caption() const override;
-    void Caption(const std::string& caption) override;
-};
+using QtLabel = QtCaptioned<ILabel, QLabel>;
+using QtButton = QtCaptioned<IButton, QAbstractButton>;
 
-class QtCheckBox : public QtControl<ICheckBox, QAbstractButton> {
+class QtCheckBox : public QtCaptioned<ICheckBox, QAbstractButton> {
   public:
-    using QtControl::QtControl;
-    std::string Caption() const override;
-    void Caption(const std::string& caption) override;
+    using QtCaptioned::QtCaptioned;
     int32_t Value() const override;
     void Value(int32_t value) override;
 };
@@ -80,9 +78,6 @@ class QtDateBox : public QtControl<ITextBox, QDateEdit> {
     void SelLength(int32_t) override {}
     void SetFocus() override;
 };
-
-QString ToQString(const std::string& text);
-std::string FromQString(const QString& text);
 
 // List and combo boxes fill alike; each reads and selects its items its own way.
 template <class Widget>

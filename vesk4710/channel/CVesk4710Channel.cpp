@@ -25,11 +25,7 @@ std::shared_ptr<CVesk4710Channel> CVesk4710Channel::Create(std::shared_ptr<Host>
 
 CVesk4710Channel::CVesk4710Channel(std::shared_ptr<Host> host) : host_(std::move(host)) {}
 
-CVesk4710Channel::~CVesk4710Channel() {
-    probe_.reset();
-    baseUnit_.reset();
-    registry_.reset();
-}
+CVesk4710Channel::~CVesk4710Channel() = default;
 
 void CVesk4710Channel::Initialize() {
     Enabled(true);

@@ -1,13 +1,13 @@
 // Conversion type changes and the instrument plumbing shared by the channel's queries and
 // updates.
 #include <array>
-#include <charconv>
 
 #include "vesk4710/channel/CVesk4710Channel.h"
 #include "vesk4710/channel/modConversionTypes.h"
 #include "vesk4710/core/CVesk4710.h"
 #include "vesk4710/modules/CVesk4710Card.h"
 #include "vesk4710/support/AutomationError.h"
+#include "vesk4710/support/NumberText.h"
 #include "vesk4710/support/modHelp.h"
 #include "vesk4710/support/modMessages.h"
 #include "vesk4710/support/modStrings.h"
@@ -40,12 +40,6 @@ void FixRange(IConversionRange& range, int32_t number) {
     range.MinRange(number);
     range.MaxRange(number);
     range.Range(number);
-}
-
-std::string DecimalText(int64_t value) {
-    std::array<char, 24> buffer{};
-    auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value);
-    return std::string(buffer.data(), result.ptr);
 }
 
 }  // namespace
@@ -144,7 +138,7 @@ std::shared_ptr<ICommunications> CVesk4710Channel::BeginRequest() const {
                               "InitializeCommunications first");
     }
     comm->params().ClearAll();
-    comm->params().Channel(DecimalText(actualChannel_));
+    comm->params().Channel(NumberText(actualChannel_));
     return comm;
 }
 

@@ -38,10 +38,6 @@ constexpr int32_t kResUpdatingCoefficients = 128;
 // The internal reference junction's fixed characteristic, written whatever the probe holds.
 constexpr std::array<double, 4> kInternalRJC = {-5.21134759, 4653.1438, -91698.1845, -4054538.5};
 
-std::string Decimal(int64_t value) {
-    return NumberText(value);
-}
-
 }  // namespace
 
 bool CVesk4710Channel::UpdateSerialNumber() {
@@ -74,8 +70,8 @@ bool CVesk4710Channel::UpdateConversionType() {
 
 bool CVesk4710Channel::UpdateCalDate() {
     try {
-        const std::string text = Decimal(calDate_.Year()) + "," + Decimal(calDate_.Month()) + "," +
-                                 Decimal(calDate_.Day());
+        const std::string text = NumberText(calDate_.Year()) + "," + NumberText(calDate_.Month()) +
+                                 "," + NumberText(calDate_.Day());
         WriteChannelSetting(kIdCalDate, text);
         return true;
     } catch (...) {
@@ -110,7 +106,7 @@ bool CVesk4710Channel::UpdateExternalRJCTemperature() {
 bool CVesk4710Channel::UpdateResolution() {
     try {
         // Automatic is written as the finest resolution; the read-back tells what it became.
-        const std::string value = resolution_ == -1 ? "3" : Decimal(resolution_);
+        const std::string value = resolution_ == -1 ? "3" : NumberText(resolution_);
         WriteChannelSetting(kIdResolution, value);
         return true;
     } catch (...) {
@@ -304,7 +300,7 @@ bool CVesk4710Channel::UpdateInfo(IForm* parent) {
         });
 
         progress = OpenProgress(
-            parent, ReplaceTokens(LoadResString(kResUpdatingChannel), Decimal(actualChannel_)),
+            parent, ReplaceTokens(LoadResString(kResUpdatingChannel), NumberText(actualChannel_)),
             100.0 / static_cast<double>(steps.size()));
         if (instrument->PasscodeState() == PS_ENABLED) {
             // Conversion settings are protected: present the passcode validated earlier.

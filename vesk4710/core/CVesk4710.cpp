@@ -96,14 +96,7 @@ void CVesk4710::Initialize() {
     changed_ = false;
 }
 
-CVesk4710::~CVesk4710() {
-    try {
-        NumModules(0);
-    } catch (...) {
-    }
-    registry_.reset();
-    comm_.reset();
-}
+CVesk4710::~CVesk4710() = default;
 
 Host& CVesk4710::GetHost() {
     return *host_;

@@ -185,9 +185,6 @@ class CVesk4710 : public IDispatchable, public std::enable_shared_from_this<CVes
     const vesk::CalibrationGrid& CalibrationGrid() const;
 
   private:
-    friend class CVesk4710Card;
-    friend class CVesk4710Channel;
-
     explicit CVesk4710(std::shared_ptr<Host> host);
     void Initialize();
 
@@ -206,14 +203,14 @@ class CVesk4710 : public IDispatchable, public std::enable_shared_from_this<CVes
     // The session's communications object, held for one request; raises when there is no
     // session yet.
     std::shared_ptr<ICommunications> Session() const;
-    // The same, for a single request made at once.
-    ICommunications& Comm() const { return *Session(); }
     // The grid of frm, or our own.
     IGridControl& GridOf(IForm* frm);
     // Re-raises the pending error with this object's source, help file and help context.
     [[noreturn]] void Rethrow(const char* member) const;
     bool ShowDialog(IDialogLogic& dialog);
 
+    // Members go in reverse: the modules with their channels first, then the settings object,
+    // then the session, and the host that made them last.
     std::shared_ptr<Host> host_;
     std::shared_ptr<ICommunications> comm_;
     std::shared_ptr<IRegistry> registry_;

@@ -13,18 +13,7 @@
 
 namespace vesk {
 
-namespace {
-
-std::string TrimBlanks(std::string_view text) {
-    const auto first = text.find_first_not_of(' ');
-    if (first == std::string_view::npos) {
-        return {};
-    }
-    const auto last = text.find_last_not_of(' ');
-    return std::string(text.substr(first, last - first + 1));
-}
-
-}  // namespace
+namespace {}  // namespace
 
 void ExtractModSerFWFromID(const std::string& id, std::string& model, std::string& serial,
                            double& firmware) {
@@ -39,12 +28,12 @@ void ExtractModSerFWFromID(const std::string& id, std::string& model, std::strin
     if (second == std::string::npos) {
         return;
     }
-    model = TrimBlanks(std::string_view(id).substr(first + 1, second - first - 1));
+    model = TrimSpaces(std::string_view(id).substr(first + 1, second - first - 1));
     const auto third = id.find(',', second + 1);
     if (third == std::string::npos) {
         return;
     }
-    serial = TrimBlanks(std::string_view(id).substr(second + 1, third - second - 1));
+    serial = TrimSpaces(std::string_view(id).substr(second + 1, third - second - 1));
     firmware = Val(std::string_view(id).substr(third + 1));
 }
 
@@ -257,7 +246,6 @@ bool CVesk4710::UpdateInfo(IForm* frm, bool /*inclchannels*/, bool /*inclmodules
             } catch (...) {
             }
         }
-        host_->Ui().MousePointer(kPointerDefault);
         Rethrow("UpdateInfo");
     }
 }

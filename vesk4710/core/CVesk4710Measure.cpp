@@ -1,5 +1,6 @@
 // Readings: measuring on and off, channel state, one reading of a channel, units lists.
 #include "vesk4710/channel/CVesk4710Channel.h"
+#include "vesk4710/channel/modConversionTypes.h"
 #include "vesk4710/core/CVesk4710.h"
 #include "vesk4710/core/CVesk4710Internal.h"
 #include "vesk4710/modules/CVesk4710Card.h"
@@ -9,18 +10,6 @@
 #include "vesk4710/support/modTiming.h"
 
 namespace vesk {
-
-namespace {
-
-// Conversion types whose readings are raw sensor values: volts, and the ohms of a platinum
-// probe or a thermistor. Voltage inputs (volts, thermocouples) answer on their own setting
-// in thousandths of the reading's unit.
-constexpr int32_t kConvVolts = 11;
-constexpr int32_t kConvPrtOhms = 10;
-constexpr int32_t kConvThermistorOhms = 18;
-constexpr int32_t kConvThermocouple = 20;
-
-}  // namespace
 
 bool CVesk4710::StartMeasure() {
     try {
@@ -88,7 +77,9 @@ double CVesk4710::QueryMeasurement(int16_t chan, bool waitfornew) {
                 }
             }
         }
-        const bool raw = conversion == kConvVolts || conversion == kConvPrtOhms ||
+        // Volts and the ohms of a platinum probe or a thermistor are raw sensor values;
+        // voltage inputs answer on their own setting in thousandths of the reading's unit.
+        const bool raw = conversion == kConvVolts || conversion == kConvPRTOhms ||
                          conversion == kConvThermistorOhms || units_ == UNITS_RAW_VALUE;
 
         comm->params().Channel(NumberText(chan));

@@ -230,12 +230,8 @@ bool CVesk4710::QueryProtectConversion() {
 
 // Calibration parameters are always treated as protected; the instrument is not asked.
 bool CVesk4710::QueryProtectCalParams() {
-    try {
-        ProtectCalParams(true);
-        return true;
-    } catch (...) {
-        Rethrow("QueryProtectCalParams");
-    }
+    ProtectCalParams(true);
+    return true;
 }
 
 bool CVesk4710::QueryPasscodeProtection() {

@@ -399,7 +399,7 @@ void frm4710Channel::cmdUnlock_Click() {
 
 bool frm4710Channel::ValidateChannel() {
     CVesk4710Channel& ch = *Channel();
-    const std::string serial = TrimSpaces(c_.txtProbeSerial->Text());
+    const std::string serial(TrimSpaces(c_.txtProbeSerial->Text()));
     if (static_cast<int32_t>(serial.size()) > ch.MaxSerialLength()) {
         return RefuseEntry(Ui(),
                            "The probe serial number can not be longer than " +

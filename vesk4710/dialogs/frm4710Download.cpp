@@ -128,7 +128,7 @@ frm4710Download::FormState frm4710Download::Choices() const {
 }
 
 bool frm4710Download::ValidateChoices() {
-    const std::string folder = TrimSpaces(c_.txtFolder->Text());
+    const std::string folder(TrimSpaces(c_.txtFolder->Text()));
     std::string problem;
     if (folder.empty()) {
         problem = "Choose the folder the downloaded files are written to.";
@@ -158,7 +158,7 @@ void frm4710Download::OK() {
         // The download files go where the user chose, now and next time.
         if (auto registry = instrument_->Registry()) {
             registry->WriteValue(kRegDownloadFolder, 0, kHKeyCurrentUser,
-                                 TrimSpaces(c_.txtFolder->Text()));
+                                 std::string(TrimSpaces(c_.txtFolder->Text())));
         }
         Host& host = instrument_->GetHost();
         const auto lines = host.CreateTextSplitter();

@@ -31,8 +31,12 @@ struct ProgressGuard {
         }
     }
     ~ProgressGuard() {
-        if (progress) {
-            progress->Close();
+        try {
+            if (progress) {
+                progress->Close();
+            }
+        } catch (...) {
+            // A destructor must not throw; the outcome is already decided.
         }
     }
 };
@@ -94,7 +98,7 @@ bool frm4710Labels::ReadLabel() {
         }
         outcome = guard.progress->Continue();
         if (!outcome) {
-            guard.progress->Hide();
+            guard.Hide();
             ShowInfoMessage(Ui(), LoadResString(344), kMsgCaption);
         }
     } catch (...) {
@@ -159,7 +163,7 @@ void frm4710Labels::txtLabelName_KeyPress(int16_t& keyAscii) {
 
 void frm4710Labels::txtLabelName_Validate(bool& /*cancel*/) {
     const std::string text = c_.txtLabelName->Text();
-    const std::string trimmed = TrimSpaces(text);
+    const std::string trimmed(TrimSpaces(text));
     if (trimmed != text) {
         c_.txtLabelName->Text(trimmed);
     }

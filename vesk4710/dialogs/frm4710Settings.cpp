@@ -261,7 +261,7 @@ bool frm4710Settings::vsfgCalParams_ValidateEdit(int32_t row, int32_t col, std::
     if (!vsfgCalParams_BeforeEdit(row, col)) {
         return false;
     }
-    const std::string typed = TrimSpaces(text);
+    const std::string typed(TrimSpaces(text));
     if (typed.empty() || typed == kCalUnusedCell) {
         text = kCalUnusedCell;
         return true;

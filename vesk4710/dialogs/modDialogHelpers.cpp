@@ -10,14 +10,6 @@
 
 namespace vesk {
 
-std::string TrimSpaces(const std::string& text) {
-    const auto first = text.find_first_not_of(' ');
-    if (first == std::string::npos) {
-        return {};
-    }
-    return text.substr(first, text.find_last_not_of(' ') - first + 1);
-}
-
 bool TextFull(const ITextBox& box, int32_t maxLength) {
     return static_cast<int32_t>(box.Text().size()) - box.SelLength() >= maxLength;
 }
@@ -32,7 +24,7 @@ bool RefuseEntry(IUiServices& ui, const std::string& message, ITextBox* focus) {
 }
 
 std::optional<double> ParseTypedNumber(const std::string& text) {
-    std::string plain = ToInvariantDecimal(TrimSpaces(text));
+    std::string plain = ToInvariantDecimal(std::string(TrimSpaces(text)));
     if (!plain.empty() && plain.front() == '+') {
         plain.erase(0, 1);
     }
@@ -49,7 +41,7 @@ std::optional<double> ParseTypedNumber(const std::string& text) {
 }
 
 std::optional<int32_t> ParseTypedInteger(const std::string& text) {
-    std::string plain = TrimSpaces(text);
+    std::string plain(TrimSpaces(text));
     if (!plain.empty() && plain.front() == '+') {
         plain.erase(0, 1);
     }

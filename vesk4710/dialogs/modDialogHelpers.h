@@ -8,10 +8,10 @@
 
 #include "vesk4710/platform/Controls.h"
 #include "vesk4710/platform/UiServices.h"
+#include "vesk4710/support/modStrings.h"
 
 namespace vesk {
 
-std::string TrimSpaces(const std::string& text);
 // Whether a typed character would make the text longer than maxLength (typing over a
 // selection replaces it).
 bool TextFull(const ITextBox& box, int32_t maxLength);

@@ -229,7 +229,7 @@ class Download {
     void WriteRawFile(const TransferResult& transfer);
     void Parse();
     std::shared_ptr<IOutputFile> NewFile(const std::string& label);
-    bool ParseLine(int32_t i);
+    void ParseLine(int32_t i);
     void CloseAll();
     void Tell(int32_t textId, DownloadOutcome outcome);
     void TraceError();
@@ -271,23 +271,17 @@ detail::DownloadRun Download::Run() {
             progress_->Close();
             progress_.reset();
         }
-        if (!interactive_) {
+        try {
             if (rawWritten_) {
                 RethrowKeeping(result_.rawPath);
             }
             throw;
-        }
-        if (rawWritten_) {
-            try {
-                RethrowKeeping(result_.rawPath);
-            } catch (...) {
-                ShowErrorMessage(ui_, LoadResString(phrase_), kMsgCaption);
+        } catch (...) {
+            if (!interactive_) {
+                throw;
             }
-        } else {
             ShowErrorMessage(ui_, LoadResString(phrase_), kMsgCaption);
         }
-        run.result = std::move(result_);
-        return run;
     }
     run.result = std::move(result_);
     return run;
@@ -380,7 +374,7 @@ void Download::Steps() {
         lines_.L(std::move(converted));
     }
     result_.lines = lines_.NF();
-    trace_.Line({"Lines to parse: ", Num(lines_.NF())});
+    trace_.Line({"Lines to parse: ", Num(result_.lines)});
     fields_.FS(",\r\n");
     progress_ = ui_.CreateProgress();
     if (progress_) {
@@ -433,7 +427,7 @@ std::shared_ptr<IOutputFile> Download::NewFile(const std::string& label) {
         throw AutomationError(kErrObjectRequired, "The output file component is missing");
     }
     // Without a client registry the host's settings still give the download folder.
-    file->SetRegistry(inst_.Registry() ? inst_.Registry() : inst_.GetHost().CreateRegistry());
+    file->SetRegistry(inst_.Registry() ? inst_.Registry() : host_.CreateRegistry());
     OutputFileSpec spec;
     spec.model = inst_.Model().empty() ? std::string(kModel4710) : inst_.Model();
     spec.serial = inst_.Serial();
@@ -499,10 +493,10 @@ void Download::Parse() {
     }
 }
 
-bool Download::ParseLine(int32_t i) {
+void Download::ParseLine(int32_t i) {
     const std::string_view line = lines_.f(i);
     if (IsBlank(line)) {
-        return false;
+        return;
     }
     const bool multiple = req_.opt == DOWNLOAD_MULTIPLE_FILES;
     trace_.Line({"Parsing line ", Num(i), "..."});
@@ -521,7 +515,7 @@ bool Download::ParseLine(int32_t i) {
         // Garbled or cut short: the raw file keeps it.
         trace_.Line({"Line ", Num(i), " is not a reading; skipped..."});
         ++result_.skipped;
-        return false;
+        return;
     }
 
     std::shared_ptr<IOutputFile> target;
@@ -541,7 +535,7 @@ bool Download::ParseLine(int32_t i) {
         }
         target = slots_[it->second];
         if (!target) {
-            return false;
+            return;
         }
         size_t number = 0;
         while (result_.files[number] != target) {
@@ -555,7 +549,6 @@ bool Download::ParseLine(int32_t i) {
     trace_.Line({"Updating file..."});
     target->WriteReading(row_);
     ++result_.readings;
-    return true;
 }
 
 void Download::CloseAll() {

@@ -36,10 +36,7 @@ void CVesk4710Card::Initialize() {
     Changed(false);
 }
 
-CVesk4710Card::~CVesk4710Card() {
-    channels_.clear();
-    registry_.reset();
-}
+CVesk4710Card::~CVesk4710Card() = default;
 
 const std::vector<MemberInfo>& CVesk4710Card::MemberTable() {
     using K = MemberKind;

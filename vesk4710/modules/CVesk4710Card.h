@@ -49,8 +49,6 @@ class CVesk4710Card : public IDispatchable, public std::enable_shared_from_this<
     static constexpr int16_t kChannelsPerModule = 1;
 
   private:
-    friend class CVesk4710;
-
     explicit CVesk4710Card(std::shared_ptr<Host> host);
     void Initialize();
     void ModuleType(int32_t value);

@@ -43,7 +43,9 @@ const std::map<int32_t, std::string>& Table() {
     return table;
 }
 
-std::string_view Trim(std::string_view s) {
+}  // namespace
+
+std::string_view TrimSpaces(std::string_view s) {
     while (!s.empty() && s.front() == ' ') {
         s.remove_prefix(1);
     }
@@ -52,8 +54,6 @@ std::string_view Trim(std::string_view s) {
     }
     return s;
 }
-
-}  // namespace
 
 std::string LoadResString(int32_t id) {
     const auto& table = Table();
@@ -93,8 +93,8 @@ std::string ReplaceTokens(std::string_view tmpl, std::string_view args) {
         size_t bar = args.find('|');
         if (bar != std::string_view::npos) {
             // Several arguments: each is trimmed, and so is what follows.
-            arg = Trim(args.substr(0, bar));
-            args = Trim(args.substr(bar + 1));
+            arg = TrimSpaces(args.substr(0, bar));
+            args = TrimSpaces(args.substr(bar + 1));
         } else {
             arg = args;
             args = {};

@@ -24,6 +24,9 @@ std::string ReplaceTokens(std::string_view tmpl, std::string_view args);
 // LoadResString + ReplaceTokens.
 std::string ResText(int32_t id, std::string_view args = {});
 
+// The text without leading and trailing spaces (tabs and other blanks stay).
+std::string_view TrimSpaces(std::string_view text);
+
 // Short text of a units code ("°C", "Ohms", ...); unknown codes give "<unknown>".
 std::string UnitsText(int16_t code);
 // Reference-junction type: 0 "External", 1 "Internal", else "<unknown>".

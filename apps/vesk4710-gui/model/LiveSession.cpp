@@ -7,6 +7,7 @@
 #include <chrono>
 
 #include "components/comm/CommErrors.h"
+#include "components/host/InstrumentText.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
 #include "vesk4710/channel/modConversionTypes.h"
 #include "vesk4710/support/modMessages.h"
@@ -45,17 +46,6 @@ std::string IntervalText(int32_t interval) {
         return "fastest";
     }
     return fmt::format("{} s", interval);
-}
-
-std::string PasscodeText(const CVesk4710& inst) {
-    std::string text = inst.PasscodeState() == PS_ENABLED ? "unlocked" : "locked";
-    if (inst.ProtectConversion()) {
-        text += ", conversions protected";
-    }
-    if (inst.ProtectCalParams()) {
-        text += ", calibration protected";
-    }
-    return text;
 }
 
 }  // namespace
@@ -352,7 +342,7 @@ std::vector<std::pair<std::string, std::string>> LiveSession::Settings() const {
         {"Scan channels", inst.ScanChannels().empty() ? "-" : inst.ScanChannels()},
         {"Auto power off", inst.AutoPower() ? "on" : "off"},
         {"Calibration date", inst.CalDate().IsoDate()},
-        {"Passcode", PasscodeText(inst)},
+        {"Passcode", PasscodeSummary(inst)},
         {"Modules / channels", fmt::format("{} / {}", inst.NumModules(), inst.NumChannels())},
     };
 }
