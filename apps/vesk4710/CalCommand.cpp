@@ -29,7 +29,8 @@ int32_t ReferenceColumn(const std::string& range) {
     for (const char* n : kCalRangeNames) {
         names += (names.empty() ? "" : ", ") + std::string(n);
     }
-    throw UsageError("unknown calibration range \"" + range + "\"; ranges: " + names);
+    throw UsageError("unknown calibration range \"" + comm::Printable(range, 60) +
+                     "\"; ranges: " + names);
 }
 
 int32_t DefinedPoints(const IGridControl& grid, int32_t col) {

@@ -12,6 +12,9 @@
 #include <string_view>
 #include <vector>
 
+#include "apps/vesk4710/Script.h"
+#include "apps/vesk4710/Text.h"
+#include "components/comm/Protocol.h"
 #include "components/host/InstrumentText.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
 #include "vesk4710/core/CVesk4710.h"
@@ -37,7 +40,15 @@ struct GlobalOptions {
     bool yes = false;
     bool no = false;
     std::vector<std::string> passcodes;
+    std::string passcodeFile;
+    bool passcodeStdin = false;  // the prompt reads standard input, even from a pipe
 };
+
+// The environment variable that can hold the passcode.
+inline constexpr const char* kPasscodeVariable = "VESK4710_PASSCODE";
+// Where the passcode comes from: --passcode, else --passcode-file (a file only its owner can
+// read, /dev/fd/N, or - for standard input at the prompt), else the environment.
+void ResolvePasscodes(GlobalOptions& options);
 
 // A bad argument found after parsing (exit status 2).
 class UsageError : public std::runtime_error {
@@ -121,7 +132,6 @@ std::string UnitSymbol(int32_t units);
 std::optional<bool> ParseBool(std::string_view text);
 std::optional<int64_t> ParseInteger(std::string_view text);
 std::optional<double> ParseNumber(std::string_view text);
-std::string Lower(std::string_view text);
 // Checked text of arguments (UsageError when wrong).
 Date ParseCalDate(const std::string& text);
 void CheckLoggingLabel(const std::string& label, size_t maxLength);

@@ -2,10 +2,8 @@
 // use it.
 #include <fmt/format.h>
 
-#include <fstream>
-#include <iostream>
-
 #include "apps/vesk4710/Cli.h"
+#include "ui/console/ConsoleUi.h"
 #include "vesk4710/modules/CVesk4710Card.h"
 
 namespace vesk::cli {
@@ -40,7 +38,7 @@ const std::vector<MemberInfo>& TableOf(const std::string& name, std::string& cla
         className = "CVesk4710Channel";
         return CVesk4710Channel::MemberTable();
     }
-    throw UsageError("unknown class \"" + name +
+    throw UsageError("unknown class \"" + comm::Printable(name, 60) +
                      "\"; classes: CVesk4710, CVesk4710Card, CVesk4710Channel");
 }
 
@@ -80,55 +78,6 @@ MemberKind KindFor(const IDispatchable& target, const std::string& verb,
     return MemberKind::Method;
 }
 
-struct Token {
-    std::string text;
-    bool quoted = false;
-};
-
-// Blank-separated words; "double quotes" keep blanks and take \" and \\; # starts a comment.
-std::vector<Token> Tokenize(const std::string& line) {
-    std::vector<Token> tokens;
-    size_t i = 0;
-    while (i < line.size()) {
-        const char c = line[i];
-        if (c == ' ' || c == '\t' || c == '\r') {
-            ++i;
-            continue;
-        }
-        if (c == '#') {
-            break;
-        }
-        Token t;
-        if (c == '"') {
-            t.quoted = true;
-            ++i;
-            bool closed = false;
-            while (i < line.size()) {
-                if (line[i] == '\\' && i + 1 < line.size() &&
-                    (line[i + 1] == '"' || line[i + 1] == '\\')) {
-                    t.text.push_back(line[i + 1]);
-                    i += 2;
-                } else if (line[i] == '"') {
-                    closed = true;
-                    ++i;
-                    break;
-                } else {
-                    t.text.push_back(line[i++]);
-                }
-            }
-            if (!closed) {
-                throw UsageError("a quoted text is not closed");
-            }
-        } else {
-            while (i < line.size() && line[i] != ' ' && line[i] != '\t' && line[i] != '\r') {
-                t.text.push_back(line[i++]);
-            }
-        }
-        tokens.push_back(std::move(t));
-    }
-    return tokens;
-}
-
 // A shell word: quoted only when it carries its own double quotes.
 Token ShellToken(const std::string& word) {
     if (word.size() >= 2 && word.front() == '"' && word.back() == '"') {
@@ -141,7 +90,7 @@ std::shared_ptr<IDispatchable> Navigate(CVesk4710& inst, const std::string& what
                                         const Token& index) {
     const Variant v = ParseLiteral(index.text, index.quoted);
     if (v.Type() != VariantType::Integer) {
-        throw UsageError(what + " takes a number, not \"" + index.text + "\"");
+        throw UsageError(what + " takes a number, not \"" + comm::Printable(index.text, 60) + "\"");
     }
     std::vector<Variant> args{v};
     const Variant object = what == "channel"
@@ -149,9 +98,10 @@ std::shared_ptr<IDispatchable> Navigate(CVesk4710& inst, const std::string& what
                                : inst.Invoke("Modules", MemberKind::Get, args);
     auto target = object.AsObject();
     if (!target) {
-        throw AutomationError(kErrObjectRequired,
-                              "Object required: there is no " + what + " " + index.text,
-                              "vesk4710 " + what);
+        throw AutomationError(
+            kErrObjectRequired,
+            "Object required: there is no " + what + " " + comm::Printable(index.text, 60),
+            "vesk4710 " + what);
     }
     return target;
 }
@@ -216,6 +166,9 @@ void RunCall(Session& s, const Output& out, const CallOptions& o) {
     if (o.channel != 0 && o.module != -1) {
         throw UsageError("--channel and --module exclude each other");
     }
+    if (!IsMemberName(o.member)) {
+        throw UsageError("\"" + comm::Printable(o.member, 60) + "\" is not a member name");
+    }
     s.ReadTopology();
     std::shared_ptr<IDispatchable> target = s.InstrumentPtr();
     if (o.channel != 0) {
@@ -237,7 +190,7 @@ struct ScriptOptions {
 
 // In JSON the error takes its place among the results on stdout, so that each line's outcome
 // stays in order.
-void ReportLineError(const Output& out, int lineNumber, int32_t number,
+void ReportLineError(const Output& out, int64_t lineNumber, int32_t number,
                      const std::string& description, const std::string& source) {
     if (out.Json()) {
         out.Json({{"error",
@@ -251,36 +204,17 @@ void ReportLineError(const Output& out, int lineNumber, int32_t number,
 }
 
 // One script line; false when it failed (the error is printed).
-bool RunLine(Session& s, const Output& out, const std::string& line, int lineNumber) {
+bool RunLine(Session& s, const Output& out, const std::string& text, int64_t lineNumber) {
     try {
-        std::vector<Token> tokens = Tokenize(line);
-        if (tokens.empty()) {
+        const std::optional<ScriptLine> line = ParseScriptLine(text);
+        if (!line) {
             return true;
         }
         std::shared_ptr<IDispatchable> target = s.InstrumentPtr();
-        size_t i = 0;
-        if (!tokens[0].quoted &&
-            (Lower(tokens[0].text) == "channel" || Lower(tokens[0].text) == "module")) {
-            if (tokens.size() < 2) {
-                throw UsageError(tokens[0].text + " needs a number");
-            }
-            target = Navigate(s.Instrument(), Lower(tokens[0].text), tokens[1]);
-            i = 2;
+        if (!line->object.empty()) {
+            target = Navigate(s.Instrument(), line->object, line->index);
         }
-        if (i >= tokens.size()) {
-            throw UsageError("get, set or call is missing");
-        }
-        const std::string verb = Lower(tokens[i].text);
-        if (tokens[i].quoted || (verb != "get" && verb != "set" && verb != "call")) {
-            throw UsageError("\"" + tokens[i].text + "\" is not get, set or call");
-        }
-        if (i + 1 >= tokens.size() || tokens[i + 1].quoted) {
-            throw UsageError(verb + " needs a member name");
-        }
-        const std::string member = tokens[i + 1].text;
-        const std::vector<Token> args(tokens.begin() + static_cast<std::ptrdiff_t>(i + 2),
-                                      tokens.end());
-        PrintOutcome(out, Call(*target, verb, member, args));
+        PrintOutcome(out, Call(*target, line->verb, line->member, line->args));
         return true;
     } catch (const UsageError& e) {
         ReportLineError(out, lineNumber, kErrInvalidProcedureCall, e.what(), "vesk4710 script");
@@ -291,26 +225,25 @@ bool RunLine(Session& s, const Output& out, const std::string& line, int lineNum
 }
 
 void RunScript(Session& s, const Output& out, const ScriptOptions& o) {
-    std::ifstream file;
-    std::istream* in = &std::cin;
-    if (!o.file.empty() && o.file != "-") {
-        file.open(o.file);
-        if (!file) {
-            throw UsageError("cannot read the script " + o.file);
-        }
-        in = &file;
+    const bool fromStdin = o.file.empty() || o.file == "-";
+    if (fromStdin && s.Options().passcodeStdin) {
+        throw UsageError("the script and the passcode cannot both come from standard input");
     }
+    ScriptReader script(o.file);
     s.ReadTopology();
+    const uint32_t interrupts = ConsoleUi::InterruptCount();
     std::string line;
-    int number = 0;
-    int failures = 0;
-    while (std::getline(*in, line)) {
-        ++number;
-        if (!RunLine(s, out, line, number)) {
+    int64_t failures = 0;
+    while (script.Next(line)) {
+        if (!RunLine(s, out, line, script.LineNumber())) {
             ++failures;
             if (o.stopOnError) {
                 break;
             }
+        }
+        if (ConsoleUi::InterruptCount() != interrupts) {
+            throw Failed(
+                fmt::format("interrupted after line {} of the script", script.LineNumber()));
         }
     }
     if (failures > 0) {
@@ -348,7 +281,9 @@ void AddLateBoundCommands(CLI::App& app, Commands& commands) {
         "script",
         "Run late-bound lines from FILE (or stdin): [channel N|module I] get|set|call MEMBER "
         "[ARGS...]; # starts a comment");
-    script->add_option("FILE", so->file, "Script file; - or none reads stdin");
+    script->add_option("FILE", so->file,
+                       "Script file; - or none reads stdin. Lines of " +
+                           std::to_string(kMaxScriptLine) + " characters at most");
     script->add_flag("--stop-on-error", so->stopOnError, "Stop at the first failing line");
     commands.push_back(
         {script, true, [so](Session* s, const Output& out) { RunScript(*s, out, *so); }});

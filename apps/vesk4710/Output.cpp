@@ -103,13 +103,6 @@ std::string UnitSymbol(int32_t units) {
     }
 }
 
-std::string Lower(std::string_view text) {
-    std::string out(text);
-    std::transform(out.begin(), out.end(), out.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
-    return out;
-}
-
 Date ParseCalDate(const std::string& text) {
     auto d = Date::ParseIso(text);
     if (!d || d->TimePart() != 0.0 || d->Year() < 1900 || d->Year() > 2099) {

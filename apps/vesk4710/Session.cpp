@@ -28,6 +28,7 @@ Session::Session(const GlobalOptions& options) : options_(options), out_(options
     host.consoleOptions.assumeYes = options.yes;
     host.consoleOptions.assumeNo = options.no;
     host.consoleOptions.passcodes = options.passcodes;
+    host.consoleOptions.passcodeStdin = options.passcodeStdin;
     host.consoleOptions.json = options.json;
     host_ = MakeDefaultHost(host);
     Host::SetDefault(host_);
@@ -83,7 +84,7 @@ void Session::Unlock() {
     if (!inst.ValidatePasscode(nullptr)) {
         throw Failed(
             "the instrument asks for its passcode; none was accepted (give it with "
-            "--passcode or at the prompt)");
+            "--passcode-file, VESK4710_PASSCODE or at the prompt)");
     }
     inst.UpdatePasscodeState(inst.Passcode());
 }
@@ -127,7 +128,7 @@ void Session::EnsurePasscode() {
     if (!inst.ValidatePasscode(nullptr)) {
         throw Failed(
             "the instrument is locked by its passcode; none was accepted (give it with "
-            "--passcode or at the prompt)");
+            "--passcode-file, VESK4710_PASSCODE or at the prompt)");
     }
 }
 

@@ -276,7 +276,7 @@ const Setting& Find(const std::string& name) {
             return st;
         }
     }
-    throw UsageError("unknown setting \"" + name + "\"; " + "known: " + [] {
+    throw UsageError("unknown setting \"" + comm::Printable(name, 60) + "\"; " + "known: " + [] {
         std::string names;
         for (const auto& st : Settings()) {
             names += (names.empty() ? "" : ", ") + std::string(st.name);

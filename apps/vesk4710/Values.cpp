@@ -37,7 +37,7 @@ Variant ParseLiteral(const std::string& token, bool quoted) {
         if (auto d = Date::ParseIso(token)) {
             return Variant(*d);
         }
-        throw UsageError("\"" + token + "\" is not a valid date (YYYY-MM-DD)");
+        throw UsageError("\"" + comm::Printable(token, 60) + "\" is not a valid date (YYYY-MM-DD)");
     }
     if (auto i = ParseInteger(token)) {
         if (*i >= std::numeric_limits<int16_t>::min() &&

@@ -29,9 +29,17 @@ void AddGlobalOptions(CLI::App& app, GlobalOptions& g) {
     auto* yes = app.add_flag("--yes,-y", g.yes, "Answer every question with yes");
     auto* no = app.add_flag("--no", g.no, "Answer every question with no");
     yes->excludes(no);
-    app.add_option("--passcode", g.passcodes,
-                   "Passcode to give when the instrument asks; repeat for further attempts")
-        ->allow_extra_args(false);
+    auto* passcode =
+        app.add_option("--passcode", g.passcodes,
+                       "Passcode to give when the instrument asks; repeat for further attempts. "
+                       "Any user of this machine can see it (ps): prefer --passcode-file or the "
+                       "variable VESK4710_PASSCODE, used when neither option is given")
+            ->allow_extra_args(false);
+    app.add_option("--passcode-file", g.passcodeFile,
+                   "Read the passcode from the first line of FILE, which only you may read, or of "
+                   "/dev/fd/N; - reads standard input at the prompt, one line per attempt")
+        ->type_name("FILE")
+        ->excludes(passcode);
 }
 
 int Fail(const Output& out, int32_t number, const std::string& description,
@@ -82,6 +90,7 @@ int main(int argc, char** argv) {
     try {
         std::unique_ptr<Session> session;
         if (chosen->needsSession) {
+            ResolvePasscodes(global);
             session = std::make_unique<Session>(global);
         }
         chosen->run(session.get(), out);

@@ -161,7 +161,11 @@ ConsoleUi::ConsoleUi(ConsoleOptions options)
       terminal_(::isatty(STDERR_FILENO) != 0),
       ttyInput_(::isatty(STDIN_FILENO) != 0),
       passcodes_(options_.passcodes.begin(), options_.passcodes.end()),
-      passcodeQueue_(!options_.passcodes.empty()) {}
+      passcodeQueue_(!options_.passcodes.empty()) {
+    if (in_ != nullptr || options_.passcodeStdin) {
+        input_ = std::make_unique<LineInput>(std::cin, kMaxAnswerLength);
+    }
+}
 
 ConsoleUi::ConsoleUi(ConsoleOptions options, std::ostream& err, std::istream* in, bool terminal)
     : options_(std::move(options)),
@@ -170,16 +174,20 @@ ConsoleUi::ConsoleUi(ConsoleOptions options, std::ostream& err, std::istream* in
       terminal_(terminal),
       ttyInput_(false),
       passcodes_(options_.passcodes.begin(), options_.passcodes.end()),
-      passcodeQueue_(!options_.passcodes.empty()) {}
+      passcodeQueue_(!options_.passcodes.empty()) {
+    if (in_ != nullptr) {
+        input_ = std::make_unique<LineInput>(*in_, kMaxAnswerLength);
+    }
+}
 
 ConsoleUi::~ConsoleUi() = default;
 
-std::string ConsoleUi::AskLine(const std::string& question) {
+std::optional<std::string> ConsoleUi::AskLine(const std::string& question) {
     err_ << question << std::flush;
     std::string line;
-    if (in_ == nullptr || !std::getline(*in_, line)) {
+    if (in_ == nullptr || input_->Next(line) != LineInput::Status::kLine) {
         err_ << "\n";
-        return {};
+        return std::nullopt;
     }
     return line;
 }
@@ -224,19 +232,15 @@ int32_t ConsoleUi::MessageBox(const std::string& prompt, int32_t style, const st
     }
 
     if (question && !assumed) {
-        // Ask until the answer is clear; end of input counts as no.
-        for (;;) {
-            if (in_ == nullptr || in_->eof()) {
-                yes = false;
-                break;
-            }
-            const std::string a = Lower(Trim(AskLine("  [y/n] ")));
+        // Ask until the answer is clear; the end of the input counts as no.
+        yes = false;
+        while (const auto answer = AskLine("  [y/n] ")) {
+            const std::string a = Lower(Trim(*answer));
             if (a == "y" || a == "yes") {
                 yes = true;
                 break;
             }
-            if (a == "n" || a == "no" || in_->eof() || in_->fail()) {
-                yes = false;
+            if (a == "n" || a == "no") {
                 break;
             }
         }
@@ -314,25 +318,29 @@ PasscodeEntry ConsoleUi::PromptPasscode(IForm*) {
         passcodes_.pop_front();
         return e;
     }
-    if (in_ == nullptr) {
-        return {};
-    }
     std::string line;
-    bool got = false;
-    err_ << "Passcode: " << std::flush;
-    {
-        std::unique_ptr<EchoOff> quiet;
-        if (ttyInput_) {
-            quiet = std::make_unique<EchoOff>(STDIN_FILENO);
+    LineInput::Status status = LineInput::Status::kEnd;
+    if (in_ != nullptr) {
+        err_ << "Passcode: " << std::flush;
+        {
+            std::unique_ptr<EchoOff> quiet;
+            if (ttyInput_) {
+                quiet = std::make_unique<EchoOff>(STDIN_FILENO);
+            }
+            status = input_->Next(line);
         }
-        got = static_cast<bool>(std::getline(*in_, line));
+        err_ << "\n" << std::flush;
+    } else if (input_ != nullptr) {
+        // Piped in, as asked: no prompt to show.
+        status = input_->Next(line);
     }
-    err_ << "\n" << std::flush;
-    if (!got) {
+    if (status == LineInput::Status::kTooLong) {
+        MessageBox("The passcode line is longer than " + std::to_string(kMaxAnswerLength) +
+                       " characters; it was not used.",
+                   kMbCritical, "Passcode", "", 0);
+    }
+    if (status != LineInput::Status::kLine) {
         return {};
-    }
-    if (!line.empty() && line.back() == '\r') {
-        line.pop_back();
     }
     return {line, true};
 }

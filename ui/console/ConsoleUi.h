@@ -8,9 +8,11 @@
 #include <functional>
 #include <iosfwd>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "ui/console/LineInput.h"
 #include "vesk4710/platform/Progress.h"
 #include "vesk4710/platform/UiServices.h"
 
@@ -23,7 +25,13 @@ struct ConsoleOptions {
     std::vector<std::string> passcodes;
     // Messages as JSON lines: {"message": {"caption": .., "text": .., "style": N}}.
     bool json = false;
+    // Without a queue, passcodes are read from standard input even when it is not a terminal,
+    // one line per prompt.
+    bool passcodeStdin = false;
 };
+
+// The longest answer or passcode line read; a longer one is not used and ends the input.
+inline constexpr size_t kMaxAnswerLength = 256;
 
 class ConsoleUi : public IUiServices {
   public:
@@ -60,10 +68,12 @@ class ConsoleUi : public IUiServices {
     static uint32_t InterruptCount() noexcept;
 
   private:
-    std::string AskLine(const std::string& question);
+    // The answer typed, or nothing once the input ended.
+    std::optional<std::string> AskLine(const std::string& question);
     ConsoleOptions options_;
     std::ostream& err_;
-    std::istream* in_;
+    std::istream* in_;                  // a person's answers: the terminal, or what a test types
+    std::unique_ptr<LineInput> input_;  // lines of in_, or of piped stdin for passcodes
     bool terminal_;
     bool ttyInput_;
     int32_t pointer_ = kPointerDefault;
