@@ -57,6 +57,9 @@ sources=()
 while IFS= read -r f; do sources+=("$f"); done < <(
     cd "$root" && find vesk4710 components/comm components/splitter components/probes \
         components/outputfile -name '*.cpp' | sort
+    # The command-line tool's script reader and what it reads with.
+    echo apps/vesk4710/Script.cpp ui/console/LineInput.cpp components/registry/SystemError.cpp |
+        tr ' ' '\n'
     cd "$root" && find tests/testsupport -name 'Fake*.cpp' | sort
 )
 support=()
