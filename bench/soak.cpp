@@ -207,6 +207,7 @@ void BM_Soak(benchmark::State& state) {
     int fdBefore = 0;
     int fdAfter = 0;
     bool lastReadOk = false;
+    bool measured = false;
     for (auto _ : state) {
         SimulatorProcess simulator(folder.string(), faults);
         auto ui = std::make_shared<QuietUi>();
@@ -238,15 +239,21 @@ void BM_Soak(benchmark::State& state) {
         const int64_t base = traced();
         int64_t lastGood = base;
 
-        const auto deadline = Clock::now() + std::chrono::seconds(g_settings.seconds);
+        const auto start = Clock::now();
+        const auto deadline = start + std::chrono::seconds(g_settings.seconds);
+        // A quarter into the run, in requests or in time, whichever comes first: a run that
+        // the clock ends is measured as well as one that runs out of requests.
+        const auto quarter = start + (deadline - start) / 4;
         for (int i = 0; i < g_settings.requests && Clock::now() < deadline; ++i) {
-            if (i == g_settings.requests / 4) {
+            if (!measured && (i >= g_settings.requests / 4 || Clock::now() >= quarter)) {
                 // By now the first faults have made every buffer their paths need: from here
                 // on nothing may grow.
+                measured = true;
                 rssBefore = ResidentKiB();
                 fdBefore = OpenDescriptors();
                 std::cout << "soak: resident memory " << rssStart << " KiB after the set-up, "
-                          << rssBefore << " KiB after a quarter of the run" << std::endl;
+                          << rssBefore << " KiB after a quarter of the run (" << i << " requests)"
+                          << std::endl;
             }
             const auto channel = static_cast<int16_t>(1 + i % 2);
             try {
@@ -298,7 +305,10 @@ void BM_Soak(benchmark::State& state) {
               << " KiB -> " << rssAfter << " KiB (" << (growth >= 0 ? "+" : "") << growth
               << "); open descriptors " << fdBefore << " -> " << fdAfter << std::endl;
     // Flat: a few pages of allocator noise, nothing that grows with the requests.
-    if (growth > 256 || fdAfter != fdBefore || !lastReadOk || survived < faultsMet) {
+    if (!measured) {
+        g_failed = true;
+        state.SkipWithError("the run ended before its starting measurement");
+    } else if (growth > 256 || fdAfter != fdBefore || !lastReadOk || survived < faultsMet) {
         g_failed = true;
         state.SkipWithError("memory grew, descriptors leaked or the object stopped reading");
     }
