@@ -4,6 +4,7 @@
 
 #include "apps/vesk4710/Cli.h"
 #include "components/comm/CommErrors.h"
+#include "components/comm/Protocol.h"
 #include "components/host/DefaultHost.h"
 #include "simulator/EmbeddedLink.h"
 #include "vesk4710/modules/CVesk4710Card.h"
@@ -54,7 +55,7 @@ void Session::Identify() {
     }
     if (inst.Identification().find(kModel4710) == std::string::npos) {
         throw Failed("the connected instrument is not a model 4710 (it identifies as \"" +
-                     inst.Identification() + "\")");
+                     comm::Printable(inst.Identification()) + "\")");
     }
 }
 

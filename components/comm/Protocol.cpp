@@ -160,6 +160,42 @@ const SettingCommand* FindMnemonic(std::string_view mnemonic) {
     return nullptr;
 }
 
+void LineBuffer::Append(std::string_view bytes) {
+    buffer_.append(bytes);
+}
+
+std::optional<std::string> LineBuffer::Take() {
+    size_t end = buffer_.find_first_of(ends_);
+    if (skipping_) {
+        if (end == std::string::npos) {
+            buffer_.clear();
+            return std::nullopt;
+        }
+        buffer_.erase(0, end + 1);
+        skipping_ = false;
+        end = buffer_.find_first_of(ends_);
+    }
+    std::string line;
+    if (end == std::string::npos) {
+        if (buffer_.size() <= kMaxLineLength) {
+            return std::nullopt;
+        }
+        line = buffer_.substr(0, kMaxLineLength + 1);
+        buffer_.clear();
+        skipping_ = true;
+        return line;
+    }
+    const size_t length = end > 0 && buffer_[end - 1] == '\r' ? end - 1 : end;
+    line = buffer_.substr(0, std::min(length, kMaxLineLength + 1));
+    buffer_.erase(0, end + 1);
+    return line;
+}
+
+void LineBuffer::Clear() {
+    buffer_.clear();
+    skipping_ = false;
+}
+
 bool IsWireText(std::string_view text) {
     return std::all_of(text.begin(), text.end(), [](char c) {
         auto u = static_cast<unsigned char>(c);
@@ -218,6 +254,12 @@ std::string FormatRequest(uint32_t tag, const SettingCommand& command, const Par
         line += i == 0 ? ' ' : ',';
         line += args[i];
     }
+    if (line.size() > kMaxLineLength) {
+        throw CommError(kCommBadParameter, "The request for setting " + std::to_string(command.id) +
+                                               " would be longer than the " +
+                                               std::to_string(kMaxLineLength) +
+                                               " bytes a line may hold");
+    }
     return line;
 }
 
@@ -228,6 +270,9 @@ std::optional<CommandLine> ParseCommandLine(std::string_view line, std::string* 
         }
         return std::nullopt;
     };
+    if (line.size() > kMaxLineLength) {
+        return fail("the line is longer than " + std::to_string(kMaxLineLength) + " bytes");
+    }
     if (!IsWireText(line)) {
         return fail("the line holds characters other than printable ASCII");
     }
@@ -318,7 +363,7 @@ std::optional<CommandLine> ParseCommandLine(std::string_view line, std::string* 
 }
 
 std::optional<ReplyLine> ParseReplyLine(std::string_view line) {
-    if (!IsWireText(line)) {
+    if (line.size() > kMaxLineLength || !IsWireText(line)) {
         return std::nullopt;
     }
     size_t space = line.find(' ');
@@ -364,6 +409,22 @@ std::optional<int64_t> ParseMarker(std::string_view payload, std::string_view ma
         return std::nullopt;
     }
     return n;
+}
+
+uint32_t ClockTag(std::chrono::steady_clock::time_point now) {
+    const auto ms =
+        std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count();
+    return static_cast<uint32_t>(static_cast<uint64_t>(ms) % kMaxTag) + 1;
+}
+
+uint32_t NextTag(uint32_t last, uint32_t clockTag) {
+    if (last == 0) {
+        return clockTag;
+    }
+    const uint32_t next = last >= kMaxTag ? 1 : last + 1;
+    // How far the clock is ahead of next, going round the tag space.
+    const uint32_t ahead = (clockTag + kMaxTag - next) % kMaxTag;
+    return ahead < kMaxTag / 2 ? clockTag : next;
 }
 
 std::string FormatErrorReply(int32_t code, std::string_view text) {

@@ -37,7 +37,10 @@ TEST_F(SimInstrument, RepliesCarryTheRequestsTagOrNone) {
     EXPECT_EQ(Ask("6 LOG:LAB \"open"),
               "6 !ERR 1 cannot read the command: unterminated quoted argument");
     EXPECT_EQ(Ask("PROB:PAR? 1"), "!ERR 2 missing paramname");
-    EXPECT_EQ(inst->RequestCount(), 5u);
+    EXPECT_EQ(Ask("8 LOG:LAB " + std::string(4096, 'A')),
+              "8 !ERR 1 cannot read the command: the line is longer than 4096 bytes");
+    EXPECT_EQ(Ask("LOG:LAB?"), "DEMAND");
+    EXPECT_EQ(inst->RequestCount(), 7u);
 }
 
 TEST_F(SimInstrument, PasscodeUnlocksUntilRelockedAndAWrongOneLocks) {
