@@ -1,10 +1,12 @@
-// What one run of the tool leaves behind is never taken for another's: a late reply on a
-// serial line, the embedded simulator's state shared by runs at once.
+// What one run of the tool leaves behind is never taken for another's, nor lost by it: a late
+// reply on a serial line, the embedded simulator's state shared by runs at once.
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
 #include <filesystem>
+#include <fstream>
 #include <map>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -33,6 +35,32 @@ struct Scratch {
         return Child(args, Env());
     }
 };
+
+// Two runs at once on the embedded simulator's state each change one setting; neither change
+// is lost, and neither run takes the other's saving for damage.
+TEST(SharedState, TwoRunsAtOnceLoseNothing) {
+    Scratch scratch;
+    const std::string state = scratch.folder + "/vesk4710/sim-1.json";
+    for (int round = 1; round <= 12; ++round) {
+        const std::string units = round % 2 == 0 ? "F" : "K";
+        Child a = scratch.Start({"set", "units", units});
+        Child b = scratch.Start({"set", "scanseqdelay", std::to_string(round)});
+        ASSERT_EQ(a.Finish(20s).status, 0);
+        ASSERT_EQ(b.Finish(20s).status, 0);
+        const auto saved = nlohmann::json::parse(std::ifstream(state));
+        EXPECT_EQ(saved["units"], units) << "round " << round;
+        EXPECT_EQ(saved["scanSeqDelay"], round) << "round " << round;
+    }
+    EXPECT_FALSE(std::filesystem::exists(state + ".bad"));
+    // A change the state file cannot take fails the run that made it, and is not kept.
+    const RunResult full = Child({"/bin/sh", "-c", "trap '' XFSZ; ulimit -f 0; exec \"$0\" \"$@\"",
+                                  VESK_CLI_PATH, "set", "units", "C"},
+                                 scratch.Env())
+                               .Finish(20s);
+    EXPECT_EQ(full.status, 1);
+    EXPECT_NE(full.err.find("cannot store the state in " + state), std::string::npos) << full.err;
+    EXPECT_EQ(nlohmann::json::parse(std::ifstream(state))["units"], "F");
+}
 
 #ifdef VESK_SIM_PATH
 
