@@ -109,11 +109,14 @@ void Session::WithUnlock(const std::function<void()>& write) {
     Unlock();
     try {
         write();
-    } catch (...) {
-        // Leave the instrument locked whatever happened; the write's error is the news.
+    } catch (const AutomationError& e) {
+        // Locked again whatever happened. The write's error is the news, with the lock's when
+        // that failed too: it says that the instrument may be left unlocked.
         try {
             Relock();
-        } catch (...) {
+        } catch (const AutomationError& lock) {
+            throw AutomationError(e.Number(), e.Description() + "; " + lock.Description(),
+                                  e.Source(), e.HelpFile(), e.HelpContext());
         }
         throw;
     }

@@ -34,6 +34,10 @@ struct Scratch {
         args.insert(args.begin(), VESK_CLI_PATH);
         return Child(args, Env());
     }
+    RunResult Run(Args options, const Args& command) const {
+        options.insert(options.end(), command.begin(), command.end());
+        return Start(options).Finish(20s);
+    }
 };
 
 // Two runs at once on the embedded simulator's state each change one setting; neither change
@@ -72,16 +76,30 @@ TEST(LateReply, IsNeverTakenByTheNextRunOnTheLine) {
              {"delay:800@id=169", {"set", "units", "F"}, {"get", "interval"}}}) {
         Scratch scratch;
         SimServer server(SimServer::Kind::Pty, scratch.Env(), {"--fault", fault});
-        const Args on = {"--device", server.Device(), "--timeout", "200"};
-        auto run = [&](Args args, size_t options) {
-            args.insert(args.begin(), on.begin(), on.begin() + options);
-            return scratch.Start(args).Finish(20s);
-        };
-        const RunResult expected = run(next, 2);  // before anything went wrong
-        EXPECT_EQ(run(first, 4).status, 1) << fault;
-        const RunResult r = run(next, 2);
+        const Args on = {"--device", server.Device()};
+        const RunResult expected = scratch.Run(on, next);  // before anything went wrong
+        EXPECT_EQ(scratch.Run({"--device", server.Device(), "--timeout", "200"}, first).status, 1);
+        const RunResult r = scratch.Run(on, next);
         EXPECT_EQ(r.status, 0) << fault << r.err;
         EXPECT_EQ(r.out, expected.out) << fault;
+    }
+}
+
+// The link drops as the instrument is locked after a protected write: the lock is tried again
+// on a new connection, and when that fails too the run fails saying the instrument may be left
+// unlocked.
+TEST(LostRelock, IsTriedOnANewConnectionAndElseSaid) {
+    for (auto [faults, status, state] : std::vector<std::tuple<Args, int, std::string>>{
+             {{"--fault", "drop@req=7"}, 0, "locked\n"},
+             {{"--fault", "drop@req=7", "--fault", "drop@req=8"}, 1, "unlocked\n"}}) {
+        Scratch scratch;
+        faults.insert(faults.begin(), {"--link", scratch.folder + "/tty"});
+        SimServer server(SimServer::Kind::Pty, scratch.Env(), faults);
+        const Args on = {"--device", server.Device(), "--passcode", "1234"};
+        const RunResult r = scratch.Run(on, {"set", "caldate", "2024-05-01"});
+        EXPECT_EQ(r.status, status) << r.err;
+        EXPECT_EQ(r.err.find("may be left unlocked") != std::string::npos, status == 1) << r.err;
+        EXPECT_EQ(scratch.Run(on, {"get", "passcodestate"}).out, state);
     }
 }
 

@@ -339,9 +339,9 @@ std::vector<std::string> FaultMatrix::CheckPromise(const Operation& op, FaultKin
     const bool lenientRead =
         request.id == 134 && (request.params.find("MINOP") != std::string::npos ||
                               request.params.find("MAXOP") != std::string::npos);
-    // The channel retries a lost relock once; when the retry locks the instrument the write-back
-    // has done everything it promised.
-    const bool retriedRelock = op.op == Op::ChannelUpdate && request.id == 4 && out.result;
+    // A lost relock is tried once more; when that locks the instrument the write-back has done
+    // everything it promised.
+    const bool retriedRelock = request.id == 4 && out.result;
     switch (op.op) {
         case Op::QueryInfo:
             if (request.id == 122) {
@@ -354,7 +354,9 @@ std::vector<std::string> FaultMatrix::CheckPromise(const Operation& op, FaultKin
             }
             break;
         case Op::UpdateInfo:
-            raised("UpdateInfo");
+            if (!retriedRelock) {
+                raised("UpdateInfo");
+            }
             break;
         case Op::Measurement:
             raised("QueryMeasurement");
