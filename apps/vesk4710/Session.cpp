@@ -4,6 +4,7 @@
 
 #include "apps/vesk4710/Cli.h"
 #include "components/comm/CommErrors.h"
+#include "components/comm/Communications.h"
 #include "components/comm/Protocol.h"
 #include "components/host/DefaultHost.h"
 #include "simulator/EmbeddedLink.h"
@@ -133,6 +134,16 @@ void Session::EnsurePasscode() {
         throw Failed(
             "the instrument is locked by its passcode; none was accepted (give it with "
             "--passcode-file, VESK4710_PASSCODE or at the prompt)");
+    }
+}
+
+void Session::Require(const std::function<bool()>& operation, const std::string& what) {
+    const auto* link =
+        dynamic_cast<const comm::Communications*>(Instrument().Communications().get());
+    const uint64_t mark = link != nullptr ? link->RequestCount() : 0;
+    if (!operation()) {
+        const auto cause = link != nullptr ? link->FailureSince(mark) : std::nullopt;
+        throw Failed(what + " failed" + (cause ? ": " + *cause : std::string()));
     }
 }
 

@@ -178,6 +178,31 @@ void Communications::Cancel() {
     }
 }
 
+uint64_t Communications::RequestCount() const {
+    std::lock_guard lock(requestMutex_);
+    return requests_;
+}
+
+std::optional<std::string> Communications::FailureSince(uint64_t since) const {
+    std::lock_guard lock(requestMutex_);
+    for (const auto& [request, description] : failures_) {
+        if (request > since) {
+            return description;
+        }
+    }
+    return std::nullopt;
+}
+
+void Communications::Failed(TraceEntry& trace, const AutomationError& error) {
+    constexpr size_t kKept = 16;
+    if (failures_.size() == kKept) {
+        failures_.pop_front();
+    }
+    failures_.emplace_back(requests_, error.Description());
+    trace.received += " [error: " + error.Description() + "]";
+    Finish(trace);
+}
+
 void Communications::Finish(TraceEntry& trace) {
     if (trace_) {
         trace_->Record(trace);
@@ -254,6 +279,7 @@ std::string Communications::Request(const SettingCommand& command) {
     trace.id = command.id;
     trace.params = params_.Describe(command.id == 2);
     uint64_t cancelMark = cancels_.load();
+    ++requests_;
     try {
         uint32_t tag = NextTag();
         std::string line = FormatRequest(tag, command, params_);
@@ -271,8 +297,7 @@ std::string Communications::Request(const SettingCommand& command) {
         Finish(trace);
         return std::move(reply.payload);
     } catch (const AutomationError& e) {
-        trace.received += " [error: " + e.Description() + "]";
-        Finish(trace);
+        Failed(trace, e);
         throw;
     }
 }
@@ -303,6 +328,7 @@ TransferResult Communications::Transfer(int32_t id, int32_t expectedCount,
     TransferResult result;
     int64_t received = 0;
     std::string ending;
+    ++requests_;
     try {
         uint32_t tag = NextTag();
         std::shared_ptr<ILink> link = Send(command, FormatRequest(tag, command, params), trace);
@@ -363,8 +389,7 @@ TransferResult Communications::Transfer(int32_t id, int32_t expectedCount,
         Finish(trace);
         return result;
     } catch (const AutomationError& e) {
-        trace.received += " [error: " + e.Description() + "]";
-        Finish(trace);
+        Failed(trace, e);
         throw;
     }
 }

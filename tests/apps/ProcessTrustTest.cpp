@@ -1,17 +1,13 @@
-// What one run of the tool leaves behind is never taken for another's, nor lost by it: a late
-// reply on a serial line, the embedded simulator's state shared by runs at once.
+// Runs of the tool misled by what another left (a late reply, a shared state) or misleading
+// (an instrument left unlocked without a word, a failure that hides its cause).
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
-#include <filesystem>
 #include <fstream>
-#include <map>
 #include <nlohmann/json.hpp>
-#include <string>
 #include <tuple>
-#include <vector>
 
 #include "tests/apps/Processes.h"
+#include "tests/testsupport/FakeFileSystem.h"
 
 namespace vesk::test {
 namespace {
@@ -19,47 +15,31 @@ namespace {
 using namespace std::chrono_literals;
 using Args = std::vector<std::string>;
 
-// A folder of its own for the runs' state, settings and temporary files.
-struct Scratch {
-    std::string folder =
-        ::mkdtemp((std::filesystem::temp_directory_path() / "vesk-XXXXXX").string().data());
-    ~Scratch() {
-        std::error_code ignored;
-        std::filesystem::remove_all(folder, ignored);
-    }
-    std::map<std::string, std::string> Env() const {
-        return {{"XDG_STATE_HOME", folder}, {"HOME", folder}, {"TMPDIR", folder}};
-    }
-    Child Start(Args args) const {
-        args.insert(args.begin(), VESK_CLI_PATH);
-        return Child(args, Env());
-    }
-    RunResult Run(Args options, const Args& command) const {
-        options.insert(options.end(), command.begin(), command.end());
-        return Start(options).Finish(20s);
-    }
-};
+// The tool (or program), with its state, settings and temporary files in folder.
+Child Start(const FakeFileSystem& folder, Args args, const char* program = VESK_CLI_PATH) {
+    args.insert(args.begin(), program);
+    const std::string& f = folder.Root();
+    return Child(args, {{"XDG_STATE_HOME", f}, {"HOME", f}, {"TMPDIR", f}});
+}
 
-// Two runs at once on the embedded simulator's state each change one setting; neither change
-// is lost, and neither run takes the other's saving for damage.
 TEST(SharedState, TwoRunsAtOnceLoseNothing) {
-    Scratch scratch;
-    const std::string state = scratch.folder + "/vesk4710/sim-1.json";
+    FakeFileSystem folder;
+    const std::string state = folder.Root() + "/vesk4710/sim-1.json";
     for (int round = 1; round <= 12; ++round) {
         const std::string units = round % 2 == 0 ? "F" : "K";
-        Child a = scratch.Start({"set", "units", units});
-        Child b = scratch.Start({"set", "scanseqdelay", std::to_string(round)});
-        ASSERT_EQ(a.Finish(20s).status, 0);
-        ASSERT_EQ(b.Finish(20s).status, 0);
+        Child a = Start(folder, {"set", "units", units});
+        Child b = Start(folder, {"set", "scanseqdelay", std::to_string(round)});
+        ASSERT_EQ(a.Finish(20s).status + b.Finish(20s).status, 0);
         const auto saved = nlohmann::json::parse(std::ifstream(state));
-        EXPECT_EQ(saved["units"], units) << "round " << round;
-        EXPECT_EQ(saved["scanSeqDelay"], round) << "round " << round;
+        EXPECT_EQ(saved["units"], units) << round;
+        EXPECT_EQ(saved["scanSeqDelay"], round) << round;
     }
-    EXPECT_FALSE(std::filesystem::exists(state + ".bad"));
+    EXPECT_FALSE(folder.FileExists(state + ".bad")) << "one run's saving taken for damage";
     // A change the state file cannot take fails the run that made it, and is not kept.
-    const RunResult full = Child({"/bin/sh", "-c", "trap '' XFSZ; ulimit -f 0; exec \"$0\" \"$@\"",
+    const RunResult full = Start(folder,
+                                 {"-c", "trap '' XFSZ; ulimit -f 0; exec \"$@\"", "sh",
                                   VESK_CLI_PATH, "set", "units", "C"},
-                                 scratch.Env())
+                                 "/bin/sh")
                                .Finish(20s);
     EXPECT_EQ(full.status, 1);
     EXPECT_NE(full.err.find("cannot store the state in " + state), std::string::npos) << full.err;
@@ -68,38 +48,45 @@ TEST(SharedState, TwoRunsAtOnceLoseNothing) {
 
 #ifdef VESK_SIM_PATH
 
-// The instrument answers a run's request after the run gave up; the next run on the line must
-// get its own answer, not that one.
-TEST(LateReply, IsNeverTakenByTheNextRunOnTheLine) {
-    for (auto [fault, first, next] : std::vector<std::tuple<std::string, Args, Args>>{
-             {"delay:800@id=32", {"get", "interval"}, {"get", "units"}},
-             {"delay:800@id=169", {"set", "units", "F"}, {"get", "interval"}}}) {
-        Scratch scratch;
-        SimServer server(SimServer::Kind::Pty, scratch.Env(), {"--fault", fault});
-        const Args on = {"--device", server.Device()};
-        const RunResult expected = scratch.Run(on, next);  // before anything went wrong
-        EXPECT_EQ(scratch.Run({"--device", server.Device(), "--timeout", "200"}, first).status, 1);
-        const RunResult r = scratch.Run(on, next);
-        EXPECT_EQ(r.status, 0) << fault << r.err;
-        EXPECT_EQ(r.out, expected.out) << fault;
-    }
-}
-
-// The link drops as the instrument is locked after a protected write: the lock is tried again
-// on a new connection, and when that fails too the run fails saying the instrument may be left
-// unlocked.
-TEST(LostRelock, IsTriedOnANewConnectionAndElseSaid) {
-    for (auto [faults, status, state] : std::vector<std::tuple<Args, int, std::string>>{
-             {{"--fault", "drop@req=7"}, 0, "locked\n"},
-             {{"--fault", "drop@req=7", "--fault", "drop@req=8"}, 1, "unlocked\n"}}) {
-        Scratch scratch;
-        faults.insert(faults.begin(), {"--link", scratch.folder + "/tty"});
-        SimServer server(SimServer::Kind::Pty, scratch.Env(), faults);
-        const Args on = {"--device", server.Device(), "--passcode", "1234"};
-        const RunResult r = scratch.Run(on, {"set", "caldate", "2024-05-01"});
-        EXPECT_EQ(r.status, status) << r.err;
-        EXPECT_EQ(r.err.find("may be left unlocked") != std::string::npos, status == 1) << r.err;
-        EXPECT_EQ(scratch.Run(on, {"get", "passcodestate"}).out, state);
+TEST(OnASerialLine, NoRunIsMisledOrMisleads) {
+    const Args write = {"--timeout", "200", "--passcode", "1234"};
+    const auto with = [&](Args more) {
+        more.insert(more.begin(), write.begin(), write.end());
+        return more;
+    };
+    // Server faults, then runs: arguments, status, and all of stdout (status 0) or a part of
+    // stderr.
+    using Steps = std::vector<std::tuple<Args, int, std::string>>;
+    const std::vector<std::pair<Args, Steps>> cases = {
+        // A reply that comes after its run gave up is not the next run's answer.
+        {{"--fault", "delay:800@id=169"},
+         {{with({"set", "units", "F"}), 1, ""}, {{"get", "interval"}, 0, "auto\n"}}},
+        // A lock lost with the link is tried on a new one; failing that, the run says so.
+        {{"--fault", "drop@req=7"},
+         {{with({"set", "caldate", "2024-05-01"}), 0, "2024-05-01\n"},
+          {{"get", "passcodestate"}, 0, "locked\n"}}},
+        {{"--fault", "drop@req=7", "--fault", "drop@req=8"},
+         {{with({"set", "caldate", "2024-05-01"}), 1, "may be left unlocked"},
+          {{"get", "passcodestate"}, 0, "unlocked\n"}}},
+        // A failed channel write names the instrument's reason, not only the setting.
+        {{"--fault", "error:3@id=135"},
+         {{with({"channel", "1", "set", "minop", "5"}), 1,
+           "writing channel 1 failed: The instrument refused setting 135 (PROB:PAR): simulated"}}},
+        {{"--fault", "noreply@id=135"},
+         {{with({"channel", "1", "set", "minop", "5"}), 1,
+           "writing channel 1 failed: The instrument did not reply to setting 135 (PROB:PAR)"}}},
+    };
+    for (auto [options, steps] : cases) {
+        FakeFileSystem folder;
+        options.insert(options.end(), {"--link", folder.Root() + "/tty"});
+        SimServer sim(SimServer::Kind::Pty, {}, options);
+        for (auto [args, status, says] : steps) {
+            args.insert(args.begin(), {"--device", sim.Device()});
+            const RunResult r = Start(folder, args).Finish(20s);
+            EXPECT_EQ(r.status, status) << options[1] << r.err;
+            EXPECT_TRUE(status == 0 ? r.out == says : r.err.find(says) != std::string::npos)
+                << options[1] << ": " << r.out << r.err;
+        }
     }
 }
 

@@ -72,25 +72,20 @@ TEST(Trace, OneLinePerRequestWithThePasscodeHidden) {
     }
     const std::string text = traceFolder.ReadFile(tracePath);
     EXPECT_EQ(text.find("1234"), std::string::npos) << "the passcode leaked";
-    // Time, setting, parameters, request line, outcome.
+    // Time, setting, parameters, request line after its tag, outcome.
     const std::regex form(
-        R"(\d{4}-\d{2}-\d{2}T\d{2}:\d{2}:\d{2}\.\d{3}Z\t(\d+)\t([^\t]*)\t([^\t]*)\t(.*))");
+        R"(\d{4}-\d{2}-\d{2}T\d{2}:\d{2}:\d{2}\.\d{3}Z\t(\d+)\t([^\t]*)\t(\d+) ([^\t]*)\t(.*))");
     std::vector<std::vector<std::string>> lines;
+    std::set<std::string> tags;
     std::istringstream in(text);
     for (std::string line; std::getline(in, line);) {
         std::smatch m;
         ASSERT_TRUE(std::regex_match(line, m, form)) << line;
-        lines.push_back({m[1], m[2], m[3], m[4]});
+        lines.push_back({m[1], m[2], m[4], m[5]});
+        tags.insert(m[3]);
     }
     ASSERT_EQ(lines.size(), 4u);
-    // The request line after its tag; every request has a tag of its own.
-    std::set<std::string> tags;
-    for (auto& line : lines) {
-        const size_t space = line[2].find(' ');
-        tags.insert(line[2].substr(0, space));
-        line[2].erase(0, space + 1);
-    }
-    EXPECT_EQ(tags.size(), 4u);
+    EXPECT_EQ(tags.size(), 4u) << "every request has a tag of its own";
     using V = std::vector<std::string>;
     EXPECT_EQ(lines[0], (V{"2", "Value=***", "PASS ***", "OK"}));
     EXPECT_EQ(lines[1], (V{"134", "Channel=1 paramname=RTPW", "PROB:PAR? 1,RTPW", "25.54321"}));

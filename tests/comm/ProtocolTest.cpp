@@ -186,10 +186,8 @@ TEST(Lines, TooLongOnesAreRefusedWholeAndTheirRestDropped) {
     EXPECT_EQ(in.Take(), "7 C") << "the rest of the long line is dropped";
     EXPECT_FALSE(ParseReplyLine("5 " + endless));
     EXPECT_FALSE(ParseCommandLine("5 LOG:LAB " + endless));
-    EXPECT_EQ(Raised([&] {
-                  Format(5, 286, {{Param::kValue, endless}});
-              }).Number(),
-              kCommBadParameter);
+    const AutomationError e = Raised([&] { Format(5, 286, {{Param::kValue, endless}}); });
+    EXPECT_EQ(e.Number(), kCommBadParameter) << "nor is one sent";
 }
 
 }  // namespace

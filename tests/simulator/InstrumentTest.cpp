@@ -301,7 +301,7 @@ TEST_F(SimInstrument, StateSurvivesBetweenRunsUntilReset) {
     EXPECT_EQ(test::Ask(*sim::Instrument::Create(fresh), "UNIT?"), "C");
 }
 
-TEST_F(SimInstrument, DamagedOrUnsavableStateLeavesTheInstrumentReading) {
+TEST_F(SimInstrument, DamagedOrUnsavableStateLeavesTheInstrumentWorking) {
     // Damaged: set aside, and a fresh state used.
     folder.WriteFile(folder.Root() + "/sim-1.json", "{ \"units\": ");
     auto revived = sim::Instrument::Create(Options(true));
