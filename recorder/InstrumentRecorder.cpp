@@ -170,8 +170,11 @@ void InstrumentRecorder::Run() {
     }
 }
 
-void InstrumentRecorder::Failed(const std::string& reason) {
+void InstrumentRecorder::Failed(const std::string& what) {
     const TimeUs now = NowUs();
+    // The link's own account says more than the library's summary of it.
+    const std::string link = port_->LastFailure();
+    const std::string reason = link.empty() ? what : link + " (" + what + ")";
     log_(Say(reason));
     store_.Error(id_, now, reason);
     if (!gapOpen_) {

@@ -55,7 +55,7 @@ class InstrumentRecorder {
     void ReadContext();
     void WaitForNewReading();
     void Round();
-    void Failed(const std::string& reason);
+    void Failed(const std::string& what);
     // Sleeps until the deadline; false when stopping.
     bool SleepUntil(std::chrono::steady_clock::time_point deadline);
     std::string Say(const std::string& text) const;

@@ -59,8 +59,10 @@ void Recorder::Stop() {
             e->Stop();
         }
     }
+    stoppedRounds_ = 0;
     for (auto& i : instruments_) {
         i->Stop();
+        stoppedRounds_ += i->Rounds();
     }
     endpoints_.clear();
     instruments_.clear();
@@ -77,7 +79,7 @@ std::vector<std::string> Recorder::Endpoints() const {
 }
 
 uint64_t Recorder::Rounds() const {
-    uint64_t total = 0;
+    uint64_t total = instruments_.empty() ? stoppedRounds_ : 0;
     for (const auto& i : instruments_) {
         total += i->Rounds();
     }

@@ -32,7 +32,7 @@ class Recorder {
     const RecorderConfig& Config() const { return config_; }
     // The endpoint of each instrument ("" when not shared), in configuration order.
     std::vector<std::string> Endpoints() const;
-    // Rounds of readings taken so far, all instruments together.
+    // Rounds of readings taken so far (in this run, or the last), all instruments together.
     uint64_t Rounds() const;
     Store& Database() { return *store_; }
 
@@ -42,6 +42,7 @@ class Recorder {
     std::unique_ptr<Store> store_;
     std::vector<std::unique_ptr<InstrumentRecorder>> instruments_;
     std::vector<std::unique_ptr<Endpoint>> endpoints_;
+    uint64_t stoppedRounds_ = 0;
 };
 
 }  // namespace vesk::rec

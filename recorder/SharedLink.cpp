@@ -214,10 +214,26 @@ bool SharedPort::WriteLine(std::string_view line) {
     std::deque<std::string> replies;
     const SharedLink::Result result =
         link_->Exchange(line, origin_, [&](const std::string& reply) { replies.push_back(reply); });
-    if (result.outcome == SharedLink::Outcome::kUnavailable) {
-        throw comm::CommError(comm::kCommLinkUnavailable, result.error);
-    }
     std::lock_guard lock(mutex_);
+    const auto command = comm::ParseCommandLine(line);
+    const std::string what = command ? command->mnemonic : std::string("a request");
+    switch (result.outcome) {
+        case SharedLink::Outcome::kUnavailable:
+            failure_ = "the link cannot be opened: " + result.error;
+            throw comm::CommError(comm::kCommLinkUnavailable, result.error);
+        case SharedLink::Outcome::kDropped:
+            failure_ = "the link to " + link_->Describe() + " dropped (at " + what + ")";
+            break;
+        case SharedLink::Outcome::kTimeout:
+            failure_ = "no reply to " + what + " within " +
+                       std::to_string(link_->Timeout().count()) + " ms";
+            break;
+        case SharedLink::Outcome::kCancelled:
+            failure_ = "cancelled";
+            break;
+        case SharedLink::Outcome::kDone:
+            failure_.clear();
+    }
     inbox_ = std::move(replies);
     outcome_ = result.outcome;
     if (result.outcome == SharedLink::Outcome::kDone) {
@@ -265,6 +281,11 @@ std::string SharedPort::Describe() const {
 std::optional<SharedPort::Measurement> SharedPort::LastMeasurement() const {
     std::lock_guard lock(mutex_);
     return measurement_;
+}
+
+std::string SharedPort::LastFailure() const {
+    std::lock_guard lock(mutex_);
+    return failure_;
 }
 
 void SharedPort::ClearMeasurement() {

@@ -119,6 +119,8 @@ class SharedPort : public comm::ILink {
     };
     std::optional<Measurement> LastMeasurement() const;
     void ClearMeasurement();
+    // What went wrong with the link in the last exchange ("" when it went through).
+    std::string LastFailure() const;
 
   private:
     std::shared_ptr<SharedLink> link_;
@@ -127,6 +129,7 @@ class SharedPort : public comm::ILink {
     std::deque<std::string> inbox_;
     SharedLink::Outcome outcome_ = SharedLink::Outcome::kDone;
     std::optional<Measurement> measurement_;
+    std::string failure_;
 };
 
 }  // namespace vesk::rec
