@@ -116,7 +116,9 @@ Store::Store(const std::string& path, bool readOnly) : path_(path) {
                 throw AutomationError(kErrFileNotFound,
                                       "There is no recording database '" + path + "'", kSource);
             }
-            db_ = std::make_unique<SQLite::Database>(path, SQLite::OPEN_READONLY);
+            // Read and write: a reader after a crash must be able to recover the write-ahead
+            // log, or it would see the database as it was before the log.
+            db_ = std::make_unique<SQLite::Database>(path, SQLite::OPEN_READWRITE);
         } else {
             db_ = std::make_unique<SQLite::Database>(path,
                                                      SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);

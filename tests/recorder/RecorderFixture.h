@@ -61,7 +61,7 @@ class RecorderTest : public ::testing::Test {
         return r.Rounds() >= target;
     }
     int64_t Count(const std::string& sql) const {
-        SQLite::Database db((dir_ / "r.db").string(), SQLite::OPEN_READONLY);
+        SQLite::Database db((dir_ / "r.db").string(), SQLite::OPEN_READWRITE);
         db.setBusyTimeout(5000);
         return db.execAndGet(sql).getInt64();
     }
