@@ -18,6 +18,8 @@ namespace {
 constexpr size_t kChunk = 1u << 20;
 
 struct SourceRow {
+    std::string csvMiddle;  // ",instrument,serial,channel,probe,"
+    std::string csvEnd;     // ",unit,conversion\n"
     std::string instrument;
     std::string serial;
     std::string channel;
@@ -63,6 +65,41 @@ bool IsJsonNumber(std::string_view text) {
         }
     }
     return i == text.size();
+}
+
+// Times of one second share their text up to the decimals: a million rows format a few
+// hundred thousand seconds, not a million dates.
+class TimeText {
+  public:
+    void Append(std::string& out, TimeUs us) {
+        const TimeUs second = us >= 0 ? us / 1000000 : -((-us + 999999) / 1000000);
+        if (second != second_) {
+            second_ = second;
+            text_.clear();
+            files::AppendIsoTime(text_, second * 1000000, 0, 0);
+            text_.resize(text_.size() - 6);  // without "+00:00"
+        }
+        const auto ms = static_cast<unsigned>((us - second * 1000000) / 1000);
+        out += text_;
+        out.push_back('.');
+        out.push_back(static_cast<char>('0' + ms / 100));
+        out.push_back(static_cast<char>('0' + ms / 10 % 10));
+        out.push_back(static_cast<char>('0' + ms % 10));
+        out += "+00:00";
+    }
+
+  private:
+    TimeUs second_ = INT64_MIN;
+    std::string text_;
+};
+
+bool IsPlainNumberText(std::string_view text) {
+    for (char c : text) {
+        if (!((c >= '0' && c <= '9') || c == '.' || c == '-' || c == '+' || c == 'e' || c == 'E')) {
+            return false;
+        }
+    }
+    return !text.empty();
 }
 
 void AppendJsonString(std::string& out, const std::string& text) {
@@ -171,6 +208,18 @@ int64_t ExportReadings(Store& store, const ExportOptions& options,
             s.probe = q.getColumn(4).getString();
             s.conversion = q.getColumn(5).getString();
             s.unit = q.getColumn(6).getString();
+            s.csvMiddle = ",";
+            files::AppendCsvField(s.csvMiddle, s.instrument, true);
+            s.csvMiddle += ',';
+            files::AppendCsvField(s.csvMiddle, s.serial, true);
+            s.csvMiddle += "," + s.channel + ",";
+            files::AppendCsvField(s.csvMiddle, s.probe, true);
+            s.csvMiddle += ',';
+            s.csvEnd = ",";
+            files::AppendCsvField(s.csvEnd, s.unit, true);
+            s.csvEnd += ',';
+            files::AppendCsvField(s.csvEnd, s.conversion, true);
+            s.csvEnd += '\n';
             const bool take = (!instrumentId || *instrumentId == s.instrumentId) &&
                               (!options.channel || std::to_string(*options.channel) == s.channel);
             if (take) {
@@ -241,13 +290,31 @@ int64_t ExportReadings(Store& store, const ExportOptions& options,
 
     int64_t count = 0;
     if (!sources.empty()) {
-        SQLite::Statement q(db,
-                            "SELECT seq, source_id, time_us, value_text FROM readings WHERE "
-                            "time_us >= ? AND time_us < ? AND source_id IN (" +
-                                wanted + ") ORDER BY seq");
-        q.bind(1, from);
-        q.bind(2, to);
+        // Read in sequence order straight from the table: the time index only finds where the
+        // range starts and ends, so that no million-row sort is ever needed.
+        int64_t first = 0;
+        int64_t last = INT64_MAX;
+        if (options.from || options.to) {
+            SQLite::Statement range(db,
+                                    "SELECT MIN(seq), MAX(seq) FROM readings WHERE time_us >= ? "
+                                    "AND time_us < ?");
+            range.bind(1, from);
+            range.bind(2, to);
+            range.executeStep();
+            first = range.getColumn(0).getInt64();
+            last = range.getColumn(1).getInt64();
+        }
+        SQLite::Statement q(
+            db,
+            "SELECT seq, source_id, time_us, value_text FROM readings WHERE seq "
+            "BETWEEN ? AND ? AND +time_us >= ? AND +time_us < ? AND +source_id IN (" +
+                wanted + ") ORDER BY seq");
+        q.bind(1, first);
+        q.bind(2, last);
+        q.bind(3, from);
+        q.bind(4, to);
         char number[24];
+        TimeText times;
         while (q.executeStep()) {
             const SourceRow& s = sources.at(q.getColumn(1).getInt64());
             const auto seq =
@@ -259,7 +326,7 @@ int64_t ExportReadings(Store& store, const ExportOptions& options,
                 out += "{\"type\":\"reading\",\"sequence\":";
                 out += seqText;
                 out += ",\"time\":\"";
-                files::AppendIsoTime(out, q.getColumn(2).getInt64(), 3, 0);
+                times.Append(out, q.getColumn(2).getInt64());
                 out += "\",\"instrument\":";
                 AppendJsonString(out, s.instrument);
                 out += ",\"serial\":";
@@ -278,18 +345,16 @@ int64_t ExportReadings(Store& store, const ExportOptions& options,
                 AppendJsonString(out, s.conversion);
                 out += "}\n";
             } else {
-                csv.Field(seqText, true);
-                std::string time;
-                files::AppendIsoTime(time, q.getColumn(2).getInt64(), 3, 0);
-                csv.Field(time, true);
-                csv.Field(s.instrument);
-                csv.Field(s.serial);
-                csv.Field(s.channel, true);
-                csv.Field(s.probe);
-                csv.Field(value, true);
-                csv.Field(s.unit);
-                csv.Field(s.conversion);
-                csv.EndRow();
+                out += seqText;
+                out.push_back(',');
+                times.Append(out, q.getColumn(2).getInt64());
+                out += s.csvMiddle;
+                if (IsPlainNumberText(value)) {
+                    out += value;
+                } else {
+                    files::AppendCsvField(out, value, false);
+                }
+                out += s.csvEnd;
             }
             ++count;
             if (out.size() >= kChunk) {
