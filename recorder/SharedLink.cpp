@@ -232,7 +232,10 @@ bool SharedPort::WriteLine(std::string_view line) {
             failure_ = "cancelled";
             break;
         case SharedLink::Outcome::kDone:
-            failure_.clear();
+            // A refusal says why better than the library's summary of it ("channel off").
+            failure_ = result.lastPayload.rfind(comm::kErrorPrefix, 0) == 0
+                           ? "the instrument refused " + what + ": " + result.lastPayload
+                           : std::string();
     }
     inbox_ = std::move(replies);
     outcome_ = result.outcome;

@@ -68,6 +68,34 @@ TEST_F(RecorderTest, StoreKeepsReadingsGapsAndStatusAcrossRuns) {
     ASSERT_TRUE(reopened.LastRun()->stopped.has_value());
 }
 
+TEST_F(RecorderTest, AFullDiskHoldsReadingsBackInOrderUntilThereIsRoomAgain) {
+    rec::Store store((dir_ / "r.db").string());
+    store.BeginRun();
+    const int64_t bath = store.Instrument("bath", "sim:9");
+    store.Append(At(bath, 1, kT0, "25.0100"));
+    store.Flush();
+    // The database may grow no further: every commit fails as on a full disk.
+    const int64_t pages = store.Db().execAndGet("PRAGMA page_count").getInt64();
+    store.Db().exec("PRAGMA max_page_count=" + std::to_string(pages));
+    for (int n = 1; n <= 3000; ++n) {
+        ASSERT_TRUE(store.Append(At(bath, 1, kT0 + n * 1000, std::to_string(n) + ".5")));
+    }
+    store.Flush();
+    EXPECT_NE(store.WriterError().find("full"), std::string::npos) << store.WriterError();
+    store.Db().exec("PRAGMA max_page_count=1000000");
+    for (int wait = 0; wait < 300 && !store.WriterError().empty(); ++wait) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    store.Flush();
+    EXPECT_EQ(store.WriterError(), "");
+    EXPECT_EQ(Count("SELECT COUNT(*) FROM readings"), 3001);
+    // Nothing dropped or reordered: sequence and time still go together.
+    EXPECT_EQ(Count("SELECT COUNT(*) FROM readings WHERE time_us != " + std::to_string(kT0) +
+                    " + (seq - 1) * 1000"),
+              0);
+    store.EndRun();
+}
+
 TEST_F(RecorderTest, StoreRefusesWhatItCannotRead) {
     const std::string junk = (dir_ / "junk.db").string();
     std::ofstream(junk) << "no database at all, but long enough to look like one.....";
