@@ -185,6 +185,9 @@ void InstrumentRecorder::Failed(const std::string& what) {
     channels_.clear();
     instrument_.reset();
     host_.reset();
+    // In a turn of its own: a client's exchange may still be using the link, and a serial
+    // device must never be open twice.
+    auto turn = link_->TakeTurn("recorder (reconnecting)");
     link_->Close();
 }
 

@@ -72,7 +72,8 @@ class SharedLink : public std::enable_shared_from_this<SharedLink> {
     // An ILink for a Communications of this process; its requests go through Exchange.
     // Replies to MEAS:* requests are kept for LastMeasurement (the text the instrument sent).
     std::shared_ptr<SharedPort> Port(Origin origin);
-    // Drops the instrument link; the next request opens it again.
+    // Drops the instrument link; the next request opens it again. Take a turn first: an
+    // exchange in flight keeps using the link it has.
     void Close();
     // Ends a wait for a reply now (stopping).
     void Cancel();
