@@ -173,5 +173,7 @@ void AddChannelCommand(CLI::App& app, Commands& commands);
 void AddLogCommands(CLI::App& app, Commands& commands);
 void AddCalCommand(CLI::App& app, Commands& commands);
 void AddLateBoundCommands(CLI::App& app, Commands& commands);
+// record (and record status) and export: they make their own objects from the global options.
+void AddRecordCommands(CLI::App& app, Commands& commands, const GlobalOptions& global);
 
 }  // namespace vesk::cli

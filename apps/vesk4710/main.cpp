@@ -65,6 +65,7 @@ int main(int argc, char** argv) {
     AddLogCommands(app, commands);
     AddCalCommand(app, commands);
     AddLateBoundCommands(app, commands);
+    AddRecordCommands(app, commands, global);
 
     try {
         app.parse(argc, argv);

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "components/outputfile/ProgramRunner.h"
+#include "components/readingfile/ReadingFile.h"
 #include "vesk4710/support/NumberText.h"
 #include "vesk4710/support/modMessages.h"
 #include "vesk4710/support/modRegistryKeys.h"
@@ -218,40 +219,7 @@ std::string OutputFile::MakeFileName(const OutputFileSpec& spec) {
 }
 
 void OutputFile::AppendCsv(std::string& out, std::string_view field, bool text) {
-    // A leading =, +, - or @ makes spreadsheets run the cell as a formula.
-    const bool formula = text && !field.empty() &&
-                         (field.front() == '=' || field.front() == '+' || field.front() == '-' ||
-                          field.front() == '@' || field.front() == '\t');
-    bool quote = formula;
-    for (char c : field) {
-        if (c == ',' || c == '"' || c == '\r' || c == '\n' || c == ';') {
-            quote = true;
-            break;
-        }
-    }
-    if (!quote && !field.empty() && (field.front() == ' ' || field.back() == ' ')) {
-        quote = true;
-    }
-    if (!quote) {
-        for (unsigned char c : field) {
-            out.push_back(c < 0x20 || c == 0x7F ? ' ' : static_cast<char>(c));
-        }
-        return;
-    }
-    out.push_back('"');
-    if (formula) {
-        out.push_back('\'');
-    }
-    for (unsigned char c : field) {
-        if (c == '"') {
-            out += "\"\"";
-        } else if (c < 0x20 || c == 0x7F) {
-            out.push_back(' ');
-        } else {
-            out.push_back(static_cast<char>(c));
-        }
-    }
-    out.push_back('"');
+    files::AppendCsvField(out, field, text);
 }
 
 bool OutputFile::Create(const OutputFileSpec& spec) {

@@ -44,4 +44,5 @@ PYBIND11_MODULE(vesk4710, m) {
     RegisterInstrument(m);
     RegisterCardAndChannel(m);
     RegisterSession(m);
+    RegisterRecorder(m);
 }
