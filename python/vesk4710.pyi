@@ -1250,7 +1250,7 @@ class DownloadResult:
 
     @property
     def outcome(self) -> str:
-        """'written', 'no_readings', 'aborted', 'ended_early', 'cancelled' or 'declined'."""
+        """'written', 'no_readings', 'aborted', 'ended_early', 'cancelled' or 'not_readings'."""
         ...
 
     @property
@@ -1286,6 +1286,11 @@ class DownloadResult:
     @property
     def raw_path(self) -> str:
         """The raw transfer file."""
+        ...
+
+    @property
+    def note(self) -> str:
+        """The comment line marking the files incomplete; empty when complete."""
         ...
 
     @property

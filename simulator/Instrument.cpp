@@ -626,6 +626,9 @@ Exchange Instrument::Handle(std::string_view line) {
             case FaultKind::kGarbage:
                 exchange.lines = {GarbageLine()};  // carried out, but the reply is lost in noise
                 break;
+            case FaultKind::kReplyText:
+                exchange.lines = {comm::Tagged(tag, fault->replyText)};
+                break;
             case FaultKind::kEndEarly: {
                 bool transfer = setting != nullptr && setting->access == comm::Access::kTransfer &&
                                 !exchange.lines.empty() &&
@@ -1087,7 +1090,8 @@ std::vector<std::string> Instrument::Transfer(const Args& args, std::optional<in
                 ? state_.labels[static_cast<size_t>(r.label - 1)]
                 : std::string();
         lines.push_back(fmt::format("{},{},{},{},{},{},{},{}", seq, date, when.substr(11),
-                                    r.channel, r.label, labelText, ValueText(r), r.unit));
+                                    r.channel, r.label, comm::EncodeField(labelText), ValueText(r),
+                                    r.unit));
     }
     size_t sent = lines.size() - 1;
     lines.front() = fmt::format("{} {}", comm::kBeginMarker, sent);

@@ -316,8 +316,8 @@ void Communications::WriteSetting(int32_t id) {
     Request(CommandFor(id, Access::kWrite));
 }
 
-TransferResult Communications::Transfer(int32_t id, int32_t expectedCount,
-                                        const std::string& value) {
+TransferResult Communications::Transfer(int32_t id, int32_t expectedCount, const std::string& value,
+                                        const TransferSink& sink) {
     std::lock_guard lock(requestMutex_);
     const SettingCommand& command = CommandFor(id, Access::kTransfer);
     TransferParams params(expectedCount, value);
@@ -345,12 +345,11 @@ TransferResult Communications::Transfer(int32_t id, int32_t expectedCount,
         }
         // Each line gets the full time-out: a long log at a slow rate is still moving.
         while (ending.empty()) {
+            ReadResult r;
             if (cancels_.load() != cancelMark) {
+                // Cancelled between lines: as early an end as one that met a waiting read.
                 ending = "cancelled";
-                break;
-            }
-            ReadResult r = link->ReadLine(timeout_);
-            if (r.status == ReadStatus::kTimeout) {
+            } else if (r = link->ReadLine(timeout_); r.status == ReadStatus::kTimeout) {
                 ending = "time-out after " + std::to_string(timeout_.count()) + " ms";
             } else if (r.status == ReadStatus::kDropped) {
                 ending = "link dropped";
@@ -377,12 +376,17 @@ TransferResult Communications::Transfer(int32_t id, int32_t expectedCount,
                        line->payload.rfind(kErrorPrefix, 0) == 0) {
                 ending = Printable(line->payload);
             } else {
+                const size_t start = result.text.size();
                 result.text += line->payload;
                 result.text += '\r';
                 ++received;
+                if (sink) {
+                    sink(std::string_view(result.text).substr(start));
+                }
                 continue;
             }
             result.endedEarly = true;
+            result.reason = ending;
         }
         trace.received += ", " + std::to_string(received) + " lines, " +
                           (result.endedEarly ? "ended early: " : "") + ending;

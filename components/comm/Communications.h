@@ -52,7 +52,9 @@ class Communications : public ICommunications {
     void WriteSetting(int32_t id) override;
     // Early ends (time-out, dropped link, the instrument's abort, a short count) come back in
     // endedEarly with every reading received so far; only a transfer that never began raises.
-    TransferResult Transfer(int32_t id, int32_t expectedCount, const std::string& value) override;
+    using ICommunications::Transfer;
+    TransferResult Transfer(int32_t id, int32_t expectedCount, const std::string& value,
+                            const TransferSink& sink) override;
     ISerialPort& Port() override { return port_; }
     void FolderPath(const std::string& folder) override { folderPath_ = folder; }
     const std::string& FolderPath() const { return folderPath_; }

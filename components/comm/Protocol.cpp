@@ -100,6 +100,19 @@ bool IsTokenChar(char c) {
            c == '+' || c == '-' || c == '_' || c == ':' || c == '/';
 }
 
+// In double quotes, with "" for a quote.
+std::string Quoted(std::string_view value) {
+    std::string out = "\"";
+    for (char c : value) {
+        if (c == '"') {
+            out += '"';
+        }
+        out += c;
+    }
+    out += '"';
+    return out;
+}
+
 char Upper(char c) {
     return (c >= 'a' && c <= 'z') ? static_cast<char>(c - 'a' + 'A') : c;
 }
@@ -207,15 +220,14 @@ std::string EncodeArgument(std::string_view value) {
     if (!value.empty() && std::all_of(value.begin(), value.end(), IsTokenChar)) {
         return std::string(value);
     }
-    std::string out = "\"";
-    for (char c : value) {
-        if (c == '"') {
-            out += '"';
-        }
-        out += c;
+    return Quoted(value);
+}
+
+std::string EncodeField(std::string_view value) {
+    if (value.find_first_of(",\"") == std::string_view::npos) {
+        return std::string(value);
     }
-    out += '"';
-    return out;
+    return Quoted(value);
 }
 
 std::string FormatRequest(uint32_t tag, const SettingCommand& command, const ParamLookup& params) {

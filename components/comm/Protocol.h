@@ -75,6 +75,9 @@ bool IsWireText(std::string_view text);
 
 // One argument as it travels: bare when it is a plain token, else quoted with "" for ".
 std::string EncodeArgument(std::string_view value);
+// One field of a transfer's data line: as it is, unless it holds a comma or a quote; then
+// quoted like an argument, so that the line keeps its number of fields.
+std::string EncodeField(std::string_view value);
 
 // The request line for a command; arguments in table order, a missing one left empty.
 // Throws AutomationError kCommBadParameter when a value cannot travel on the line, or the line

@@ -124,7 +124,19 @@ TEST(Cancel, EndsAWaitingRequestOrTransferAndOnlyThatOne) {
     TransferResult r = h.comm->Transfer(278, 300, "");
     canceller.join();
     EXPECT_TRUE(r.endedEarly);
+    EXPECT_EQ(r.reason, "cancelled");
     EXPECT_EQ(std::count(r.text.begin(), r.text.end(), '\r'), 5);
+
+    // The sink hears each line as it comes; a cancel between two lines is an early end too
+    // (it once passed for a complete transfer).
+    std::string heard;
+    r = h.comm->Transfer(278, 300, "", [&](std::string_view line) {
+        heard += line;
+        h.comm->Cancel();
+    });
+    EXPECT_TRUE(r.endedEarly && r.reason == "cancelled");
+    EXPECT_EQ(heard, r.text);
+    EXPECT_EQ(std::count(r.text.begin(), r.text.end(), '\r'), 1);
 }
 
 TEST(Devices, UnopenableDevicesAreClearErrors) {
