@@ -56,7 +56,7 @@ own_warnings="-Wall -Wextra -Wpedantic -Werror -Wno-missing-field-initializers"
 sources=()
 while IFS= read -r f; do sources+=("$f"); done < <(
     cd "$root" && find vesk4710 components/comm components/splitter components/probes \
-        components/outputfile -name '*.cpp' | sort
+        components/outputfile components/readingfile -name '*.cpp' | sort
     # The command-line tool's script reader and what it reads with.
     echo apps/vesk4710/Script.cpp ui/console/LineInput.cpp components/registry/SystemError.cpp |
         tr ' ' '\n'
