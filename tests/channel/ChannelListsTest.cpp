@@ -47,16 +47,6 @@ TEST_F(ChannelLists, ProbeTypesFollowTheCurrentConversion) {
     EXPECT_EQ(list.ListCount(), 0);
 }
 
-TEST_F(ChannelLists, ResolutionAndJunctionLists) {
-    FakeList list;
-    ASSERT_TRUE(channel->FillResolutionList(list));
-    EXPECT_EQ(list.Texts(), (std::vector<std::string>{"Auto", "0", "1", "2", "3"}));
-    EXPECT_EQ(list.Data(), (std::vector<int32_t>{-1, 0, 1, 2, 3}));
-    ASSERT_TRUE(channel->FillRJCTypeList(list));
-    EXPECT_EQ(list.Texts(), (std::vector<std::string>{"Internal", "External"}));
-    EXPECT_EQ(list.Data(), (std::vector<int32_t>{1, 0}));
-}
-
 TEST_F(ChannelLists, EditOpensTheChannelDialogModally) {
     auto registry = std::make_shared<FakeRegistry>();
     channel->SetRegistry(registry);

@@ -17,22 +17,6 @@ TEST(ConversionTable, DisplayNamesOfTheEdgesAndTheSharedNames) {
     EXPECT_EQ(ConversionTypeName(9), ConversionTypeName(20));
 }
 
-TEST(ConversionTable, InstrumentCodesAndThermocoupleLetters) {
-    // The other codes show in the write-back of each family.
-    EXPECT_EQ(ConversionTypeCode(18, 4), "RTHM");
-    const std::string letters = "BCEJKLMNRSTU";
-    for (int32_t i = 0; i < 12; ++i) {
-        EXPECT_EQ(ConversionTypeCode(20, i), std::string(1, letters[static_cast<size_t>(i)]));
-    }
-    // The thirteenth thermocouple has a name but no code.
-    EXPECT_EQ(ConversionTypeCode(20, 12), "");
-    EXPECT_EQ(ThermocoupleName(12), "AuPt");
-    EXPECT_EQ(ConversionTypeCode(20, -1), "");
-    for (int32_t type : {-1, 1, 3, 4, 5, 7, 8, 9, 12, 13, 14, 15, 16, 21}) {
-        EXPECT_EQ(ConversionTypeCode(type, 4), "") << type;
-    }
-}
-
 TEST(ConversionTable, CodesDecodeInTheirFixedOrder) {
     struct Case {
         const char* code;
@@ -54,22 +38,6 @@ TEST(ConversionTable, CodesDecodeInTheirFixedOrder) {
     }
 }
 
-TEST(ConversionTable, ProbeFamilies) {
-    for (int32_t type = -2; type <= 22; ++type) {
-        int32_t family = -1;
-        if (type == 0 || type == 2 || type == 10 || type == 17 || type == 19) {
-            family = 0;
-        } else if (type == 6 || type == 18) {
-            family = 1;
-        } else if (type == 11 || type == 20) {
-            family = 2;
-        }
-        EXPECT_EQ(ProbeFamilyOf(type), family) << type;
-    }
-    // The family names show in the probe type list.
-    EXPECT_EQ(ProbeFamilyName(-1), "<unknown>");
-}
-
 using SetConversion = ChannelTest;
 
 // The range is fixed at one number the user cannot change.
@@ -88,11 +56,8 @@ TEST_F(SetConversion, ITS90AfterCVDStartsFromAClearedSet) {
     EXPECT_EQ(probe->ConversionType(), 0);
     IConversion& c = conv();
     EXPECT_EQ(c.RTPW(), 100.0);
-    EXPECT_EQ(c.RTPWFormat(), "##0.00000");
     IConversionRange& low = c.LowRange();
     IConversionRange& high = c.HighRange();
-    EXPECT_EQ(low.ValueFormat(), "0.0000000E-00");
-    EXPECT_EQ(high.ValueFormat(), "0.0000000E-00");
     ExpectFixedRange(low, 4);
     ExpectFixedRange(high, 6);
     EXPECT_FALSE(high.ShowCoefRange());
@@ -120,7 +85,6 @@ TEST_F(SetConversion, Subrange5UsesRange7AndClearsTheLowRangeOnly) {
     ASSERT_TRUE(channel->SetConversionType(19, 4));
     ASSERT_TRUE(channel->SetConversionType(17, 4));
     EXPECT_EQ(c.RTPW(), 100.0);
-    EXPECT_EQ(c.RTPWFormat(), "##0.00000");
     ExpectFixedRange(c.HighRange(), 7);
     EXPECT_FALSE(c.HighRange().ShowCoefRange());
     EXPECT_EQ(c.LowRange().Coefficients(1), 0.0);
@@ -132,17 +96,13 @@ TEST_F(SetConversion, CVDAndThermistorGetTheirStartingCoefficients) {
     IConversion& cvd = conv();
     EXPECT_TRUE(cvd.UsePolynomial());
     const std::vector<double> cvdValues = {100.0, 0.00385, 1.507, 0.111};
-    const std::vector<std::string> cvdFormats = {"##0.0000", "0.000000000", "0.0000", "0.000"};
     for (int32_t i = 0; i < 4; ++i) {
         EXPECT_EQ(cvd.Coefficients(i), cvdValues[static_cast<size_t>(i)]) << i;
-        EXPECT_EQ(cvd.ValueFormat(i), cvdFormats[static_cast<size_t>(i)]) << i;
     }
     ASSERT_TRUE(channel->SetConversionType(6, 4));
-    IConversion& thermistor = conv();
-    EXPECT_EQ(thermistor.ValueFormat(), "0.0000000E-00");
     const std::vector<double> thermValues = {-4.0, 4000.0, 0.0, 0.0};
     for (int32_t i = 0; i < 4; ++i) {
-        EXPECT_EQ(thermistor.Coefficients(i), thermValues[static_cast<size_t>(i)]) << i;
+        EXPECT_EQ(conv().Coefficients(i), thermValues[static_cast<size_t>(i)]) << i;
     }
 }
 
