@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "tests/channel/ChannelFixture.h"
+#include "tests/testsupport/Locale.h"
 #include "vesk4710/support/NumberText.h"
 
 namespace vesk::test {
@@ -158,8 +158,7 @@ TEST_F(ChannelUpdate, ThermocoupleWithExternalJunctionWritesOnlyC) {
 
 TEST_F(ChannelUpdate, SingleValueTextsUseAPointInAnyLocale) {
     // The suite also runs under a comma-decimal locale; make sure that run really has one.
-    const char* locale = std::getenv("VESK_TEST_LOCALE");
-    if (locale != nullptr && std::string(locale).rfind("de_DE", 0) == 0) {
+    if (CommaLocale()) {
         ASSERT_EQ(LocaleDecimalSeparator(), ",");
     }
     channel->Resolution(2);

@@ -47,18 +47,6 @@ TEST(CommandTable, NamesAreUniqueAndReadsPairWithTheirWrites) {
     }
     EXPECT_EQ(FindMnemonic("unit?"), FindSetting(168)) << "people type in lower case";
     EXPECT_EQ(FindSetting(1), nullptr);
-    // A reading and its writing command share a name, the read with a question mark.
-    const std::vector<std::pair<int32_t, int32_t>> pairs = {
-        {32, 33},   {46, 47},   {56, 57},   {66, 67},   {72, 73},   {78, 79},   {80, 81},  {82, 83},
-        {122, 123}, {126, 127}, {130, 131}, {134, 135}, {144, 145}, {168, 169}, {304, 305}};
-    for (auto [read, write] : pairs) {
-        const SettingCommand* r = FindSetting(read);
-        const SettingCommand* w = FindSetting(write);
-        ASSERT_TRUE(r && w);
-        EXPECT_EQ(r->access, Access::kRead);
-        EXPECT_EQ(w->access, Access::kWrite);
-        EXPECT_EQ(std::string(r->mnemonic), std::string(w->mnemonic) + "?");
-    }
 }
 
 TEST(RequestLine, ValuesTravelIntactWhateverTheyHold) {

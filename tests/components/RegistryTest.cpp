@@ -8,9 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "ComponentTestSupport.h"
 #include "components/registry/Registry.h"
+#include "tests/testsupport/EnvGuard.h"
 #include "tests/testsupport/FakeFileSystem.h"
+#include "tests/testsupport/Raised.h"
 #include "vesk4710/support/AutomationError.h"
 
 namespace vesk {

@@ -112,7 +112,6 @@ class ChannelDialog : public DialogTest {
 TEST_F(ChannelDialog, ActivationShowsTheChannelAsRead) {
     Open();
     EXPECT_EQ(form.caption, "Channel 1 Settings");
-    EXPECT_EQ(lblProbeSerial.caption, "Probe serial number");
     EXPECT_EQ(txtProbeSerial.text, "S1001");
     EXPECT_EQ(cboProbeType.Texts(), (std::vector<std::string>{"PRT", "Thermistor"}));
     EXPECT_EQ(cboConversionType.List(cboConversionType.ListIndex()), "ITS-90");

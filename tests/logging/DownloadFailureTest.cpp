@@ -13,22 +13,6 @@ std::string ThreeReadings() {
         {Reading(1, 1, "A", "1.25"), Reading(2, 1, "A", "2.5"), Reading(3, 2, "B", "3.75")});
 }
 
-TEST_F(DownloadFailure, DroppedLinkIsReportedWithItsSourceAndTraced) {
-    const int32_t dropped = kObjectErrorBase + 12;
-    comm().Reply(280, "0,3");
-    comm().Fail(278, AutomationError(dropped, "The link was lost", "Communications - Transfer"));
-    EXPECT_FALSE(Download());
-
-    ExpectOneBoxHolding({LoadResString(239), "The link was lost", "(Communications - Transfer)"});
-    EXPECT_EQ(host->ui.boxes.at(0).style, 16);
-    EXPECT_EQ(host->ui.boxes.at(0).caption, "Vesk Scientific");
-    EXPECT_EQ(Trace().back(), "Error: " + std::to_string(dropped) +
-                                  " - The link was lost[Source: Communications - Transfer");
-    EXPECT_EQ(comm().SerialPort().linkMode, 2);
-    EXPECT_TRUE(DownloadedNames().empty());
-    EXPECT_FALSE(prompt);
-}
-
 TEST_F(DownloadFailure, EarlyEndWritesWhatArrivedAndSaysSo) {
     // The link died inside the third line.
     const std::string partial =

@@ -7,6 +7,7 @@
 #include <set>
 
 #include "tests/logging/LoggingFixture.h"
+#include "tests/testsupport/EnvGuard.h"
 #include "vesk4710/support/modStrings.h"
 
 namespace vesk::test {
@@ -192,15 +193,11 @@ class ExternalProgramTest : public OutputFileTest {
         bin = host.files.Root() + "/bin";
         std::filesystem::create_directories(bin);
         record = host.files.Root() + "/args.txt";
-        const char* old = std::getenv("PATH");
-        savedPath = old ? old : "";
-        setenv("PATH", bin.c_str(), 1);
+        env.Set("PATH", bin.c_str());
         spec.label = "a b $(touch pwned);x";
         file->Create(spec);
         file->Close();
     }
-    void TearDown() override { setenv("PATH", savedPath.c_str(), 1); }
-
     void Program(const std::string& name, const std::string& body) {
         const std::string path = bin + "/" + name;
         std::ofstream(path) << "#!/bin/sh\nfor a in \"$@\"; do printf '%s\\n' \"$a\" >> '" +
@@ -209,7 +206,8 @@ class ExternalProgramTest : public OutputFileTest {
     }
     std::vector<std::string> Args() { return SplitLines(host.files.ReadFile(record)); }
 
-    std::string bin, record, savedPath;
+    EnvGuard env;
+    std::string bin, record;
 };
 
 TEST_F(ExternalProgramTest, ViewHandsThePathToTheDesktopViewerAndFailuresAreClear) {

@@ -11,6 +11,7 @@
 #include <QTest>
 
 #include "tests/qt/QtTestSupport.h"
+#include "tests/testsupport/RecordingOutputFile.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
 #include "vesk4710/dialogs/frmShowFiles.h"
 #include "vesk4710/support/NumberText.h"
@@ -259,30 +260,9 @@ TEST_F(QtLogDialogs, DownloadWritesTheFilesAndListsThem) {
     EXPECT_EQ(host->CreateRegistry()->ReadValue("DownloadFolder", 0, kHKeyCurrentUser, ""), folder);
 }
 
-// An output file that records what the dialog asks of it instead of starting a viewer.
-class RecordingFile : public IOutputFile {
-  public:
-    explicit RecordingFile(std::string name) : name_(std::move(name)) {}
-    void SetRegistry(std::shared_ptr<IRegistry> r) override { registry_ = std::move(r); }
-    std::shared_ptr<IRegistry> Registry() const override { return registry_; }
-    void Create(const OutputFileSpec&) override {}
-    void WriteReading(const std::vector<std::string_view>&) override {}
-    void WriteComment(std::string_view) override {}
-    void Close() override {}
-    std::string Folder() const override { return "/data/4710"; }
-    std::string FileName() const override { return name_; }
-    void View(bool) override { calls.emplace_back("View"); }
-    void Print(bool select) override { calls.emplace_back(select ? "Print select" : "Print"); }
-    std::vector<std::string> calls;
-
-  private:
-    std::string name_;
-    std::shared_ptr<IRegistry> registry_;
-};
-
 TEST_F(QtLogDialogs, DoubleClickingADownloadedFileViewsOrPrintsIt) {
-    auto first = std::make_shared<RecordingFile>("DEMAND.txt");
-    auto second = std::make_shared<RecordingFile>("BATH_A.txt");
+    auto first = std::make_shared<test::RecordingOutputFile>("/data/4710", "DEMAND.txt");
+    auto second = std::make_shared<test::RecordingOutputFile>("/data/4710", "BATH_A.txt");
     second->SetRegistry(host->CreateRegistry());
     auto doubleClick = [](int row) {
         auto* list = Child<QListWidget>("lstFiles");
@@ -308,8 +288,8 @@ TEST_F(QtLogDialogs, DoubleClickingADownloadedFileViewsOrPrintsIt) {
     frmShowFiles dialog(*host);
     dialog.SetFiles({first, second});
     EXPECT_TRUE(ui->ShowModal(dialog, nullptr));
-    EXPECT_EQ(second->calls, (std::vector<std::string>{"View"}));
-    EXPECT_EQ(first->calls, (std::vector<std::string>{"Print select"}));
+    EXPECT_EQ(second->calls, (std::vector<std::string>{"View true"}));
+    EXPECT_EQ(first->calls, (std::vector<std::string>{"Print true"}));
 }
 
 }  // namespace

@@ -10,13 +10,13 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "components/host/DefaultHost.h"
 #include "simulator/EmbeddedLink.h"
 #include "simulator/Instrument.h"
+#include "tests/testsupport/EnvGuard.h"
 #include "tests/testsupport/FakeUi.h"
 #include "vesk4710/core/CVesk4710.h"
 #include "vesk4710/platform/Registry.h"
@@ -41,10 +41,7 @@ class SimulatedLab {
         tracePath = root + "/io.trace";
         std::filesystem::create_directories(temp);
         // The download's trace and raw files go to the temporary folder: keep them ours.
-        if (const char* old = std::getenv("TMPDIR")) {
-            oldTmp_ = old;
-        }
-        setenv("TMPDIR", temp.c_str(), 1);
+        env_.Set("TMPDIR", temp.c_str());
 
         sim::SimOptions options;
         options.port = port;
@@ -72,11 +69,6 @@ class SimulatedLab {
         instrument.reset();
         sim::Instrument::ReleaseAll();
         comm::UnregisterLinkScheme("sim");
-        if (oldTmp_) {
-            setenv("TMPDIR", oldTmp_->c_str(), 1);
-        } else {
-            unsetenv("TMPDIR");
-        }
         std::error_code ec;
         std::filesystem::remove_all(root, ec);
     }
@@ -118,7 +110,7 @@ class SimulatedLab {
 
   private:
     std::shared_ptr<FakeUi> ui_;
-    std::optional<std::string> oldTmp_;
+    EnvGuard env_;
 };
 
 }  // namespace vesk::test

@@ -1,13 +1,14 @@
 #include <gtest/gtest.h>
 
-#include "tests/support/SupportTestUtil.h"
+#include "tests/testsupport/Locale.h"
+#include "tests/testsupport/Raised.h"
 #include "vesk4710/support/Date.h"
 
 namespace vesk {
 namespace {
 
 using test::CommaLocale;
-using test::ErrorNumberOf;
+using test::Raised;
 
 TEST(Date, SerialsCountDaysFromTheEpochAndOrderDates) {
     EXPECT_EQ(Date().Serial(), 0.0);
@@ -69,10 +70,10 @@ TEST(Date, ExactDatesRejectImpossibleOnes) {
                            {2024, 1, 0},
                            {99, 12, 31},
                            {10000, 1, 1}}) {
-        EXPECT_EQ(ErrorNumberOf([&] { Date::FromYMD(y, m, d); }), kErrInvalidProcedureCall)
+        EXPECT_EQ(Raised([&] { Date::FromYMD(y, m, d); }).Number(), kErrInvalidProcedureCall)
             << y << "-" << m << "-" << d;
     }
-    EXPECT_EQ(ErrorNumberOf([] { Date::FromYMDHMS(2024, 1, 1, 24, 0, 0); }),
+    EXPECT_EQ(Raised([] { Date::FromYMDHMS(2024, 1, 1, 24, 0, 0); }).Number(),
               kErrInvalidProcedureCall);
     EXPECT_EQ(Date::FromYMD(2024, 2, 29).Day(), 29);
 }
@@ -90,7 +91,7 @@ TEST(Date, DateSerialRollsOverWithinTheDateRange) {
                            {-5, 1, 1},
                            {2024, 1, 2000000000},
                            {2000000000, 1, 1}}) {
-        EXPECT_EQ(ErrorNumberOf([&] { Date::DateSerial(y, m, d); }), kErrInvalidProcedureCall)
+        EXPECT_EQ(Raised([&] { Date::DateSerial(y, m, d); }).Number(), kErrInvalidProcedureCall)
             << y << "-" << m << "-" << d;
     }
 }
@@ -106,13 +107,13 @@ TEST(Date, MonthArithmeticClampsToTheMonthEndAndKeepsTheTime) {
     EXPECT_EQ(noon, Date::FromYMDHMS(2024, 2, 29, 12, 30, 0));
     Date early = Date::FromYMDHMS(1899, 12, 29, 6, 0, 0).AddMonths(-1);
     EXPECT_EQ(early, Date::FromYMDHMS(1899, 11, 29, 6, 0, 0));
-    EXPECT_EQ(ErrorNumberOf([] { Date::FromYMD(9999, 12, 1).AddMonths(1); }),
+    EXPECT_EQ(Raised([] { Date::FromYMD(9999, 12, 1).AddMonths(1); }).Number(),
               kErrInvalidProcedureCall);
-    EXPECT_EQ(ErrorNumberOf([] { Date::FromYMD(100, 1, 1).AddYears(-1); }),
+    EXPECT_EQ(Raised([] { Date::FromYMD(100, 1, 1).AddYears(-1); }).Number(),
               kErrInvalidProcedureCall);
-    EXPECT_EQ(ErrorNumberOf([] { Date().AddYears(2000000000); }), kErrInvalidProcedureCall);
-    EXPECT_EQ(ErrorNumberOf([] { Date().AddDays(1e300); }), kErrInvalidProcedureCall);
-    EXPECT_EQ(ErrorNumberOf([] { Date(1e300).Year(); }), kErrInvalidProcedureCall);
+    EXPECT_EQ(Raised([] { Date().AddYears(2000000000); }).Number(), kErrInvalidProcedureCall);
+    EXPECT_EQ(Raised([] { Date().AddDays(1e300); }).Number(), kErrInvalidProcedureCall);
+    EXPECT_EQ(Raised([] { Date(1e300).Year(); }).Number(), kErrInvalidProcedureCall);
 }
 
 TEST(Date, IsoTextRoundTrips) {

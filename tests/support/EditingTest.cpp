@@ -3,9 +3,10 @@
 #include <filesystem>
 #include <initializer_list>
 
-#include "tests/support/SupportTestUtil.h"
 #include "tests/testsupport/FakeControls.h"
 #include "tests/testsupport/FakeFileSystem.h"
+#include "tests/testsupport/Locale.h"
+#include "tests/testsupport/Raised.h"
 #include "vesk4710/support/modEditing.h"
 #include "vesk4710/support/modPaths.h"
 

@@ -3,8 +3,9 @@
 #include <limits>
 #include <stdexcept>
 
-#include "tests/support/SupportTestUtil.h"
 #include "tests/testsupport/FakeUi.h"
+#include "tests/testsupport/Locale.h"
+#include "tests/testsupport/Raised.h"
 #include "vesk4710/support/modHelp.h"
 #include "vesk4710/support/modMessages.h"
 #include "vesk4710/support/modTiming.h"
@@ -12,8 +13,8 @@
 namespace vesk {
 namespace {
 
-using test::ErrorNumberOf;
 using test::FakeUi;
+using test::Raised;
 
 TEST(AutomationError, ReraiseKeepsNumberAndDescriptionAndReplacesSource) {
     try {
@@ -173,12 +174,12 @@ TEST(Delay, WaitsUntilTheDeadlineKeepingEventsFlowing) {
 TEST(Delay, DeadlineBeyondTheTickRangeIsOverflow) {
     FakeUi ui;
     ui.ticks = std::numeric_limits<int32_t>::max() - 100;
-    EXPECT_EQ(ErrorNumberOf([&] { Delay(ui, 1000); }), kErrOverflow);
+    EXPECT_EQ(Raised([&] { Delay(ui, 1000); }).Number(), kErrOverflow);
     EXPECT_TRUE(ui.waits.empty());
     Delay(ui, 100);  // exactly fits
     EXPECT_EQ(ui.waits.size(), 10u);
     ui.ticks = std::numeric_limits<int32_t>::min() + 10;
-    EXPECT_EQ(ErrorNumberOf([&] { Delay(ui, -100); }), kErrOverflow);
+    EXPECT_EQ(Raised([&] { Delay(ui, -100); }).Number(), kErrOverflow);
 }
 
 }  // namespace

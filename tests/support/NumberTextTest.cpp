@@ -4,15 +4,16 @@
 #include <limits>
 #include <random>
 
-#include "tests/support/SupportTestUtil.h"
+#include "tests/testsupport/Locale.h"
+#include "tests/testsupport/Raised.h"
 #include "vesk4710/support/NumberText.h"
 
 namespace vesk {
 namespace {
 
 using test::CommaLocale;
-using test::ErrorNumberOf;
 using test::L;
+using test::Raised;
 
 constexpr double kInf = std::numeric_limits<double>::infinity();
 
@@ -75,10 +76,10 @@ TEST(CInt16, RoundsHalfToEvenAndOverflowsOutOfRange) {
     EXPECT_EQ(CInt32(2147483646.5), 2147483646);
     // Out of range is overflow.
     for (double v : {32767.5, 32768.0, -32769.0, -32768.6, 1e300, kInf, -kInf, std::nan("")}) {
-        EXPECT_EQ(ErrorNumberOf([&] { CInt16(v); }), kErrOverflow) << v;
+        EXPECT_EQ(Raised([&] { CInt16(v); }).Number(), kErrOverflow) << v;
     }
     for (double v : {2147483647.5, -2147483649.0, std::nan("")}) {
-        EXPECT_EQ(ErrorNumberOf([&] { CInt32(v); }), kErrOverflow) << v;
+        EXPECT_EQ(Raised([&] { CInt32(v); }).Number(), kErrOverflow) << v;
     }
     try {
         CInt16(40000.0);

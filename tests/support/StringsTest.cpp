@@ -1,13 +1,14 @@
 #include <gtest/gtest.h>
 
-#include "tests/support/SupportTestUtil.h"
+#include "tests/testsupport/Locale.h"
+#include "tests/testsupport/Raised.h"
 #include "vesk4710/support/modResourceConstants.h"
 #include "vesk4710/support/modStrings.h"
 
 namespace vesk {
 namespace {
 
-using test::ErrorNumberOf;
+using test::Raised;
 
 TEST(ReplaceTokens, FillsPlaceholdersLeftToRight) {
     EXPECT_EQ(ReplaceTokens(LoadResString(kResWrongChannelCount), "3|8"),
@@ -55,7 +56,7 @@ TEST(StringTable, EveryNamedIdResolvesAndEveryTextIsClean) {
 
 TEST(StringTable, UnknownIdRaisesResourceNotFound) {
     for (int32_t id : {0, -1, 100, 111, 367}) {
-        EXPECT_EQ(ErrorNumberOf([&] { LoadResString(id); }), kErrResourceNotFound) << id;
+        EXPECT_EQ(Raised([&] { LoadResString(id); }).Number(), kErrResourceNotFound) << id;
         EXPECT_FALSE(HasResString(id));
     }
     try {
@@ -88,7 +89,7 @@ TEST(DateFromYMD, BuildsByCalendarArithmeticFrom1900OrRefuses) {
     // Text without a year is an invalid date.
     for (const char* text :
          {"2010", "", "20100521", "abc,def,ghi", ",5,21", "99,1,1", "10000,1,1"}) {
-        EXPECT_EQ(ErrorNumberOf([&] { DateFromYMD(text); }), kErrInvalidProcedureCall) << text;
+        EXPECT_EQ(Raised([&] { DateFromYMD(text); }).Number(), kErrInvalidProcedureCall) << text;
     }
 }
 

@@ -2,15 +2,16 @@
 
 #include <cmath>
 
-#include "tests/support/SupportTestUtil.h"
+#include "tests/testsupport/Locale.h"
+#include "tests/testsupport/Raised.h"
 #include "vesk4710/support/Dispatch.h"
 #include "vesk4710/support/modEditing.h"
 
 namespace vesk {
 namespace {
 
-using test::ErrorNumberOf;
 using test::L;
+using test::Raised;
 
 class Thing : public IDispatchable {
   public:
@@ -54,15 +55,15 @@ TEST(Variant, CoercionsFollowTheAutomationRulesWithTrueAsMinusOne) {
 
 TEST(Variant, ImpossibleCoercionsRaiseTypeMismatchOrOverflow) {
     auto thing = std::make_shared<Thing>();
-    EXPECT_EQ(ErrorNumberOf([] { Variant("abc").AsDouble(); }), kErrTypeMismatch);
-    EXPECT_EQ(ErrorNumberOf([] { Variant("12a").AsLong(); }), kErrTypeMismatch);
-    EXPECT_EQ(ErrorNumberOf([] { Variant("").AsDouble(); }), kErrTypeMismatch);
-    EXPECT_EQ(ErrorNumberOf([&] { Variant(thing).AsString(); }), kErrTypeMismatch);
-    EXPECT_EQ(ErrorNumberOf([] { Variant(5).AsObject(); }), kErrTypeMismatch);
-    EXPECT_EQ(ErrorNumberOf([] { Variant("soon").AsDate(); }), kErrTypeMismatch);
-    EXPECT_EQ(ErrorNumberOf([] { Variant(40000.0).AsInteger(); }), kErrOverflow);
-    EXPECT_EQ(ErrorNumberOf([] { Variant(1e10).AsLong(); }), kErrOverflow);
-    EXPECT_EQ(ErrorNumberOf([] { Variant(1e10).AsDate(); }), kErrInvalidProcedureCall);
+    EXPECT_EQ(Raised([] { Variant("abc").AsDouble(); }).Number(), kErrTypeMismatch);
+    EXPECT_EQ(Raised([] { Variant("12a").AsLong(); }).Number(), kErrTypeMismatch);
+    EXPECT_EQ(Raised([] { Variant("").AsDouble(); }).Number(), kErrTypeMismatch);
+    EXPECT_EQ(Raised([&] { Variant(thing).AsString(); }).Number(), kErrTypeMismatch);
+    EXPECT_EQ(Raised([] { Variant(5).AsObject(); }).Number(), kErrTypeMismatch);
+    EXPECT_EQ(Raised([] { Variant("soon").AsDate(); }).Number(), kErrTypeMismatch);
+    EXPECT_EQ(Raised([] { Variant(40000.0).AsInteger(); }).Number(), kErrOverflow);
+    EXPECT_EQ(Raised([] { Variant(1e10).AsLong(); }).Number(), kErrOverflow);
+    EXPECT_EQ(Raised([] { Variant(1e10).AsDate(); }).Number(), kErrInvalidProcedureCall);
 }
 
 TEST(Variant, OrdinaryOrderingAcrossTypes) {
@@ -77,8 +78,9 @@ TEST(Variant, OrdinaryOrderingAcrossTypes) {
     EXPECT_FALSE(Variant(1) == Variant(1.0000001));
     EXPECT_FALSE(Variant(int16_t{1}).Identical(Variant(1.0)));
     auto thing = std::make_shared<Thing>();
-    EXPECT_EQ(ErrorNumberOf([&] { (void)(Variant(thing) == Variant(thing)); }), kErrTypeMismatch);
-    EXPECT_EQ(ErrorNumberOf([] { (void)(Variant(std::nan("")) < Variant(1)); }), kErrTypeMismatch);
+    EXPECT_EQ(Raised([&] { (void)(Variant(thing) == Variant(thing)); }).Number(), kErrTypeMismatch);
+    EXPECT_EQ(Raised([] { (void)(Variant(std::nan("")) < Variant(1)); }).Number(),
+              kErrTypeMismatch);
 }
 
 TEST(ClampValue, LowerBoundIsTestedFirst) {

@@ -1,11 +1,8 @@
 #pragma once
-// Helpers shared by the support tests: locale-dependent expectations and error checks.
-#include <gtest/gtest.h>
-
+// The user's locale in expectations: the suites run under a period- and a comma-decimal locale.
 #include <cstdlib>
 #include <string>
 
-#include "vesk4710/support/AutomationError.h"
 #include "vesk4710/support/modGlobals.h"
 
 namespace vesk::test {
@@ -27,17 +24,6 @@ inline bool CommaLocale() {
         loc = std::getenv("LC_ALL");
     }
     return loc != nullptr && std::string(loc).rfind("de_DE", 0) == 0;
-}
-
-// Runs f and returns the number of the AutomationError it raised (0 if none).
-template <class F>
-int32_t ErrorNumberOf(F&& f) {
-    try {
-        f();
-    } catch (const AutomationError& e) {
-        return e.Number();
-    }
-    return 0;
 }
 
 }  // namespace vesk::test

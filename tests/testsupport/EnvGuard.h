@@ -1,20 +1,18 @@
 #pragma once
-// Helpers shared by the component tests.
-#include <gtest/gtest.h>
-
+// Environment variables set for one test, the old values put back afterwards.
 #include <cstdlib>
 #include <map>
 #include <optional>
 #include <string>
 
-#include "tests/testsupport/Raised.h"
-#include "vesk4710/support/AutomationError.h"
-
 namespace vesk::test {
 
-// Sets environment variables for one test and puts the old values back.
 class EnvGuard {
   public:
+    EnvGuard() = default;
+    EnvGuard(const EnvGuard&) = delete;
+    EnvGuard& operator=(const EnvGuard&) = delete;
+    // A null value unsets the variable.
     void Set(const char* name, const char* value) {
         if (!saved_.count(name)) {
             const char* old = std::getenv(name);
