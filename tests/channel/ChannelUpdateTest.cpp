@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 
 #include "tests/channel/ChannelFixture.h"
 #include "tests/testsupport/Locale.h"
@@ -200,6 +201,39 @@ TEST_F(ChannelUpdate, FailingWriteStillRestoresProtection) {
     ExpectReported("UpdateCalDate", "Failed to successfully update 'Calibration date'.");
     EXPECT_NE(host->ui.boxes[0].prompt.find("attempting to update 'Calibration date'"),
               std::string::npos);
+}
+
+// Each single write reports under its own member and names its setting for the user.
+TEST_F(ChannelUpdate, AFailedSingleWriteNamesItsMemberAndSetting) {
+    struct Case {
+        std::function<bool()> update;
+        int32_t id;
+        std::string member, setting;
+    };
+    const std::vector<Case> cases = {
+        {[&] { return channel->UpdateSerialNumber(); }, 123, "UpdateSerialNumber",
+         "Probe serial number"},
+        {[&] { return channel->UpdateConversionType(); }, 131, "UpdateConversionType",
+         "Conversion type"},
+        {[&] { return channel->UpdateCalDate(); }, 127, "UpdateCalDate", "Calibration date"},
+        {[&] { return channel->UpdateRJCType(); }, 135, "UpdateRJCType", "RJC type"},
+        {[&] { return channel->UpdateExternalRJCTemperature(); }, 135,
+         "UpdateExternalRJCTemperature", "RJC temperature"},
+        {[&] { return channel->UpdateResolution(); }, 67, "UpdateResolution", "Resolution"},
+        {[&] { return channel->UpdateProbeLock(); }, 145, "UpdateProbeLock",
+         "Exclusively lock probe to channel"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.member);
+        host->ui.boxes.clear();
+        comm().Fail(c.id, AutomationError(-2147220989, "Value out of range"));
+        EXPECT_FALSE(c.update());
+        EXPECT_EQ(Prompts(),
+                  std::vector<std::string>{
+                      "An error occurred while attempting to update '" + c.setting +
+                      "'.\r\rError: -2147220989 - Value out of range\r(CVesk4710Channel - " +
+                      c.member + ")"});
+    }
 }
 
 TEST_F(ChannelUpdate, FailingCoefficientReadBackStopsTheFamily) {

@@ -71,6 +71,7 @@ TEST_F(DownloadLogTest, SingleFileTraceFollowsEveryStep) {
     auto names = DownloadedNames();
     ASSERT_EQ(names.size(), 1u);
     EXPECT_EQ(names[0].rfind("4710_demand_all_", 0), 0u) << names[0];
+    EXPECT_EQ(SplitLines(host->files.ReadFile(downloads + "/" + names[0])).at(3), "Label,(all)");
     EXPECT_EQ(Rows(names[0]), (std::vector<std::string>{"2024-03-07,12:00:01,1,RUNA,25.13,C",
                                                         "2024-03-07,12:00:02,2,RUNA,-3.50,F"}));
     EXPECT_TRUE(prompt);

@@ -85,9 +85,13 @@ TEST_F(OutputFileTest, RowsAreCsvSafe) {
     Write({"4", "2024/03/07", "12:00:03", "4", "4", "@x", "-12", "K", "", "extra"});
     Write({"5", "2024/03/07", "12:00:04", "5", "5", "-L", "1e3", "@U"});
     Write({"6", "2024/03/07", "12:00:05", "6", "6", "ctl\x01\x7f", " 7.5 ", "C"});
-    // A reading without its fields is refused and writes nothing.
+    // A reading without all its fields is refused and writes nothing.
     EXPECT_EQ(Raised([&] {
                   Write({"1", "2024/03/07", "12:00:00"});
+              }).Number(),
+              kErrInvalidProcedureCall);
+    EXPECT_EQ(Raised([&] {
+                  Write({"7", "2024/03/07", "12:00:06", "7", "7", "L", "1.5"});
               }).Number(),
               kErrInvalidProcedureCall);
     file->Close();

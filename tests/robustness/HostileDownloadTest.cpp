@@ -135,15 +135,6 @@ TEST_F(HostileDownload, LabelsNeverLeaveTheDownloadFolderAndKeepOneFileEach) {
     }
 }
 
-TEST_F(HostileDownload, ChosenLabelNamesItsSingleFileSafely) {
-    const DownloadResult result =
-        Download({Line(1, 3, "../../up/and/away"), Line(2, 3, "../../up/and/away")},
-                 DOWNLOAD_SINGLE_FILE, 3);
-    ASSERT_EQ(result.files.size(), 1u);
-    ExpectConfined(result);
-    EXPECT_EQ(Rows(result.files[0]).size(), 2u);
-}
-
 TEST_F(HostileDownload, QuotesControlBytesAndFormulasStayInsideTheirCells) {
     const std::vector<std::string> labels = {
         "say \"hi\"", "semi;colon", "=HYPERLINK(\"http://x\")", "+1",       "-1",
