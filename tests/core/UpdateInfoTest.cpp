@@ -140,18 +140,6 @@ TEST_F(UpdateInfoTest, CancelEndsTheWriteBackAndRelocks) {
     EXPECT_EQ(unit->PasscodeState(), PS_ENABLED);
 }
 
-TEST_F(UpdateInfoTest, ErrorIsRaisedAsUpdateInfosAfterRelocking) {
-    unit->PasscodeState(PS_ENABLED);
-    unit->Passcode("1234");
-    comm().Fail(SET_CAL_DATE_WRITE, Broken());
-    const auto e = Raised([&] { unit->UpdateInfo(&form); });
-    EXPECT_EQ(e.Source(), "CVesk4710 - UpdateInfo");
-    EXPECT_EQ(e.Description(), "link dropped");
-    EXPECT_EQ(comm().Requests().back(), "Write 4");
-    EXPECT_EQ(ui().pointer, kPointerDefault);
-    EXPECT_EQ(ui().progressLog.back(), "Close");
-}
-
 TEST_F(UpdateInfoTest, ALockFailingTwiceIsSaidAndDoneBeforeTheNextRequest) {
     comm().Fail(SET_PASSCODE_LOCK, Broken());
     comm().Fail(SET_PASSCODE_LOCK, Broken());

@@ -106,16 +106,6 @@ TEST_F(LogStatus, FailuresRaiseWithTheMemberAsSource) {
     HelpFile("");
 }
 
-TEST_F(LogStatus, NoSessionIsAnErrorNotACrash) {
-    auto fresh = CVesk4710::Create(host);
-    EXPECT_THROW(fresh->QueryDemandLogStatus(), AutomationError);
-    EXPECT_THROW(fresh->ClearDemandLog(), AutomationError);
-    ASSERT_TRUE(fresh->InitializeCommunications());
-    comm().Reply(280, "1,2");
-    EXPECT_TRUE(fresh->QueryDemandLogStatus());
-    EXPECT_EQ(fresh->DemandLogPoints(), 3);
-}
-
 TEST_F(LogStatus, DownloadOptionsDialogIsOpenedWithTheInstrument) {
     std::string name;
     host->ui.onShowModal = [&](IDialogLogic& d) {
