@@ -168,9 +168,6 @@ TEST(Devices, UnopenableDevicesAreClearErrors) {
 }
 
 TEST(Devices, PortNumbersFindTheirDevice) {
-    EXPECT_EQ(comm::BaudFromCode(6), 9600);
-    EXPECT_EQ(comm::BaudFromCode(0), 110);
-    EXPECT_EQ(comm::BaudFromCode(10), 115200);
     EXPECT_FALSE(comm::BaudFromCode(11));
     EXPECT_FALSE(comm::BaudFromCode(-1));
     EXPECT_EQ(comm::SerialDeviceForPort(1, nullptr), "/dev/ttyS0");

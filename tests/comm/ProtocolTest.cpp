@@ -172,6 +172,10 @@ TEST(Lines, TooLongOnesAreRefusedWholeAndTheirRestDropped) {
     EXPECT_EQ(in.Take(), "6 " + endless.substr(0, kMaxLineLength - 1)) << "cut one byte too long";
     in.Append(endless + "\n7 C\n");
     EXPECT_EQ(in.Take(), "7 C") << "the rest of the long line is dropped";
+    // A whole overlong line comes out too long to read, never cut to a length that fits.
+    in.Append("8 " + endless + "\n9 C\n");
+    EXPECT_GT(in.Take()->size(), kMaxLineLength);
+    EXPECT_EQ(in.Take(), "9 C");
     EXPECT_FALSE(ParseReplyLine("5 " + endless));
     EXPECT_FALSE(ParseCommandLine("5 LOG:LAB " + endless));
     const AutomationError e = Raised([&] { Format(5, 286, {{Param::kValue, endless}}); });

@@ -77,36 +77,5 @@ TEST(TextSplitter, PiecesAreViewsReplacedByNewTextOrSeparators) {
     EXPECT_EQ(s->f(1), "");
 }
 
-// A million-reading transfer must split in one pass; a quadratic splitter would not finish
-// within the test's time-out.
-TEST(TextSplitter, MillionLinesSplitOnce) {
-    constexpr int32_t kLines = 1'000'000;
-    std::string text;
-    text.reserve(static_cast<size_t>(kLines) * 40);
-    for (int32_t i = 1; i <= kLines; ++i) {
-        text += std::to_string(i);
-        text += ",2024/03/07,12:00:00,1,1,L,20.5,C\r";
-    }
-    const size_t total = text.size();
-    auto lines = TextSplitter::Create();
-    lines->FS("\r");
-    lines->L(std::move(text));
-    ASSERT_EQ(lines->NF(), kLines + 1);  // the trailing CR leaves an empty last piece
-    EXPECT_EQ(lines->f(kLines + 1), "");
-
-    auto fields = TextSplitter::Create();
-    fields->FS(",");
-    size_t sum = 0;
-    for (int32_t i = 1; i <= lines->NF(); ++i) {
-        sum += lines->f(i).size() + 1;
-        if (i == kLines) {
-            fields->L(std::string(lines->f(i)));
-            EXPECT_EQ(fields->f(1), "1000000");
-            EXPECT_EQ(fields->NF(), 8);
-        }
-    }
-    EXPECT_EQ(sum, total + 1);
-}
-
 }  // namespace
 }  // namespace vesk
