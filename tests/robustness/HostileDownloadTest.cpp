@@ -11,15 +11,11 @@
 #include <string>
 #include <vector>
 
-#include "components/outputfile/OutputFile.h"
 #include "components/probes/Probe.h"
-#include "components/splitter/TextSplitter.h"
+#include "tests/logging/LoggingFixture.h"
 #include "tests/robustness/SimulatedLab.h"
 #include "tests/robustness/StrictCsv.h"
-#include "tests/testsupport/Fakes.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
-#include "vesk4710/core/CVesk4710.h"
-#include "vesk4710/logging/LogDownload.h"
 
 namespace vesk::test {
 namespace {
@@ -32,37 +28,21 @@ std::string Line(int seq, int labelNumber, const std::string& label,
            label + ",25.0012,C";
 }
 
-std::string CrJoined(const std::vector<std::string>& lines) {
-    std::string out;
-    for (const auto& l : lines) {
-        out += l + "\r";
-    }
-    return out;
-}
-
-class HostileDownload : public ::testing::Test {
+class HostileDownload : public LoggingTest {
   protected:
     void SetUp() override {
-        host = std::make_shared<FakeHost>();
-        host->splitterFactory = [] { return TextSplitter::Create(); };
+        LoggingTest::SetUp();
         host->probeFactory = [] { return probes::Probe::Create(); };
-        FakeHost* h = host.get();
-        host->outputFileFactory = [h] { return OutputFile::Create(h->registry, h->ui, h->files); };
-        downloads = host->files.Root() + "/downloads";
-        host->registry->values[kRegDownloadFolder] = downloads;
-        unit = CVesk4710::Create(host);
-        unit->SetRegistry(host->registry);
-        ASSERT_TRUE(unit->InitializeCommunications());
     }
 
     DownloadResult Download(const std::vector<std::string>& lines, E4710DownloadOption opt,
                             int16_t label = 0) {
-        host->comm->ReplyAlways(280, "0," + std::to_string(lines.size()));
-        host->comm->TransferReply({CrJoined(lines), false});
+        comm().ReplyAlways(280, "0," + std::to_string(lines.size()));
+        comm().TransferReply({CrJoined(lines), false});
         DownloadRequest request;
         request.opt = opt;
         request.label = label;
-        return DownloadLogFiles(*unit, request);
+        return DownloadLogFiles(*instrument, request);
     }
 
     // Every file the download made is a direct child of the download folder, no two share a
@@ -94,10 +74,6 @@ class HostileDownload : public ::testing::Test {
         EXPECT_TRUE(rows.has_value()) << path.filename() << ": " << error;
         return rows.value_or(std::vector<CsvRow>{});
     }
-
-    std::shared_ptr<FakeHost> host;
-    std::shared_ptr<CVesk4710> unit;
-    std::string downloads;
 };
 
 const std::vector<std::string> kHostileLabels = {
@@ -196,16 +172,16 @@ TEST_F(HostileDownload, LinesWithoutExactlyAReadingsFieldsAreNeverShifted) {
 TEST_F(HostileDownload, HostileSerialsStayInTheHeaderAndOutOfPaths) {
     // The instrument's serial from its identification, the probes' from their channels.
     host->comm->ReplyAlways(18, "Maker,4710,../..\\evil\"x\x01;,1.10");
-    ASSERT_TRUE(unit->QueryIdentification());
+    ASSERT_TRUE(instrument->QueryIdentification());
     host->comm->ReplyAlways(41, "2");
     host->comm->ReplyAlways(43, "2");
-    ASSERT_TRUE(unit->QueryNumChannels());
-    ASSERT_TRUE(unit->QueryNumModules());
+    ASSERT_TRUE(instrument->QueryNumChannels());
+    ASSERT_TRUE(instrument->QueryNumModules());
     host->comm->ReplyAlways(122, "../../PROBE\x01/\\..");
     for (int16_t c = 1; c <= 2; ++c) {
-        ASSERT_TRUE(unit->GetChannelReference(c)->QuerySerialNumber());
+        ASSERT_TRUE(instrument->GetChannelReference(c)->QuerySerialNumber());
     }
-    EXPECT_EQ(unit->GetChannelReference(1)->Probe()->Serial(), "../../PROBE\x01/\\..");
+    EXPECT_EQ(instrument->GetChannelReference(1)->Probe()->Serial(), "../../PROBE\x01/\\..");
 
     const DownloadResult result =
         Download({Line(1, 1, "A"), Line(2, 2, "B")}, DOWNLOAD_MULTIPLE_FILES);
