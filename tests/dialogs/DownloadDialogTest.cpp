@@ -94,7 +94,7 @@ TEST_F(DownloadDialog, OKDownloadsTheChosenLabelShowsTheFilesAndRemembers) {
     txtFolder.Text(downloads);
     SelectData(cboLabel, 2);
     SelectData(cboDecimals, 1);
-    comm().Reply(280, "998,2");
+    comm().Reply(SET_DEMAND_LOG_STATUS, "998,2");
     comm().TransferReply(
         {"1,2024/03/07,12:00:01,1,2,BATH_A,25.0412,C\r"
          "2,2024/03/07,12:00:31,1,2,BATH_A,25.0437,C",
@@ -116,7 +116,7 @@ TEST_F(DownloadDialog, OKDownloadsTheChosenLabelShowsTheFilesAndRemembers) {
 TEST_F(DownloadDialog, AnEmptyLogKeepsTheDialogOpenAndCancelDownloadsNothing) {
     dialog->Activate();
     txtFolder.Text(downloads);
-    comm().Reply(280, "1000,0");
+    comm().Reply(SET_DEMAND_LOG_STATUS, "1000,0");
     dialog->cmdOKCancelHelp_Click(kCmdOK);
     EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{LoadResString(337)}));
     EXPECT_FALSE(Transferred());

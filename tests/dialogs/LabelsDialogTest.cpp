@@ -19,7 +19,7 @@ class LabelsDialog : public DialogTest {
     }
 
     void Open(const std::string& label) {
-        comm().Reply(285, label);
+        comm().Reply(SET_LOGGING_LABEL_READ, label);
         dialog->Activate();
     }
 
@@ -90,7 +90,8 @@ TEST_F(LabelsDialog, CancelledReadDisablesEverythingButCancelAndHelp) {
 }
 
 TEST_F(LabelsDialog, FailedReadIsReportedAndDisablesOK) {
-    comm().Fail(285, AutomationError(-2147220990, "No reply from the instrument"));
+    comm().Fail(SET_LOGGING_LABEL_READ,
+                AutomationError(-2147220990, "No reply from the instrument"));
     dialog->Activate();
     ASSERT_EQ(ui().boxes.size(), 1U);
     EXPECT_NE(ui().boxes[0].prompt.find("attempting to read logging label"), std::string::npos);
@@ -189,7 +190,7 @@ TEST_F(LabelsDialog, CancelledWriteKeepsTheDialogAndTheTypedLabelForTheNextTry) 
 TEST_F(LabelsDialog, FailedWriteIsReportedAndKeepsTheDialogOpen) {
     Open("DEMAND");
     Type('x');
-    comm().Fail(286, AutomationError(-2147220989, "Link dropped"));
+    comm().Fail(SET_LOGGING_LABEL_WRITE, AutomationError(-2147220989, "Link dropped"));
     dialog->cmdOKCancelHelp_Click(kCmdOK);
     ASSERT_EQ(ui().boxes.size(), 1U);
     EXPECT_NE(ui().boxes[0].prompt.find("attempting to write logging label"), std::string::npos);

@@ -40,7 +40,7 @@ TEST_F(LogStatusDialog, ActivationReadsOnceAndRefreshAndClearShowTheFill) {
     EXPECT_EQ(form.caption, "4710 Log Status");
     EXPECT_TRUE(comm().Requests().empty()) << "loading alone reads nothing";
 
-    comm().Reply(280, "750,250");
+    comm().Reply(SET_DEMAND_LOG_STATUS, "750,250");
     dialog->Activate();
     EXPECT_FLOAT_EQ(pbarDemandLog.max, 1000.0F);
     EXPECT_FLOAT_EQ(pbarDemandLog.value, 250.0F);
@@ -49,16 +49,16 @@ TEST_F(LogStatusDialog, ActivationReadsOnceAndRefreshAndClearShowTheFill) {
     dialog->Activate();
     EXPECT_EQ(comm().Requests(), (std::vector<std::string>{"Read 280"}));
 
-    comm().Reply(280, "0,1000");
+    comm().Reply(SET_DEMAND_LOG_STATUS, "0,1000");
     dialog->cmdRefresh_Click();
     EXPECT_EQ(lblDemandLog.caption, Fill(Decimal("100", "00")));
-    comm().Reply(280, "2,1");
+    comm().Reply(SET_DEMAND_LOG_STATUS, "2,1");
     dialog->cmdRefresh_Click();
     EXPECT_EQ(lblDemandLog.caption, Fill(Decimal("33", "33")));
     EXPECT_FLOAT_EQ(pbarDemandLog.max, 3.0F);
 
     comm().log.clear();
-    comm().Reply(280, "1000,0");
+    comm().Reply(SET_DEMAND_LOG_STATUS, "1000,0");
     dialog->cmdDemandLogClear_Click();
     EXPECT_EQ(comm().Requests(), (std::vector<std::string>{"Write 284", "Read 280"}));
     EXPECT_EQ(lblDemandLog.caption, Fill(Decimal("0", "00")));
@@ -67,19 +67,20 @@ TEST_F(LogStatusDialog, ActivationReadsOnceAndRefreshAndClearShowTheFill) {
 }
 
 TEST_F(LogStatusDialog, FailedReadsAreReportedAndTheDialogStaysUsable) {
-    comm().Fail(280, AutomationError(-2147220991, "Time-out waiting for the instrument"));
+    comm().Fail(SET_DEMAND_LOG_STATUS,
+                AutomationError(-2147220991, "Time-out waiting for the instrument"));
     dialog->Activate();
     ASSERT_EQ(ui().boxes.size(), 1U);
     EXPECT_NE(ui().boxes[0].prompt.find("Time-out waiting for the instrument"), std::string::npos);
     EXPECT_EQ(lblDemandLog.caption, "");
 
-    comm().Reply(280, "500,500");
+    comm().Reply(SET_DEMAND_LOG_STATUS, "500,500");
     dialog->cmdRefresh_Click();
     EXPECT_EQ(lblDemandLog.caption, Fill(Decimal("50", "00")));
 
     // A log of no capacity cannot give a percentage: reported, the label is left alone.
     ui().boxes.clear();
-    comm().Reply(280, "0,0");
+    comm().Reply(SET_DEMAND_LOG_STATUS, "0,0");
     dialog->cmdRefresh_Click();
     ASSERT_EQ(ui().boxes.size(), 1U);
     const auto& box = ui().boxes[0];

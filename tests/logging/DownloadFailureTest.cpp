@@ -17,7 +17,7 @@ TEST_F(DownloadFailure, EarlyEndWritesWhatArrivedAndSaysSo) {
     // The link died inside the third line.
     const std::string partial =
         CrJoined({Reading(1, 1, "A", "1.25"), Reading(2, 1, "A", "2.5"), "3,2024/03/07,12:0"});
-    comm().Reply(280, "0,10");
+    comm().Reply(SET_DEMAND_LOG_STATUS, "0,10");
     comm().TransferReply({partial, true, "link dropped"});
     EXPECT_FALSE(Download());
 

@@ -139,11 +139,11 @@ TEST_F(DownloadLogTest, NoReadingsEndAtMessage337OrAnEmptyTransferAt290) {
         "Preparing to download data from 4710...", "Initializing communications...",
         "Querying log status...", "Count: 0", "Download finished..."};
     // An empty demand log, a status that cannot be read, and the automatic log (no count).
-    comm().Reply(280, "500,0");
+    comm().Reply(SET_DEMAND_LOG_STATUS, "500,0");
     EXPECT_TRUE(Download());
     EXPECT_EQ(Trace(), expected);
 
-    comm().Fail(280, AutomationError(kObjectErrorBase + 5, "No reply"));
+    comm().Fail(SET_DEMAND_LOG_STATUS, AutomationError(kObjectErrorBase + 5, "No reply"));
     EXPECT_TRUE(Download());
     auto trace = Trace();
     ASSERT_EQ(trace.size(), 6u);
@@ -294,7 +294,7 @@ TEST_F(DownloadLogTest, NonInteractiveDownloadListsItsFilesAndShowsNothing) {
     EXPECT_TRUE(host->ui.boxes.empty());
     EXPECT_TRUE(host->ui.dialogsShown.empty());
 
-    comm().Reply(280, "0,0");
+    comm().Reply(SET_DEMAND_LOG_STATUS, "0,0");
     result = DownloadLogFiles(*instrument, request);
     EXPECT_EQ(result.outcome, DownloadOutcome::NoReadings);
     EXPECT_EQ(result.message, LoadResString(337));

@@ -23,7 +23,7 @@ TEST_F(LogStatus, StatusReplyGivesPointsAndCount) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.reply);
         instrument->DemandLogCount(int16_t{77});
-        comm().Reply(280, c.reply);
+        comm().Reply(SET_DEMAND_LOG_STATUS, c.reply);
         comm().log.clear();
         ASSERT_TRUE(instrument->QueryDemandLogStatus());
         EXPECT_EQ(instrument->DemandLogPoints(), c.points);
@@ -33,12 +33,12 @@ TEST_F(LogStatus, StatusReplyGivesPointsAndCount) {
 }
 
 TEST_F(LogStatus, OverflowingStatusIsAnErrorAndKeepsTheOldValues) {
-    comm().Reply(280, "400,100");
+    comm().Reply(SET_DEMAND_LOG_STATUS, "400,100");
     ASSERT_TRUE(instrument->QueryDemandLogStatus());
     instrument->DVCICommError(4711);
     for (const char* reply : {"32000,1000", "40000,1", "1,40000", "-32768,-1"}) {
         SCOPED_TRACE(reply);
-        comm().Reply(280, reply);
+        comm().Reply(SET_DEMAND_LOG_STATUS, reply);
         const auto e = Raised([&] { instrument->QueryDemandLogStatus(); });
         EXPECT_EQ(e.Number(), kErrOverflow);
         EXPECT_EQ(e.Source(), "CVesk4710 - QueryDemandLogStatus");
@@ -50,7 +50,7 @@ TEST_F(LogStatus, OverflowingStatusIsAnErrorAndKeepsTheOldValues) {
 
 TEST_F(LogStatus, LabelAndClearRequestsCarryTheirValues) {
     for (const char* reply : {"RUN A", "  spaced  ", "MiXeD cAsE", "", "a,b\tc"}) {
-        comm().Reply(285, reply);
+        comm().Reply(SET_LOGGING_LABEL_READ, reply);
         std::string label = "old";
         ASSERT_TRUE(instrument->QueryLoggingLabel(label));
         EXPECT_EQ(label, reply) << "the label comes back unchanged";
@@ -81,11 +81,14 @@ TEST_F(LogStatus, FailuresRaiseWithTheMemberAsSource) {
     };
     std::string label = "kept";
     const Case cases[] = {
-        {280, "CVesk4710 - QueryDemandLogStatus", [&] { instrument->QueryDemandLogStatus(); }},
-        {285, "CVesk4710 - QueryLoggingLabel()", [&] { instrument->QueryLoggingLabel(label); }},
-        {286, "CVesk4710 - UpdateLoggingLabel", [&] { instrument->UpdateLoggingLabel("x"); }},
-        {283, "CVesk4710 - ClearAutoLog", [&] { instrument->ClearAutoLog(); }},
-        {284, "CVesk4710 - ClearDemandLog", [&] { instrument->ClearDemandLog(); }},
+        {SET_DEMAND_LOG_STATUS, "CVesk4710 - QueryDemandLogStatus",
+         [&] { instrument->QueryDemandLogStatus(); }},
+        {SET_LOGGING_LABEL_READ, "CVesk4710 - QueryLoggingLabel()",
+         [&] { instrument->QueryLoggingLabel(label); }},
+        {SET_LOGGING_LABEL_WRITE, "CVesk4710 - UpdateLoggingLabel",
+         [&] { instrument->UpdateLoggingLabel("x"); }},
+        {SET_CLEAR_AUTO_LOG, "CVesk4710 - ClearAutoLog", [&] { instrument->ClearAutoLog(); }},
+        {SET_CLEAR_DEMAND_LOG, "CVesk4710 - ClearDemandLog", [&] { instrument->ClearDemandLog(); }},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.source);
@@ -97,7 +100,7 @@ TEST_F(LogStatus, FailuresRaiseWithTheMemberAsSource) {
         EXPECT_EQ(e.HelpFile(), "/opt/vesk/help.chm");
         EXPECT_EQ(e.HelpContext(), 321);
         // The object stays usable.
-        comm().Reply(285, "again");
+        comm().Reply(SET_LOGGING_LABEL_READ, "again");
         std::string after;
         EXPECT_TRUE(instrument->QueryLoggingLabel(after));
         EXPECT_EQ(after, "again");

@@ -80,7 +80,8 @@ class LoggingTest : public ::testing::Test {
 
     // Scripts a demand log holding count readings and the transfer that follows.
     void ScriptLog(int count, std::string reply, bool endedEarly = false) {
-        comm().Reply(280, std::to_string(500 - count) + "," + std::to_string(count));
+        comm().Reply(SET_DEMAND_LOG_STATUS,
+                     std::to_string(500 - count) + "," + std::to_string(count));
         comm().TransferReply({std::move(reply), endedEarly});
     }
 

@@ -37,7 +37,7 @@ class HostileDownload : public LoggingTest {
 
     DownloadResult Download(const std::vector<std::string>& lines, E4710DownloadOption opt,
                             int16_t label = 0) {
-        comm().ReplyAlways(280, "0," + std::to_string(lines.size()));
+        comm().ReplyAlways(SET_DEMAND_LOG_STATUS, "0," + std::to_string(lines.size()));
         comm().TransferReply({CrJoined(lines), false});
         DownloadRequest request;
         request.opt = opt;
@@ -171,10 +171,10 @@ TEST_F(HostileDownload, LinesWithoutExactlyAReadingsFieldsAreNeverShifted) {
 
 TEST_F(HostileDownload, HostileSerialsStayInTheHeaderAndOutOfPaths) {
     // The instrument's serial from its identification, the probes' from their channels.
-    host->comm->ReplyAlways(18, "Maker,4710,../..\\evil\"x\x01;,1.10");
+    host->comm->ReplyAlways(SET_IDENTIFICATION, "Maker,4710,../..\\evil\"x\x01;,1.10");
     ASSERT_TRUE(instrument->QueryIdentification());
-    host->comm->ReplyAlways(41, "2");
-    host->comm->ReplyAlways(43, "2");
+    host->comm->ReplyAlways(SET_NUM_MODULES, "2");
+    host->comm->ReplyAlways(SET_NUM_CHANNELS, "2");
     ASSERT_TRUE(instrument->QueryNumChannels());
     ASSERT_TRUE(instrument->QueryNumModules());
     host->comm->ReplyAlways(122, "../../PROBE\x01/\\..");
