@@ -4,6 +4,7 @@
 #include <httplib.h>
 
 #include <charconv>
+#include <chrono>
 #include <cmath>
 #include <map>
 
@@ -73,6 +74,10 @@ MetricsServer::MetricsServer(const std::string& listen, const Store& store,
     address_ = (at.host.find(':') != std::string::npos ? "[" + at.host + "]" : at.host) + ":" +
                std::to_string(port);
     thread_ = std::thread([this] { server_->listen_after_bind(); });
+    // A stop before the server runs would be missed and leave the thread listening.
+    for (int i = 0; i < 1000 && !server_->is_running(); ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
 }
 
 MetricsServer::~MetricsServer() {

@@ -19,10 +19,10 @@ using Clock = std::chrono::steady_clock;
 
 // Unacknowledged readings at most: enough to fill the link to a broker on the lab's network.
 constexpr size_t kWindow = 500;
-constexpr Millis kLoopWait{100};
+constexpr Millis kLoopWait{250};
 constexpr Millis kConnectTimeout{10000};
-constexpr Millis kSaveEvery{1000};
-constexpr Millis kStatusEvery{1000};
+constexpr Millis kSaveEvery{5000};
+constexpr Millis kStatusEvery{2000};
 constexpr Millis kGoodbyeWait{2000};
 
 void InitLibrary() {
@@ -48,6 +48,9 @@ MqttPublisher::MqttPublisher(MqttConfig config, RetryPolicy retry, std::string d
       log_(std::move(log)),
       store_(std::make_unique<Store>(database, true)) {
     InitLibrary();
+    // The mark is saved without waiting for the disk: one lost in a power cut only means
+    // readings sent again, which their sequence identifies.
+    store_->Db().exec("PRAGMA synchronous=NORMAL");
     SQLite::Statement q(store_->Db(), "SELECT id FROM instruments WHERE name = ?");
     q.bind(1, instrument_);
     if (q.executeStep()) {

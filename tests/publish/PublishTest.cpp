@@ -159,7 +159,13 @@ TEST_F(PublishTest, MqttGetsEveryReadingOnceInOrderAcrossABrokerOutageAndTheLast
     auto count = [&](size_t n) {
         return [&, n] { return readings["bath-a"].size() >= n && readings["bath-b"].size() >= n; };
     };
-    ASSERT_TRUE(until(count(20), 20s));
+    // The status follows once the instrument has told its serial number.
+    ASSERT_TRUE(until(
+        [&] {
+            return count(20)() && status["bath-b"].contains("serial") &&
+                   status["bath-b"]["serial"] != "";
+        },
+        20s));
     EXPECT_EQ(status["bath-a"]["state"], "online");
     EXPECT_EQ(status["bath-b"]["serial"], "A47100");
 
