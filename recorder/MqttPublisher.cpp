@@ -119,7 +119,13 @@ bool MqttPublisher::Connect() {
     mosquitto_publish_callback_set(mosq_, [](mosquitto*, void* self, int mid) {
         static_cast<MqttPublisher*>(self)->Acked(mid);
     });
-    const std::string will = StatusPayload(false);
+    std::string will;
+    try {
+        will = StatusPayload(false);
+    } catch (const std::exception&) {
+        // The database is busy or gone: the will still says offline.
+        will = nlohmann::json{{"state", "offline"}, {"instrument", instrument_}}.dump();
+    }
     int rc = mosquitto_will_set(mosq_, StatusTopic().c_str(), static_cast<int>(will.size()),
                                 will.data(), 1, true);
     if (rc == MOSQ_ERR_SUCCESS && !config_.username.empty()) {
@@ -327,7 +333,11 @@ void MqttPublisher::Run() {
     if (mosq_ != nullptr && connected_) {
         // A clean goodbye: offline on the status topic, then a disconnect (no last will).
         lastStatus_.clear();
-        SendStatus(false);
+        try {
+            SendStatus(false);
+        } catch (const std::exception& e) {
+            log_(instrument_ + ": " + e.what());
+        }
         const auto deadline = Clock::now() + kGoodbyeWait;
         while (connected_ && !statusAcked_ && Clock::now() < deadline &&
                mosquitto_loop(mosq_, 50, 1) == MOSQ_ERR_SUCCESS) {

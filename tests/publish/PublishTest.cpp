@@ -66,8 +66,12 @@ class PublishTest : public ::testing::Test {
                                                {"XDG_STATE_HOME", Path("state")}});
     }
     std::unique_ptr<Child> Broker(int port) const {
+        // Logins only: the recorder's password must reach the broker.
+        Child({"/usr/bin/mosquitto_passwd", "-c", "-b", Path("passwd"), "u", "s3cret"}, {})
+            .Finish(10s);
         Write("mosquitto.conf", "listener " + std::to_string(port) +
-                                    " 127.0.0.1\nallow_anonymous true\npersistence true\n" +
+                                    " 127.0.0.1\nallow_anonymous false\npassword_file " +
+                                    Path("passwd") + "\npersistence true\n" +
                                     // Run as root, it would drop to a user who cannot save.
                                     "user " + (::getuid() == 0 ? "root" : "mosquitto") + "\n" +
                                     "autosave_interval 1\npersistence_location " + dir_.string() +
@@ -123,8 +127,8 @@ TEST_F(PublishTest, BadSectionsNameTheKeyBeforeAnythingStartsAndNeverShowThePass
 TEST_F(PublishTest, MqttGetsEveryReadingOnceInOrderAcrossABrokerOutageAndTheLastWill) {
     const int port = FreePort();
     auto broker = Broker(port);
-    Child sub({"/usr/bin/mosquitto_sub", "-h", "127.0.0.1", "-p", std::to_string(port), "-t",
-               "lab/#", "-v", "-q", "1", "-c", "-i", "vesk-test-sub"},
+    Child sub({"/usr/bin/mosquitto_sub", "-h", "127.0.0.1", "-p", std::to_string(port), "-u", "u",
+               "-P", "s3cret", "-t", "lab/#", "-v", "-q", "1", "-c", "-i", "vesk-test-sub"},
               {});
     std::this_thread::sleep_for(300ms);
     auto recorder = Recorder("[mqtt]\nport = " + std::to_string(port) +
@@ -219,10 +223,11 @@ TEST_F(PublishTest, MqttGetsEveryReadingOnceInOrderAcrossABrokerOutageAndTheLast
     }
 
     // A newcomer sees both statuses at once (retained); a killed recorder leaves its will.
-    const RunResult retained = Child({"/usr/bin/mosquitto_sub", "-h", "127.0.0.1", "-p",
-                                      std::to_string(port), "-t", "lab/+/status", "-C", "2"},
-                                     {})
-                                   .Finish(10s);
+    const RunResult retained =
+        Child({"/usr/bin/mosquitto_sub", "-h", "127.0.0.1", "-p", std::to_string(port), "-u", "u",
+               "-P", "s3cret", "-t", "lab/+/status", "-C", "2"},
+              {})
+            .Finish(10s);
     EXPECT_EQ(retained.out.find("\"offline\""), std::string::npos) << retained.out;
     EXPECT_NE(retained.out.find("\"online\""), retained.out.rfind("\"online\"")) << retained.out;
     recorder->Signal(SIGKILL);
