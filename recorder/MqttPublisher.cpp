@@ -158,8 +158,10 @@ bool MqttPublisher::Connect() {
 
 void MqttPublisher::Drop(const std::string& why) {
     if (!announcedDown_ && !stopping_) {
+        const std::string reason =
+            !why.empty() && why.back() == '.' ? why.substr(0, why.size() - 1) : why;
         log_(instrument_ + ": MQTT broker " + config_.host + ":" + std::to_string(config_.port) +
-             ": " + why + "; readings wait in the database");
+             ": " + reason + "; readings wait in the database");
         announcedDown_ = true;
     }
     connected_ = false;
