@@ -277,7 +277,7 @@ void MqttPublisher::SendReadings() {
             Drop(mosquitto_strerror(rc));
             return;
         }
-        inFlight_.push_back({mid, seq, false});
+        inFlight_.push_back({mid, seq, false, Clock::now()});
         sentUpTo_ = seq;
     }
     if (rows < room) {
@@ -302,6 +302,13 @@ void MqttPublisher::Run() {
             Drop(rc == MOSQ_ERR_ERRNO ? std::strerror(errno) : mosquitto_strerror(rc));
         } else if (handshaking_ && Clock::now() > connectDeadline_) {
             Drop("no answer to the connection");
+        } else if (!inFlight_.empty() &&
+                   Clock::now() - inFlight_.front().sent > config_.keepAlive) {
+            // A link that died without a word: nothing is acknowledged any more.
+            Drop("no acknowledgement for " +
+                 std::to_string(
+                     std::chrono::duration_cast<std::chrono::seconds>(config_.keepAlive).count()) +
+                 " s");
         }
         if (!connected_ && !handshaking_) {
             SaveMark(true);

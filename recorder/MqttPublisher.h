@@ -53,6 +53,7 @@ class MqttPublisher {
         int mid;
         int64_t seq;
         bool acked;
+        std::chrono::steady_clock::time_point sent;
     };
 
     void Run();

@@ -181,9 +181,9 @@ TEST_F(PublishTest, MqttGetsEveryReadingOnceInOrderAcrossABrokerOutageAndTheLast
     for (int i = 0; i < 50 && !std::filesystem::exists(dir_ / "mosquitto.db"); ++i) {
         std::this_thread::sleep_for(100ms);
     }
-    const int64_t beforeStop = Query("SELECT MAX(seq) FROM readings")[0][0];
     broker->Signal(SIGSTOP);
-    std::this_thread::sleep_for(1000ms);
+    const int64_t beforeStop = Query("SELECT MAX(seq) FROM readings")[0][0];
+    std::this_thread::sleep_for(6s);  // past keep_alive: the recorder gives up on it
     broker.reset();
     std::this_thread::sleep_for(1000ms);
     const int64_t during = Query("SELECT MAX(seq) FROM readings")[0][0];
@@ -233,6 +233,7 @@ TEST_F(PublishTest, MqttGetsEveryReadingOnceInOrderAcrossABrokerOutageAndTheLast
     recorder->Signal(SIGKILL);
     const RunResult killed = recorder->Finish(5s);
     EXPECT_EQ(killed.err.find("s3cret"), std::string::npos);
+    EXPECT_NE(killed.err.find("no acknowledgement for 5 s"), std::string::npos) << killed.err;
     ASSERT_TRUE(until(
         [&] {
             return status["bath-a"]["state"] == "offline" && status["bath-b"]["state"] == "offline";
