@@ -6,17 +6,11 @@
 #include <algorithm>
 #include <chrono>
 
+#include "bench/ProcessCpu.h"
 #include "ui/console/ConsoleUi.h"
 #include "vesk4710/support/modTiming.h"
 
 namespace {
-
-double CpuSeconds() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    const auto seconds = [](const timeval& t) { return t.tv_sec + t.tv_usec / 1e6; };
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
 
 void BM_Delay1000(benchmark::State& state) {
     vesk::ConsoleUi ui(vesk::ConsoleOptions{});

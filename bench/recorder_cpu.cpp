@@ -14,6 +14,7 @@
 #include <string>
 #include <thread>
 
+#include "bench/ProcessCpu.h"
 #include "recorder/Recorder.h"
 #include "simulator/EmbeddedLink.h"
 
@@ -23,13 +24,6 @@ namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
 constexpr double kCpuTarget = 2.0;  // percent of one core
-
-double CpuSeconds() {
-    rusage u{};
-    ::getrusage(RUSAGE_SELF, &u);
-    return static_cast<double>(u.ru_utime.tv_sec + u.ru_stime.tv_sec) +
-           static_cast<double>(u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1e6;
-}
 
 double ResidentMB() {
     std::ifstream statm("/proc/self/statm");

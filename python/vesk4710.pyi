@@ -1335,6 +1335,11 @@ class Recorder:
         ...
 
     @property
+    def metrics_address(self) -> str:
+        """host:port of /metrics while served ([prometheus] in the configuration file), else ''."""
+        ...
+
+    @property
     def database(self) -> str:
         """The database file."""
         ...

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <set>
 
+#include "recorder/ConfigFields.h"
 #include "vesk4710/support/AutomationError.h"
 
 namespace vesk::rec {
@@ -17,7 +18,7 @@ namespace {
 constexpr const char* kSource = "vesk4710 recorder";
 
 [[noreturn]] void Wrong(const std::string& what) {
-    throw AutomationError(kErrInvalidProcedureCall, what, kSource);
+    WrongConfig(what);
 }
 
 bool IsNameChar(char c) {
@@ -25,7 +26,12 @@ bool IsNameChar(char c) {
            c == '_' || c == '.';
 }
 
-// Every key of a table must be one we know: a misspelt key would silently do nothing.
+}  // namespace
+
+void WrongConfig(const std::string& what) {
+    throw AutomationError(kErrInvalidProcedureCall, what, kSource);
+}
+
 void OnlyKeys(const toml::table& table, std::initializer_list<std::string_view> known,
               const std::string& where) {
     for (const auto& [key, value] : table) {
@@ -35,20 +41,8 @@ void OnlyKeys(const toml::table& table, std::initializer_list<std::string_view> 
     }
 }
 
-template <typename T>
-T Get(const toml::table& table, std::string_view key, const std::string& where, T fallback) {
-    const toml::node* node = table.get(key);
-    if (node == nullptr) {
-        return fallback;
-    }
-    if (auto value = node->value_exact<T>()) {
-        return *value;
-    }
-    Wrong(where + "." + std::string(key) + ": wrong type");
-}
-
 Millis GetDuration(const toml::table& table, std::string_view key, const std::string& where,
-                   Millis fallback, bool allowNew = false) {
+                   Millis fallback, bool allowNew) {
     const toml::node* node = table.get(key);
     const std::string name = where + "." + std::string(key);
     if (node == nullptr) {
@@ -62,8 +56,6 @@ Millis GetDuration(const toml::table& table, std::string_view key, const std::st
     }
     Wrong(name + ": give a duration such as \"1s\" or \"500ms\"");
 }
-
-}  // namespace
 
 Millis ParseDuration(std::string_view text, const std::string& what, bool allowNew) {
     if (allowNew && text == "new") {
@@ -131,6 +123,7 @@ void Validate(const RecorderConfig& config) {
     if (config.retry.first.count() <= 0 || config.retry.max < config.retry.first) {
         Wrong("retry: first must be positive and no more than max");
     }
+    ValidatePublishing(config.mqtt, config.prometheus);
 }
 
 RecorderConfig LoadConfig(const std::string& path) {
@@ -144,7 +137,7 @@ RecorderConfig LoadConfig(const std::string& path) {
     }
     RecorderConfig config;
     try {
-        OnlyKeys(root, {"database", "retry", "instrument"}, path);
+        OnlyKeys(root, {"database", "retry", "instrument", "mqtt", "prometheus"}, path);
         config.database = Get<std::string>(root, "database", path, "");
         if (!config.database.empty() && std::filesystem::path(config.database).is_relative()) {
             config.database =
@@ -189,6 +182,7 @@ RecorderConfig LoadConfig(const std::string& path) {
             i.serve = Get<std::string>(*t, "serve", where, "");
             config.instruments.push_back(std::move(i));
         }
+        ReadPublishing(root, path, config.mqtt, config.prometheus);
         Validate(config);
     } catch (const AutomationError& e) {
         if (e.Description().rfind(path, 0) == 0) {

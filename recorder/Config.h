@@ -1,12 +1,14 @@
 #pragma once
 // What the recorder records: the database, the instruments (device, name, channels, interval,
-// the endpoint that shares each) and how it retries. Read from a TOML file or made from the
-// command line for one instrument.
+// the endpoint that shares each), how it retries and where it publishes. Read from a TOML file or
+// made from the command line for one instrument.
 #include <chrono>
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "recorder/PublishConfig.h"
 
 namespace vesk::rec {
 
@@ -31,6 +33,8 @@ struct RecorderConfig {
     std::string database;
     std::vector<InstrumentConfig> instruments;
     RetryPolicy retry;
+    MqttConfig mqtt;
+    PrometheusConfig prometheus;
 };
 
 // "250ms", "1s", "1.5s", "2m", "1h", or a plain number of seconds; "new" is 0 where allowed.

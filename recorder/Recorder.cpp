@@ -1,6 +1,8 @@
 #include "recorder/Recorder.h"
 
 #include "recorder/Endpoint.h"
+#include "recorder/MetricsServer.h"
+#include "recorder/MqttPublisher.h"
 #include "recorder/SharedLink.h"
 
 namespace vesk::rec {
@@ -36,8 +38,12 @@ void Recorder::Start() {
                 i.serve.empty() ? nullptr
                                 : std::make_unique<Endpoint>(instruments_.back()->Link(), i.serve));
         }
+        StartPublishing();
         for (auto& i : instruments_) {
             i->Start();
+        }
+        for (auto& p : publishers_) {
+            p->Start();
         }
     } catch (...) {
         Stop();
@@ -54,6 +60,7 @@ void Recorder::Stop() {
     if (!store_) {
         return;
     }
+    metrics_.reset();
     for (auto& e : endpoints_) {
         if (e) {
             e->Stop();
@@ -66,8 +73,37 @@ void Recorder::Stop() {
     }
     endpoints_.clear();
     instruments_.clear();
+    for (auto& p : publishers_) {
+        p->Stop();
+    }
+    publishers_.clear();
     std::unique_ptr<Store> store = std::move(store_);
     store->EndRun();
+}
+
+void Recorder::StartPublishing() {
+    auto committed = std::make_shared<std::atomic<int64_t>>(0);
+    store_->OnCommit([committed](int64_t last, size_t) {
+        if (last > *committed) {
+            *committed = last;
+        }
+    });
+    std::vector<MetricsServer::Instrument> served;
+    for (const InstrumentConfig& i : config_.instruments) {
+        if (config_.mqtt.enabled) {
+            publishers_.push_back(std::make_unique<MqttPublisher>(
+                config_.mqtt, config_.retry, config_.database, i.name, committed, log_));
+        }
+        served.push_back({i.name, config_.mqtt.enabled ? publishers_.back().get() : nullptr});
+    }
+    if (config_.prometheus.enabled) {
+        metrics_ = std::make_unique<MetricsServer>(config_.prometheus.listen, *store_, served);
+        log_("metrics on http://" + metrics_->Address() + "/metrics");
+    }
+}
+
+std::string Recorder::MetricsAddress() const {
+    return metrics_ ? metrics_->Address() : "";
 }
 
 std::vector<std::string> Recorder::Endpoints() const {

@@ -1,6 +1,8 @@
 #pragma once
 // The recorder: a database, one InstrumentRecorder per configured instrument and, where asked
-// for, an endpoint that shares the instrument with other programs while it records.
+// for, an endpoint that shares the instrument with other programs while it records, an MQTT
+// publisher per instrument and a Prometheus /metrics address.
+#include <atomic>
 #include <memory>
 #include <string>
 #include <vector>
@@ -12,6 +14,8 @@
 namespace vesk::rec {
 
 class Endpoint;
+class MetricsServer;
+class MqttPublisher;
 
 class Recorder {
   public:
@@ -34,14 +38,20 @@ class Recorder {
     std::vector<std::string> Endpoints() const;
     // Rounds of readings taken so far (in this run, or the last), all instruments together.
     uint64_t Rounds() const;
+    // host:port of /metrics while it is served, else "".
+    std::string MetricsAddress() const;
     Store& Database() { return *store_; }
 
   private:
+    void StartPublishing();
+
     RecorderConfig config_;
     Log log_;
     std::unique_ptr<Store> store_;
     std::vector<std::unique_ptr<InstrumentRecorder>> instruments_;
     std::vector<std::unique_ptr<Endpoint>> endpoints_;
+    std::vector<std::unique_ptr<MqttPublisher>> publishers_;
+    std::unique_ptr<MetricsServer> metrics_;
     uint64_t stoppedRounds_ = 0;
 };
 

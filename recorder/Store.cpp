@@ -94,6 +94,8 @@ std::optional<TimeUs> OptionalTime(const SQLite::Column& column) {
     return column.getInt64();
 }
 
+}  // namespace
+
 std::string HostName() {
     char name[256] = {};
     if (::gethostname(name, sizeof name - 1) != 0) {
@@ -101,8 +103,6 @@ std::string HostName() {
     }
     return name;
 }
-
-}  // namespace
 
 TimeUs NowUs() {
     using namespace std::chrono;
@@ -328,12 +328,22 @@ void Store::AddGap(int64_t instrument, TimeUs since, TimeUs until, const std::st
 }
 
 void Store::Error(int64_t instrument, TimeUs time, const std::string& text) {
+    {
+        std::lock_guard lock(mutex_);
+        ++errorCounts_[instrument];
+    }
     Push(ErrorOp{instrument, time, text});
+}
+
+uint64_t Store::ErrorCount(int64_t instrument) const {
+    std::lock_guard lock(mutex_);
+    const auto it = errorCounts_.find(instrument);
+    return it == errorCounts_.end() ? 0 : it->second;
 }
 
 void Store::OnCommit(std::function<void(int64_t, size_t)> callback) {
     std::lock_guard lock(mutex_);
-    onCommit_ = std::move(callback);
+    onCommit_.push_back(std::move(callback));
 }
 
 std::string Store::WriterError() const {
@@ -480,8 +490,8 @@ void Store::WriterLoop() {
             queuedReadings_ -= readings;
             writerError_.clear();
             backoff = std::chrono::milliseconds{0};
-            if (onCommit_) {
-                onCommit_(last, readings);
+            for (const auto& callback : onCommit_) {
+                callback(last, readings);
             }
         } else {
             // Kept in order for the next attempt: nothing is dropped because the disk is full.

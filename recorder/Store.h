@@ -30,6 +30,8 @@ namespace vesk::rec {
 // Microseconds since the Unix epoch, UTC.
 using TimeUs = int64_t;
 TimeUs NowUs();
+// This computer's name ("" when it has none).
+std::string HostName();
 
 inline constexpr std::chrono::milliseconds kCommitInterval{250};
 inline constexpr int kSchemaVersion = 1;
@@ -110,10 +112,12 @@ class Store {
 
     // Blocks until everything queued so far is committed (or the writer reports an error).
     void Flush();
-    // Called by the writer after each commit with the highest sequence committed so far.
+    // Adds a callback the writer calls after each commit with the highest sequence committed.
     void OnCommit(std::function<void(int64_t lastSequence, size_t readings)> callback);
     // The last error of the writer (empty when the last commit went through).
     std::string WriterError() const;
+    // Errors passed to Error for the instrument since this Store was opened.
+    uint64_t ErrorCount(int64_t instrument) const;
 
     // ---- for readers and publishers ----
     std::vector<InstrumentStatus> Status() const;
@@ -166,7 +170,8 @@ class Store {
     bool stopping_ = false;
     bool flushRequested_ = false;
     std::string writerError_;
-    std::function<void(int64_t, size_t)> onCommit_;
+    std::vector<std::function<void(int64_t, size_t)>> onCommit_;
+    std::map<int64_t, uint64_t> errorCounts_;
     std::thread writer_;
     mutable std::mutex dbMutex_;  // the connection is used by the writer and by readers
 };

@@ -86,6 +86,9 @@ void RegisterRecorder(py::module_& m) {
                                "Each instrument's endpoint ('' when not shared), as a device "
                                "for connect().")
         .def_property_readonly("rounds", &Recorder::Rounds, "Rounds of readings taken so far.")
+        .def_property_readonly("metrics_address", &Recorder::MetricsAddress,
+                               "host:port of /metrics while served ([prometheus] in the "
+                               "configuration file), else ''.")
         .def_property_readonly(
             "database", [](const Recorder& r) { return r.Config().database; }, "The database file.")
         .def(

@@ -2,8 +2,10 @@
 // Child processes for the command-line tests: the tool run to completion with a bound, and the
 // simulator server kept running in the background.
 #include <fcntl.h>
+#include <netinet/in.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -17,6 +19,19 @@
 extern char** environ;
 
 namespace vesk::test {
+
+// A loopback port free at the moment, for a server a test starts.
+inline int FreePort() {
+    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in a{};
+    a.sin_family = AF_INET;
+    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof a;
+    ::bind(fd, reinterpret_cast<sockaddr*>(&a), size);
+    ::getsockname(fd, reinterpret_cast<sockaddr*>(&a), &size);
+    ::close(fd);
+    return ntohs(a.sin_port);
+}
 
 struct RunResult {
     int status = -1;  // exit status; -1 when killed or timed out
