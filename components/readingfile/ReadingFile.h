@@ -1,0 +1,78 @@
+#pragma once
+// The one layout for files of readings, and the way such files reach the disk.
+//
+//   # instrument: bath-1            metadata, one "# key: value" line each
+//   # time zone: UTC
+//   sequence,time,channel,...       one header row
+//   1,2024-03-07T12:34:56.250+00:00,1,...
+//
+// Timestamps are ISO 8601 with their UTC offset; values go out as the instrument sent them.
+// Analysis tools read the file as it is (pandas: read_csv(path, comment="#")).
+#include <cstdint>
+#include <cstdio>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace vesk::files {
+
+// A file written under a temporary name in its own folder and put in place by Commit(),
+// after fsync. An existing file is never replaced unless asked for; without Commit() (an
+// error, an exception) the temporary file is removed and nothing appears.
+class AtomicFile {
+  public:
+    enum class Existing : uint8_t { kKeep, kReplace };
+    // Throws AutomationError when the target exists (kKeep) or the folder takes no file.
+    explicit AtomicFile(std::string path, Existing existing = Existing::kKeep);
+    ~AtomicFile();
+    AtomicFile(const AtomicFile&) = delete;
+    AtomicFile& operator=(const AtomicFile&) = delete;
+
+    void Write(std::string_view data);
+    // Throws AutomationError (disk full, target appeared meanwhile); the temporary file is
+    // gone afterwards either way.
+    void Commit();
+    const std::string& Path() const { return path_; }
+
+  private:
+    [[noreturn]] void Fail(int err, const char* what);
+
+    std::string path_;
+    std::string temp_;
+    Existing existing_;
+    std::FILE* file_ = nullptr;
+};
+
+// "2024-03-07T12:34:56.250+00:00": microseconds since the Unix epoch shown at a UTC offset
+// (seconds east), with 0, 3 or 6 decimals.
+std::string IsoTime(int64_t unixMicros, int decimals = 3, int32_t offsetSeconds = 0);
+// The same, appended to out (the fast path of long exports).
+void AppendIsoTime(std::string& out, int64_t unixMicros, int decimals, int32_t offsetSeconds);
+
+// One CSV field appended to out. Text fields are quoted when they need it, and one that a
+// spreadsheet would run as a formula (leading = + - @) is quoted with a leading apostrophe;
+// numbers (text false) go out untouched. Control bytes become spaces.
+void AppendCsvField(std::string& out, std::string_view field, bool text);
+
+using Metadata = std::vector<std::pair<std::string, std::string>>;
+
+// Rows of readings in the layout above, into any sink of text.
+class ReadingsCsv {
+  public:
+    explicit ReadingsCsv(std::string& out) : out_(out) {}
+    // Metadata lines first, then the header row once.
+    void Begin(const Metadata& metadata, std::span<const std::string_view> columns);
+    // A comment line among the metadata (before Begin) or the rows.
+    void Comment(std::string_view text);
+    // One field of the current row (AppendCsvField).
+    void Field(std::string_view text, bool number = false);
+    void EndRow();
+
+  private:
+    std::string& out_;
+    bool first_ = true;
+};
+
+}  // namespace vesk::files
