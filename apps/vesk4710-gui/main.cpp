@@ -35,12 +35,14 @@ int main(int argc, char** argv) {
         "poll", "Read every MS milliseconds instead of at the instrument's interval.", "MS", "0");
     const QCommandLineOption simFresh(
         "sim-fresh", "Start the embedded simulator from its data and keep its state in memory.");
+    const QCommandLineOption record(
+        "record", "Record every reading into FILE (a new file) from the connection on.", "FILE");
     const QCommandLineOption screenshot(
         "screenshot", "Save a picture of the window to PATH after a while, then exit.", "PATH");
     const QCommandLineOption screenshotAfter(
         "screenshot-after", "Seconds to wait before the picture (default 5).", "SECONDS", "5");
-    parser.addOptions(
-        {device, baud, settings, trace, timeout, poll, simFresh, screenshot, screenshotAfter});
+    parser.addOptions({device, baud, settings, trace, timeout, poll, simFresh, record, screenshot,
+                       screenshotAfter});
     parser.process(app);
 
     vesk::gui::WindowOptions options;
@@ -49,6 +51,7 @@ int main(int argc, char** argv) {
     options.tracePath = vesk::FromQString(parser.value(trace));
     options.timeoutMs = parser.value(timeout).toInt();
     options.pollMillis = parser.value(poll).toInt();
+    options.recordPath = vesk::FromQString(parser.value(record));
 
     vesk::sim::SimOptions sim;
     if (parser.isSet(simFresh)) {

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "apps/vesk4710-gui/model/ChartScale.h"
 #include "apps/vesk4710-gui/model/ConnectionTarget.h"
 #include "apps/vesk4710-gui/model/LiveSession.h"
 #include "apps/vesk4710-gui/model/ReadingBuffer.h"
@@ -232,6 +233,58 @@ TEST(TimeWindow, ZoomKeepsTheRightEdgeLiveOrTheAnchorInPlaceAndIsBounded) {
 }
 
 // ---- connection targets ----
+
+TEST(ChartScale, ValueTicksAreRoundAndTheAxisEndsOnThem) {
+    struct Case {
+        double low, high;
+        int target;
+        double first, step;
+        int count, decimals;
+        double axisLow, axisHigh;
+    };
+    for (const Case& c : {
+             Case{24.9437, 25.0523, 5, 24.96, 0.02, 5, 2, 24.94, 25.06},
+             Case{149.612, 150.4008, 6, 149.7, 0.1, 8, 1, 149.6, 150.5},
+             Case{-0.0042, 0.0031, 4, -0.004, 0.002, 4, 3, -0.006, 0.004},
+             Case{0.0, 1000.0, 5, 0.0, 200.0, 6, 0, 0.0, 1000.0},
+         }) {
+        SCOPED_TRACE(c.low);
+        const ValueTicks t = TicksFor(c.low, c.high, c.target);
+        EXPECT_NEAR(t.first, c.first, 1e-12);
+        EXPECT_DOUBLE_EQ(t.step, c.step);
+        EXPECT_EQ(t.count, c.count);
+        EXPECT_EQ(t.decimals, c.decimals);
+        const auto [low, high] = AxisRange(c.low, c.high, c.target);
+        EXPECT_NEAR(low, c.axisLow, 1e-12);
+        EXPECT_NEAR(high, c.axisHigh, 1e-12);
+    }
+    const auto [low, high] = AxisRange(25.0, 25.0, 5);
+    EXPECT_LT(low, 25.0) << "a flat line gets a band";
+    EXPECT_GT(high, 25.0);
+    EXPECT_EQ(TicksFor(1.0, 1.0, 5).count, 0);
+}
+
+TEST(ChartScale, TimeTicksFallOnRoundLocalTimes) {
+    const Millis t0 = 1'700'000'017'000;  // 22:13:37 UTC
+    const int32_t india = 5 * 3600 + 1800;
+    const TimeTicks minutes = TimeTicksFor(t0, t0 + 10 * kMinute, 6, india);
+    EXPECT_EQ(minutes.step, 2 * kMinute);
+    EXPECT_EQ(minutes.label, TimeLabel::kMinutes);
+    ASSERT_EQ(minutes.times.size(), 5u);
+    for (Millis t : minutes.times) {
+        EXPECT_EQ((t / 1000 + india) % 120, 0) << "whole even minutes of local time";
+    }
+    const TimeTicks seconds = TimeTicksFor(t0, t0 + 50 * kSecond, 6, 0);
+    EXPECT_EQ(seconds.step, 10 * kSecond);
+    EXPECT_EQ(seconds.label, TimeLabel::kSeconds);
+    EXPECT_EQ(seconds.times.front(), t0 + 3 * kSecond);
+    const TimeTicks hours = TimeTicksFor(t0, t0 + 4 * 3600 * kSecond, 6, india);
+    EXPECT_EQ(hours.step, 3600 * kSecond);
+    for (Millis t : hours.times) {
+        EXPECT_EQ((t / 1000 + india) % 3600, 0) << "on the local hour, not the UTC one";
+    }
+    EXPECT_EQ(TimeTicksFor(t0, t0 + 3 * 24 * 3600 * kSecond, 6, 0).label, TimeLabel::kDayAndTime);
+}
 
 TEST(ConnectionTarget, ReadsEveryKindOfDeviceAndGivesItBack) {
     auto sim = ConnectionTarget::Parse("sim", 9600);

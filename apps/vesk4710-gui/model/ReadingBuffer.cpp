@@ -96,7 +96,7 @@ const std::vector<Sample>& ReadingBuffer::Samples(int16_t channel) const {
     return found == tracks_.end() ? kNoSamples : found->second.samples;
 }
 
-std::vector<Sample> ReadingBuffer::PlotSamples(int16_t channel) const {
+std::span<const Sample> ReadingBuffer::PlotSamples(int16_t channel) const {
     const auto found = tracks_.find(channel);
     if (found == tracks_.end()) {
         return {};

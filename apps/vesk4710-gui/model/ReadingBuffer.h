@@ -5,6 +5,7 @@
 #include <map>
 #include <optional>
 #include <ostream>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -43,7 +44,7 @@ class ReadingBuffer {
     const std::vector<Sample>& Samples(int16_t channel) const;
     // The samples of the channel in its current unit: a change of units starts the plot
     // anew while the older readings stay for the export.
-    std::vector<Sample> PlotSamples(int16_t channel) const;
+    std::span<const Sample> PlotSamples(int16_t channel) const;
     std::string Unit(int16_t channel) const;
     std::optional<Sample> Latest(int16_t channel) const;
     std::optional<Millis> FirstTime() const;
