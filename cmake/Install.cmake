@@ -139,6 +139,11 @@ endforeach()
 if(TARGET vesk4710-gui)
     set_target_properties(vesk4710-gui PROPERTIES INSTALL_RPATH "$ORIGIN/${_vesk_bin_to_lib}")
     install(TARGETS vesk4710-gui RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT gui)
+    # The help (built from docs/) with its pictures, where the application looks for it.
+    install(FILES ${PROJECT_BINARY_DIR}/vesk4710/vesk4710-help.html
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/vesk4710/help COMPONENT gui)
+    install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/images/
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/vesk4710/help/images COMPONENT gui)
 endif()
 
 # --- the Python module and its stubs -----------------------------------------------------

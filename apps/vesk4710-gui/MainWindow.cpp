@@ -15,6 +15,7 @@
 #include <QLocale>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QPainter>
 #include <QSplitter>
 #include <QStatusBar>
 #include <QStyle>
@@ -44,6 +45,18 @@ constexpr const char* kFormName = "vesk4710-gui";
 constexpr int kReadingDecimals = 4;
 // The help topic of the window itself; the library's dialogs have theirs.
 constexpr int32_t kHelpMainWindow = 10000;
+
+// The recorder's red dot, drawn at twice the size for high-resolution screens.
+QIcon RecordIcon() {
+    QPixmap dot(64, 64);
+    dot.fill(Qt::transparent);
+    QPainter p(&dot);
+    p.setRenderHint(QPainter::Antialiasing);
+    p.setPen(QPen(QColor(120, 0, 0), 3));
+    p.setBrush(QColor(210, 30, 30));
+    p.drawEllipse(QRectF(10, 10, 44, 44));
+    return QIcon(dot);
+}
 
 std::optional<double> StoredNumber(const std::map<std::string, std::string>& state,
                                    const char* key) {
@@ -163,8 +176,7 @@ void MainWindow::BuildActions() {
     actFollow = make(tr("&Follow newest readings"), "actFollow",
                      s->standardIcon(QStyle::SP_MediaSeekForward));
     actClearChart = make(tr("C&lear readings"), "actClearChart");
-    actRecord =
-        make(tr("&Record to file..."), "actRecord", s->standardIcon(QStyle::SP_DialogSaveButton));
+    actRecord = make(tr("&Record to file..."), "actRecord", RecordIcon());
     actRecord->setCheckable(true);
     actAxesShared = make(tr("One &shared axis"), "actAxesShared");
     actAxesPerChannel = make(tr("One axis &per channel"), "actAxesPerChannel");
@@ -175,7 +187,7 @@ void MainWindow::BuildActions() {
         axes_->addAction(a);
     }
     actAxesPerChannel->setChecked(true);
-    actHelp = make(tr("&Help"), "actHelp", s->standardIcon(QStyle::SP_DialogHelpButton));
+    actHelp = make(tr("&Help"), "actHelp", s->standardIcon(QStyle::SP_MessageBoxQuestion));
     actAbout = make(tr("&About"), "actAbout");
     // Every toolbar action has a key; the tooltips name it.
     const std::pair<QAction*, QKeySequence> keys[] = {

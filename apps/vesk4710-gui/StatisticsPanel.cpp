@@ -66,7 +66,7 @@ StatisticsPanel::StatisticsPanel(QWidget* parent) : QWidget(parent) {
     tblChannels->setEditTriggers(QAbstractItemView::NoEditTriggers);
     tblChannels->setSelectionMode(QAbstractItemView::NoSelection);
     tblChannels->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
-    tblChannels->horizontalHeader()->setStretchLastSection(true);
+    tblChannels->horizontalHeader()->setSectionResizeMode(kStatus, QHeaderView::Stretch);
 
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(6, 4, 6, 4);

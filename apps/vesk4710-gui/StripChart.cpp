@@ -274,7 +274,7 @@ void StripChart::DrawLine(QPainter& p, int16_t channel, const Pane& pane, const 
     const QColor color = ColorOf(channel);
     p.setPen(QPen(color, 1.6));
     p.drawPolyline(line);
-    if (n * 6.0 < r.width()) {
+    if (n * 12.0 < r.width()) {
         // Few readings: each is marked, so that the first one shows at once.
         p.setBrush(color);
         for (const QPointF& point : line) {

@@ -1,6 +1,8 @@
 // vesk4710-gui: live readings, settings and logs of a 4710 on the desktop.
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QDir>
+#include <QFileInfo>
 #include <QTimer>
 #include <cstdio>
 #include <memory>
@@ -10,6 +12,7 @@
 #include "simulator/EmbeddedLink.h"
 #include "ui/qt/QtControls.h"
 #include "ui/qt/QtUi.h"
+#include "vesk4710/support/modHelp.h"
 
 int main(int argc, char** argv) {
     QApplication app(argc, argv);
@@ -44,6 +47,16 @@ int main(int argc, char** argv) {
     parser.addOptions({device, baud, settings, trace, timeout, poll, simFresh, record, screenshot,
                        screenshotAfter});
     parser.process(app);
+
+    // The help lies beside the library in the build tree; installed, it is in the shared data.
+    if (!QFileInfo::exists(vesk::ToQString(vesk::HelpFile()))) {
+        const QString installed =
+            QDir(QCoreApplication::applicationDirPath())
+                .absoluteFilePath("../share/vesk4710/help/vesk4710-help.html");
+        if (QFileInfo::exists(installed)) {
+            vesk::HelpFile(vesk::FromQString(QFileInfo(installed).canonicalFilePath()));
+        }
+    }
 
     vesk::gui::WindowOptions options;
     options.ui = std::make_shared<vesk::QtUi>();
