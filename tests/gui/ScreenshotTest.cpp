@@ -6,6 +6,7 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QComboBox>
 #include <QDir>
 #include <QDockWidget>
 #include <QSpinBox>
@@ -91,6 +92,9 @@ TEST(ScreenshotTest, TheWindowItsStatisticsEveryDialogAndTheHelp) {
         const auto found = dialogs.find(modal->objectName().toStdString());
         if (found == dialogs.end()) {
             return;
+        }
+        if (auto* labels = modal->findChild<QComboBox*>("cboLabel")) {
+            labels->setCurrentIndex(2);  // a label by its name
         }
         Save(modal, QString::fromStdString(found->second.first));
         QTest::keyClick(modal, Qt::Key_F1);

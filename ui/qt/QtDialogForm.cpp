@@ -177,6 +177,10 @@ void StyleFixedCells(QTableWidget* table, int32_t fixedRows, int32_t fixedCols) 
             item->setFont(font);
         }
     }
+    // Bold texts are wider: the fixed columns fit them again.
+    for (int col = 0; col < fixedCols && col < table->columnCount(); ++col) {
+        table->resizeColumnToContents(col);
+    }
 }
 
 std::array<QtButton, 3> OKCancelHelpButtons(QWidget* parent) {

@@ -160,6 +160,8 @@ bool LiveSession::Connect(const ConnectionTarget& target, IForm* owner) {
         host_ = factory_(target);
         instrument_ = CVesk4710::Create(host_);
         instrument_->SetRegistry(host_->CreateRegistry());
+        // A technician who has the passcode may correct the instrument's serial number too.
+        instrument_->AllowSetSerial(true);
         instrument_->InitializeCommunications();
         // One identification first: an unreachable device fails here once, with the link's
         // own error, before the full read starts its progress display.
