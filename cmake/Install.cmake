@@ -144,6 +144,11 @@ if(TARGET vesk4710-gui)
             DESTINATION ${CMAKE_INSTALL_DATADIR}/vesk4710/help COMPONENT gui)
     install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/images/
             DESTINATION ${CMAKE_INSTALL_DATADIR}/vesk4710/help/images COMPONENT gui)
+    # The desktop's menu entry and icon.
+    install(FILES ${PROJECT_SOURCE_DIR}/apps/vesk4710-gui/data/vesk4710-gui.desktop
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/applications COMPONENT gui)
+    install(FILES ${PROJECT_SOURCE_DIR}/apps/vesk4710-gui/data/vesk4710-gui.svg
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps COMPONENT gui)
 endif()
 
 # --- the Python module and its stubs -----------------------------------------------------

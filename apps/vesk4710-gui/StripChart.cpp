@@ -291,7 +291,7 @@ void StripChart::paintEvent(QPaintEvent*) {
     const Layout L = ComputeLayout();
     const QFontMetricsF fm(font());
     const QColor text = palette().color(QPalette::Text);
-    const QColor grid(226, 226, 226);
+    const QColor grid(218, 218, 218);
     const std::vector<int16_t> drawn = Drawn();
 
     // Legend: a swatch and the channel per line drawn.
@@ -314,17 +314,19 @@ void StripChart::paintEvent(QPaintEvent*) {
     for (size_t i = 0; i < L.panes.size(); ++i) {
         const Pane& pane = L.panes[i];
         const QRectF& r = pane.plot;
+        // Grid lines on whole pixels stay crisp instead of blurring into two faint ones.
+        const auto crisp = [](double v) { return std::floor(v) + 0.5; };
         p.setPen(QPen(grid, 0));
         for (Millis t : L.time.times) {
-            const double x = r.left() + static_cast<double>(t - L.shown.from) /
-                                            static_cast<double>(L.shown.Span()) * r.width();
+            const double x = crisp(r.left() + static_cast<double>(t - L.shown.from) /
+                                                  static_cast<double>(L.shown.Span()) * r.width());
             p.drawLine(QPointF(x, r.top()), QPointF(x, r.bottom()));
         }
         if (!pane.axes.empty()) {
             const Axis& a = pane.axes.front();
             for (int t = 0; t < a.ticks.count; ++t) {
                 const double y =
-                    r.bottom() - (a.ticks.At(t) - a.low) / (a.high - a.low) * r.height();
+                    crisp(r.bottom() - (a.ticks.At(t) - a.low) / (a.high - a.low) * r.height());
                 p.drawLine(QPointF(r.left(), y), QPointF(r.right(), y));
             }
         }

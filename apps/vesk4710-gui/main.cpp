@@ -3,6 +3,7 @@
 #include <QCommandLineParser>
 #include <QDir>
 #include <QFileInfo>
+#include <QIcon>
 #include <QTimer>
 #include <cstdio>
 #include <memory>
@@ -12,12 +13,17 @@
 #include "simulator/EmbeddedLink.h"
 #include "ui/qt/QtControls.h"
 #include "ui/qt/QtUi.h"
+#include "vesk4710/support/Version.h"
 #include "vesk4710/support/modHelp.h"
 
 int main(int argc, char** argv) {
     QApplication app(argc, argv);
     QApplication::setApplicationName("vesk4710-gui");
     QApplication::setApplicationDisplayName("Vesk 4710");
+    QApplication::setApplicationVersion(vesk::ToQString(vesk::LibraryVersion()));
+    QApplication::setWindowIcon(QIcon(":/vesk4710-gui.svg"));
+    // The desktop matches the window to its entry (vesk4710-gui.desktop) by this name.
+    QGuiApplication::setDesktopFileName("vesk4710-gui");
 
     QCommandLineParser parser;
     parser.setApplicationDescription("Live readings, settings and logs of a Vesk 4710 readout.");
