@@ -68,11 +68,13 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/vesk4710/ DESTINATION ${CMAKE_INSTALL_IN
 
 # --- the components a client needs to make the default host ------------------------------
 # Listed in link order for the pkg-config file: each before the ones it uses.
-set(VESK_HOST_COMPONENTS host console simulator outputfile comm registry splitter probes)
+set(VESK_HOST_COMPONENTS host console simulator outputfile readingfile comm registry splitter
+    probes)
 set(_vesk_dir_host components/host)
 set(_vesk_dir_console ui/console)
 set(_vesk_dir_simulator simulator)
 set(_vesk_dir_outputfile components/outputfile)
+set(_vesk_dir_readingfile components/readingfile)
 set(_vesk_dir_comm components/comm)
 set(_vesk_dir_registry components/registry)
 set(_vesk_dir_splitter components/splitter)

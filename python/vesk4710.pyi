@@ -1312,7 +1312,7 @@ class DownloadResult:
 
     @property
     def outcome(self) -> str:
-        """'written', 'no_readings', 'aborted', 'ended_early', 'cancelled' or 'declined'."""
+        """'written', 'no_readings', 'aborted', 'ended_early', 'cancelled' or 'not_readings'."""
         ...
 
     @property
@@ -1351,9 +1351,60 @@ class DownloadResult:
         ...
 
     @property
+    def note(self) -> str:
+        """The comment line marking the files incomplete; empty when complete."""
+        ...
+
+    @property
     def message(self) -> str:
         """What the user would have been told."""
         ...
+
+
+class Recorder:
+    """Records readings into a database on threads of its own, as `vesk4710 record` does, and shares each instrument on its endpoint meanwhile. Use it as a context manager or call start() and stop()."""
+
+    def __init__(self, database: str, device: str = 'sim', channels: list[int] = [], every: str = '1s', name: str = '', serve: str = '', baud: int = 9600, timeout_ms: int = 2000) -> None:
+        """One instrument. every: '1s', '500ms', '2m' or 'new'; channels: empty for every channel that is on; serve: 'tcp://127.0.0.1:PORT' (0 picks one) or 'unix:PATH'. Raises AutomationError for a value that cannot work."""
+        ...
+
+    @staticmethod
+    def from_config(path: str) -> Recorder:
+        """The instruments and database of a recorder's TOML file."""
+        ...
+
+    def start(self) -> None:
+        """Opens the database and starts recording; raises AutomationError."""
+        ...
+
+    def stop(self) -> None:
+        """Stops recording with every reading committed; raises AutomationError when readings could not be stored."""
+        ...
+
+    @property
+    def running(self) -> bool:
+        """True between start() and stop()."""
+        ...
+
+    @property
+    def endpoints(self) -> list[str]:
+        """Each instrument's endpoint ('' when not shared), as a device for connect()."""
+        ...
+
+    @property
+    def rounds(self) -> int:
+        """Rounds of readings taken so far."""
+        ...
+
+    @property
+    def database(self) -> str:
+        """The database file."""
+        ...
+
+    def status(self) -> list[dict[str, Any]]:
+        """Per instrument: name, device, serial, state (recording, gap, stopped), since, readings, last_reading, last_error, gap_since, gap_reason (times in seconds since 1970, UTC)."""
+        ...
+
 
 
 def connect(device: str = 'sim', baud: int = 9600, trace: str | None = None, **kwargs: Any) -> CVesk4710:

@@ -34,13 +34,15 @@ std::string_view FaultKindName(FaultKind kind) {
             return "early";
         case FaultKind::kErrorReply:
             return "error";
+        case FaultKind::kReplyText:
+            return "reply";
     }
     return "?";
 }
 
 Fault ParseFault(std::string_view plan) {
     Fault fault;
-    size_t at = plan.find('@');
+    size_t at = plan.rfind('@');
     if (at == std::string_view::npos) {
         throw std::invalid_argument("fault \"" + std::string(plan) +
                                     "\": expected <kind>@id=N or <kind>@req=N");
@@ -53,8 +55,9 @@ Fault ParseFault(std::string_view plan) {
         what = what.substr(0, colon);
     }
     bool found = false;
-    for (auto kind : {FaultKind::kDelay, FaultKind::kNoReply, FaultKind::kGarbage,
-                      FaultKind::kDropLink, FaultKind::kEndEarly, FaultKind::kErrorReply}) {
+    for (auto kind :
+         {FaultKind::kDelay, FaultKind::kNoReply, FaultKind::kGarbage, FaultKind::kDropLink,
+          FaultKind::kEndEarly, FaultKind::kErrorReply, FaultKind::kReplyText}) {
         if (FaultKindName(kind) == what) {
             fault.kind = kind;
             found = true;
@@ -63,7 +66,7 @@ Fault ParseFault(std::string_view plan) {
     if (!found) {
         throw std::invalid_argument("fault \"" + std::string(plan) + "\": unknown kind \"" +
                                     std::string(what) +
-                                    "\" (delay, noreply, garbage, drop, early, error)");
+                                    "\" (delay, noreply, garbage, drop, early, error, reply)");
     }
     switch (fault.kind) {
         case FaultKind::kDelay:
@@ -74,6 +77,9 @@ Fault ParseFault(std::string_view plan) {
             break;
         case FaultKind::kErrorReply:
             fault.errorCode = arg.empty() ? 5 : Number<int32_t>(arg, plan, "the error code");
+            break;
+        case FaultKind::kReplyText:
+            fault.replyText = std::string(arg);
             break;
         default:
             if (!arg.empty()) {

@@ -265,21 +265,21 @@ void Instrument::ReleaseAll() {
 
 Instrument::Instrument(const SimOptions& options)
     : options_(options), statePath_(StatePathFor(options)) {
-    bool loaded = false;
-    if (options_.persist && !options_.reset && std::filesystem::exists(statePath_)) {
-        std::ifstream in(statePath_);
-        std::stringstream text;
-        text << in.rdbuf();
+    if (options_.persist) {
+        file_ = std::make_unique<StateFile>(statePath_);
+    }
+    const StateFile::Lock lock = FileLock();
+    std::optional<InstrumentState> saved;
+    if (file_ && !options_.reset) {
         try {
-            state_ = StateFromJson(text.str());
-            loaded = true;
+            saved = file_->LoadIfChanged();
         } catch (const std::exception&) {
-            // A damaged state file is kept for inspection and the instrument starts afresh.
-            std::error_code ignored;
-            std::filesystem::rename(statePath_, statePath_ + ".bad", ignored);
+            // Damaged: set aside for inspection, and the instrument starts afresh.
         }
     }
-    if (!loaded) {
+    if (saved) {
+        state_ = std::move(*saved);
+    } else {
         state_ = FreshState();
         dirty_ = true;
     }
@@ -288,8 +288,28 @@ Instrument::Instrument(const SimOptions& options)
 
 Instrument::~Instrument() {
     std::lock_guard lock(mutex_);
-    dirty_ = true;
+    const StateFile::Lock fileLock = FileLock();
     SaveLocked();
+}
+
+StateFile::Lock Instrument::FileLock() const {
+    if (!file_) {
+        return StateFile::Lock(-1);
+    }
+    return file_->Acquire();
+}
+
+void Instrument::TakeUpSaved() {
+    if (!file_) {
+        return;
+    }
+    try {
+        if (auto saved = file_->LoadIfChanged()) {
+            state_ = std::move(*saved);
+        }
+    } catch (const std::exception&) {
+        dirty_ = true;  // the damaged file was set aside: what is held here takes its place
+    }
 }
 
 InstrumentState Instrument::FreshState() const {
@@ -348,6 +368,7 @@ void Instrument::SeedLogs(InstrumentState& state) const {
 void Instrument::Reset() {
     InstrumentState fresh = FreshState();
     std::lock_guard lock(mutex_);
+    const StateFile::Lock fileLock = FileLock();
     state_ = std::move(fresh);
     unlocked_ = false;
     selectedRange_.clear();
@@ -358,34 +379,22 @@ void Instrument::Reset() {
 
 void Instrument::Save() {
     std::lock_guard lock(mutex_);
-    dirty_ = true;
+    const StateFile::Lock fileLock = FileLock();
     SaveLocked();
 }
 
-void Instrument::SaveLocked() {
-    if (!options_.persist || !dirty_) {
-        return;
+bool Instrument::SaveLocked() {
+    if (!file_ || !dirty_) {
+        return true;
     }
     try {
-        std::filesystem::path path(statePath_);
-        if (path.has_parent_path()) {
-            std::filesystem::create_directories(path.parent_path());
-        }
-        std::string temp = statePath_ + ".tmp";
-        {
-            std::ofstream out(temp, std::ios::trunc);
-            out << StateToJson(state_);
-            out.flush();
-            if (!out) {
-                throw std::runtime_error("cannot write " + temp);
-            }
-        }
-        std::filesystem::rename(temp, path);
+        file_->Save(state_);
         saveError_.clear();
         dirty_ = false;
+        return true;
     } catch (const std::exception& e) {
-        // The instrument keeps working from memory; the next change tries again.
         saveError_ = e.what();
+        return false;
     }
 }
 
@@ -426,6 +435,8 @@ InstrumentState Instrument::State() const {
 
 void Instrument::Modify(const std::function<void(InstrumentState&)>& change) {
     std::lock_guard lock(mutex_);
+    const StateFile::Lock fileLock = FileLock();
+    TakeUpSaved();
     change(state_);
     dirty_ = true;
     SaveLocked();
@@ -536,6 +547,8 @@ bool Instrument::TakeDemandReadings(double now) {
 
 bool Instrument::LogOnDemand() {
     std::lock_guard lock(mutex_);
+    const StateFile::Lock fileLock = FileLock();
+    TakeUpSaved();
     bool taken = TakeDemandReadings(NowSeconds());
     SaveLocked();
     return taken;
@@ -559,6 +572,10 @@ std::optional<Fault> Instrument::TakeFault(int32_t id) {
 
 Exchange Instrument::Handle(std::string_view line) {
     std::lock_guard lock(mutex_);
+    // Another program on the same state may have changed it since: each request reads,
+    // changes and saves it under the file's lock.
+    const StateFile::Lock fileLock = FileLock();
+    TakeUpSaved();
     ++requests_;
     Exchange exchange;
     std::string parseError;
@@ -586,7 +603,17 @@ Exchange Instrument::Handle(std::string_view line) {
         payloads.push_back(comm::FormatErrorReply(Code(InstrumentError::kUnknownCommand),
                                                   "cannot read the command: " + parseError));
     } else {
+        // Only writes and commands outside the table change what is kept.
+        std::optional<InstrumentState> before;
+        if (file_ && (setting == nullptr || setting->access == comm::Access::kWrite)) {
+            before = state_;
+        }
         payloads = Execute(*command, setting);
+        if (!SaveLocked() && before) {
+            // A change the state file cannot take is undone and refused.
+            state_ = std::move(*before);
+            payloads = {comm::FormatErrorReply(Code(InstrumentError::kNotStored), saveError_)};
+        }
     }
     for (const std::string& p : payloads) {
         exchange.lines.push_back(comm::Tagged(tag, p));
@@ -598,6 +625,9 @@ Exchange Instrument::Handle(std::string_view line) {
                 break;
             case FaultKind::kGarbage:
                 exchange.lines = {GarbageLine()};  // carried out, but the reply is lost in noise
+                break;
+            case FaultKind::kReplyText:
+                exchange.lines = {comm::Tagged(tag, fault->replyText)};
                 break;
             case FaultKind::kEndEarly: {
                 bool transfer = setting != nullptr && setting->access == comm::Access::kTransfer &&
@@ -614,7 +644,6 @@ Exchange Instrument::Handle(std::string_view line) {
                 break;
         }
     }
-    SaveLocked();
     return exchange;
 }
 
@@ -1068,7 +1097,8 @@ std::vector<std::string> Instrument::Transfer(const Args& args, std::optional<in
                 ? state_.labels[static_cast<size_t>(r.label - 1)]
                 : std::string();
         lines.push_back(fmt::format("{},{},{},{},{},{},{},{}", seq, date, when.substr(11),
-                                    r.channel, r.label, labelText, ValueText(r), r.unit));
+                                    r.channel, r.label, comm::EncodeField(labelText), ValueText(r),
+                                    r.unit));
     }
     size_t sent = lines.size() - 1;
     lines.front() = fmt::format("{} {}", comm::kBeginMarker, sent);

@@ -56,6 +56,7 @@ class Instrument {
 
     // Back to the data file's state (locked, measuring as the data says).
     void Reset();
+    // Saves what is not saved yet (after a save that failed).
     void Save();
     // Why the last save failed, empty when it worked.
     std::string LastSaveError() const;
@@ -82,7 +83,11 @@ class Instrument {
 
     InstrumentState FreshState() const;
     void SeedLogs(InstrumentState& state) const;
-    void SaveLocked();
+    // False when the state file could not take the state (saveError_ says why).
+    bool SaveLocked();
+    StateFile::Lock FileLock() const;
+    // What another process saved since, taken up before this one works on the state.
+    void TakeUpSaved();
     std::optional<Fault> TakeFault(int32_t id);
     std::vector<std::string> Execute(const comm::CommandLine& command,
                                      const comm::SettingCommand* setting);
@@ -102,6 +107,7 @@ class Instrument {
 
     SimOptions options_;
     std::string statePath_;
+    std::unique_ptr<StateFile> file_;  // null when the state lives in memory only
     mutable std::mutex mutex_;
     InstrumentState state_;
     bool unlocked_ = false;

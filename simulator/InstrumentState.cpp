@@ -1,8 +1,18 @@
 #include "simulator/InstrumentState.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
+#include <filesystem>
+#include <fstream>
 #include <iterator>
+#include <sstream>
 #include <stdexcept>
 
 #include <fmt/format.h>
@@ -68,6 +78,97 @@ std::string StateToJson(const InstrumentState& state) {
         out += std::next(it) == j.end() ? "\n" : ",\n";
     }
     return out + "}\n";
+}
+
+StateFile::StateFile(std::string path) : path_(std::move(path)) {
+    std::error_code ignored;
+    const auto folder = std::filesystem::path(path_).parent_path();
+    if (!folder.empty()) {
+        std::filesystem::create_directories(folder, ignored);
+    }
+    lockFd_ = open((path_ + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+}
+
+StateFile::~StateFile() {
+    if (lockFd_ >= 0) {
+        close(lockFd_);
+    }
+}
+
+StateFile::Lock::Lock(int fd) : fd_(fd) {
+    while (fd_ >= 0 && flock(fd_, LOCK_EX) != 0 && errno == EINTR) {
+    }
+}
+
+StateFile::Lock::~Lock() {
+    if (fd_ >= 0) {
+        flock(fd_, LOCK_UN);
+    }
+}
+
+std::optional<StateFile::Stamp> StateFile::Current() const {
+    struct stat st {};
+    if (stat(path_.c_str(), &st) != 0) {
+        return std::nullopt;
+    }
+    return Stamp{static_cast<uint64_t>(st.st_dev), static_cast<uint64_t>(st.st_ino),
+                 static_cast<uint64_t>(st.st_size),
+                 static_cast<int64_t>(st.st_mtim.tv_sec) * 1000000000 + st.st_mtim.tv_nsec};
+}
+
+std::optional<InstrumentState> StateFile::LoadIfChanged() {
+    const auto now = Current();
+    if (!now || now == seen_) {
+        return std::nullopt;
+    }
+    seen_ = now;
+    std::ifstream in(path_);
+    std::stringstream text;
+    text << in.rdbuf();
+    try {
+        return StateFromJson(text.str());
+    } catch (const std::exception&) {
+        // Kept for inspection; the caller goes on from what it holds.
+        std::error_code ignored;
+        std::filesystem::rename(path_, path_ + ".bad", ignored);
+        seen_.reset();
+        throw;
+    }
+}
+
+void StateFile::Save(const InstrumentState& state) {
+    const std::string text = StateToJson(state);
+    std::string temp = path_ + ".XXXXXX";
+    const int fd = mkostemp(temp.data(), O_CLOEXEC);
+    if (fd < 0) {
+        throw std::runtime_error("cannot store the state in " + path_ + ": " +
+                                 std::strerror(errno));
+    }
+    size_t done = 0;
+    int error = 0;
+    while (done < text.size() && error == 0) {
+        const ssize_t n = write(fd, text.data() + done, text.size() - done);
+        if (n > 0) {
+            done += static_cast<size_t>(n);
+        } else if (n < 0 && errno != EINTR) {
+            error = errno;
+        }
+    }
+    if (error == 0 && fsync(fd) != 0) {
+        error = errno;
+    }
+    if (close(fd) != 0 && error == 0) {
+        error = errno;
+    }
+    if (error == 0 && rename(temp.c_str(), path_.c_str()) != 0) {
+        error = errno;
+    }
+    if (error != 0) {
+        unlink(temp.c_str());
+        throw std::runtime_error("cannot store the state in " + path_ + ": " +
+                                 std::strerror(error));
+    }
+    seen_ = Current();
 }
 
 int64_t ParseClockText(const std::string& text) {

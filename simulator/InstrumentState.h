@@ -2,6 +2,7 @@
 // Everything a simulated 4710 remembers between runs, and its JSON form.
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -94,6 +95,50 @@ struct InstrumentState {
 // Parses a state or data file's text; throws std::runtime_error naming what is wrong.
 InstrumentState StateFromJson(const std::string& text);
 std::string StateToJson(const InstrumentState& state);
+
+// The file a state is kept in between runs, shared by every process that simulates the same
+// port. A change is a read-modify-write under an exclusive lock (flock on "<file>.lock"): the
+// state is read again when another process saved it, and a save goes to a temporary file of
+// its own, reaches the disk, and then replaces the file in one step.
+class StateFile {
+  public:
+    explicit StateFile(std::string path);
+    ~StateFile();
+    StateFile(const StateFile&) = delete;
+    StateFile& operator=(const StateFile&) = delete;
+
+    // Holds the lock while it lives. Without a lock file (a folder that cannot be written)
+    // it holds nothing; the save then says why it failed.
+    class Lock {
+      public:
+        explicit Lock(int fd);
+        ~Lock();
+        Lock(const Lock&) = delete;
+        Lock& operator=(const Lock&) = delete;
+
+      private:
+        int fd_;
+    };
+    Lock Acquire() const { return Lock(lockFd_); }
+
+    // The saved state when the file is new to this object (absent: nullopt). Throws
+    // std::runtime_error when the file is damaged, after moving it aside to "<file>.bad".
+    std::optional<InstrumentState> LoadIfChanged();
+    // Throws std::runtime_error naming the file and why it could not be written.
+    void Save(const InstrumentState& state);
+
+  private:
+    struct Stamp {
+        uint64_t device = 0, inode = 0, size = 0;
+        int64_t modified = 0;
+        bool operator==(const Stamp&) const = default;
+    };
+    std::optional<Stamp> Current() const;
+
+    std::string path_;
+    int lockFd_ = -1;
+    std::optional<Stamp> seen_;  // the file as last read or written here
+};
 
 // "2024-03-01T09:00:00" <-> instrument seconds.
 int64_t ParseClockText(const std::string& text);

@@ -62,6 +62,8 @@ constexpr std::chrono::seconds kWriteLimit{5};
 
 enum class Served { kMore, kDrop, kStop, kGone };
 
+constexpr std::string_view kLineEnds = "\r\n";
+
 bool WriteAll(int fd, const std::string& data, const StopSignal& stop, bool socket) {
     auto deadline = Clock::now() + kWriteLimit;
     size_t done = 0;
@@ -90,19 +92,16 @@ bool WriteAll(int fd, const std::string& data, const StopSignal& stop, bool sock
     return true;
 }
 
-// Handles every complete line in the buffer (CR or LF ends a line, as a terminal sends).
-Served ServeLines(Instrument& instrument, std::string& buffer, int fd, const StopSignal& stop,
+// Handles every complete line (CR or LF ends a line, as a terminal sends). A line longer than
+// the protocol allows reaches the instrument cut short, and it refuses it.
+Served ServeLines(Instrument& instrument, comm::LineBuffer& in, int fd, const StopSignal& stop,
                   bool socket) {
     while (true) {
-        size_t end = buffer.find_first_of("\r\n");
-        if (end == std::string::npos) {
-            if (buffer.size() > comm::kMaxLineLength) {
-                buffer.clear();  // noise without an end is no command
-            }
+        std::optional<std::string> taken = in.Take();
+        if (!taken) {
             return Served::kMore;
         }
-        std::string line = buffer.substr(0, end);
-        buffer.erase(0, end + 1);
+        const std::string& line = *taken;
         if (line.empty()) {
             continue;
         }
@@ -119,7 +118,7 @@ Served ServeLines(Instrument& instrument, std::string& buffer, int fd, const Sto
             return stop.Raised() ? Served::kStop : Served::kGone;
         }
         if (exchange.dropLink) {
-            buffer.clear();
+            in.Clear();
             return Served::kDrop;
         }
     }
@@ -250,7 +249,7 @@ void PtyServer::OpenTerminal() {
 }
 
 void PtyServer::Run() {
-    std::string buffer;
+    comm::LineBuffer in(kLineEnds);
     while (!stop_->Raised()) {
         int master = 0;
         {
@@ -272,8 +271,8 @@ void PtyServer::Run() {
         if (n <= 0) {
             continue;
         }
-        buffer.append(chunk, static_cast<size_t>(n));
-        Served served = ServeLines(*instrument_, buffer, master, *stop_, false);
+        in.Append({chunk, static_cast<size_t>(n)});
+        Served served = ServeLines(*instrument_, in, master, *stop_, false);
         if (served == Served::kStop) {
             return;
         }
@@ -356,7 +355,7 @@ std::string TcpServer::Address() const {
 void TcpServer::Run() {
     struct Client {
         int fd;
-        std::string buffer;
+        comm::LineBuffer in{kLineEnds};
     };
     std::vector<Client> clients;
     auto closeAll = [&] {
@@ -380,7 +379,7 @@ void TcpServer::Run() {
             if (fd >= 0) {
                 int one = 1;
                 setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
-                clients.push_back({fd, {}});
+                clients.push_back({fd, comm::LineBuffer(kLineEnds)});
             }
         }
         for (size_t i = 2; i < polls.size(); ++i) {
@@ -392,8 +391,8 @@ void TcpServer::Run() {
             ssize_t n = recv(client.fd, chunk, sizeof chunk, 0);
             Served served = Served::kGone;
             if (n > 0) {
-                client.buffer.append(chunk, static_cast<size_t>(n));
-                served = ServeLines(*instrument_, client.buffer, client.fd, *stop_, true);
+                client.in.Append({chunk, static_cast<size_t>(n)});
+                served = ServeLines(*instrument_, client.in, client.fd, *stop_, true);
             } else if (n < 0 && (errno == EAGAIN || errno == EINTR)) {
                 served = Served::kMore;
             }

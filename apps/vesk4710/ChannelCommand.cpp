@@ -171,7 +171,7 @@ void Show(const Output& out, CVesk4710Channel& ch) {
 void RunShow(Session& s, const Output& out, const ChannelOptions& o) {
     s.ReadTopology();
     auto ch = s.Channel(o.channel);
-    Check(ch->QueryInfo(), "reading channel " + std::to_string(o.channel));
+    s.Require([&] { return ch->QueryInfo(); }, "reading channel " + std::to_string(o.channel));
     Show(out, *ch);
 }
 
@@ -189,7 +189,7 @@ void RunSet(Session& s, const Output& out, const ChannelOptions& o) {
     s.ReadTopology();
     auto ch = s.Channel(o.channel);
     const std::string what = "channel " + std::to_string(o.channel);
-    Check(ch->QueryInfo(), "reading " + what);
+    s.Require([&] { return ch->QueryInfo(); }, "reading " + what);
     if (conversion) {
         ApplyConversion(*ch, *conversion);
     }
@@ -201,7 +201,7 @@ void RunSet(Session& s, const Output& out, const ChannelOptions& o) {
     // The write-back covers protected settings (probe serial, conversion): it unlocks with
     // the instrument object's passcode, which must be known first.
     s.EnsurePasscode();
-    Check(ch->UpdateInfo(), "writing " + what);
+    s.Require([&] { return ch->UpdateInfo(); }, "writing " + what);
     ch->Changed(false);
     Show(out, *ch);
 }

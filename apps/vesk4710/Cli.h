@@ -112,6 +112,9 @@ class Session {
     // Makes sure the instrument object holds an accepted passcode before an operation that
     // unlocks by itself (channel UpdateInfo): prompts when the instrument is locked.
     void EnsurePasscode();
+    // Runs an operation that reports a failure only as false (its message already shown);
+    // fails with what went wrong on the line during it, the instrument's own reason.
+    void Require(const std::function<bool()>& operation, const std::string& what);
 
   private:
     void Unlock();
@@ -170,5 +173,7 @@ void AddChannelCommand(CLI::App& app, Commands& commands);
 void AddLogCommands(CLI::App& app, Commands& commands);
 void AddCalCommand(CLI::App& app, Commands& commands);
 void AddLateBoundCommands(CLI::App& app, Commands& commands);
+// record (and record status) and export: they make their own objects from the global options.
+void AddRecordCommands(CLI::App& app, Commands& commands, const GlobalOptions& global);
 
 }  // namespace vesk::cli

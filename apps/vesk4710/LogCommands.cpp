@@ -4,6 +4,10 @@
 #include <filesystem>
 
 #include "apps/vesk4710/Cli.h"
+#include "components/comm/CommErrors.h"
+#include "components/comm/Communications.h"
+#include "components/comm/Protocol.h"
+#include "ui/console/ConsoleUi.h"
 #include "vesk4710/logging/LogDownload.h"
 #include "vesk4710/support/modMessages.h"
 #include "vesk4710/support/modRegistryKeys.h"
@@ -55,9 +59,29 @@ struct DownloadOptions {
     std::string folder;
 };
 
+// The demand log's status as the instrument gave it. The library reads a reply that is not two
+// counts as an empty log; here it is what it is, an unreadable reply.
+void CheckLogStatus(CVesk4710& inst, const std::string& source) {
+    auto comm = inst.Communications();
+    comm->params().ClearAll();
+    const std::string reply = comm->ReadSetting(SET_DEMAND_LOG_STATUS, true, "");
+    const size_t comma = reply.find(',');
+    const auto free = ParseInteger(std::string_view(reply).substr(0, comma));
+    const auto held = comma == std::string::npos
+                          ? std::nullopt
+                          : ParseInteger(std::string_view(reply).substr(comma + 1));
+    if (!free || !held || *free < 0 || *held < 0) {
+        throw AutomationError(comm::kCommMalformedReply,
+                              "The instrument's demand-log status \"" + comm::Printable(reply, 40) +
+                                  "\" is not two counts (free,held)",
+                              source);
+    }
+}
+
 void RunStatus(Session& s, const Output& out) {
     CVesk4710& inst = s.Instrument();
     s.Identify();
+    CheckLogStatus(inst, "vesk4710 log status");
     inst.QueryDemandLogStatus();
     std::string label;
     inst.QueryLoggingLabel(label);
@@ -143,32 +167,58 @@ void RunDownload(Session& s, const Output& out, const DownloadOptions& o) {
     request.label = static_cast<int16_t>(o.label);
     request.decimals = static_cast<int16_t>(o.decimals);
 
-    s.Identify();
-    // The download takes an unreadable log status for an empty log; ask first so that a
-    // failing link is reported as such.
-    if (request.log == DOWNLOAD_DEMAND_LOG) {
-        inst.QueryDemandLogStatus();
+    const std::string source = "vesk4710 download";
+    DownloadResult result;
+    {
+        // Ctrl-C and SIGTERM end the transfer; what arrived is kept and written.
+        const ConsoleUi::CancelOnInterrupt stop([comm = inst.Communications()] {
+            if (auto* c = dynamic_cast<comm::Communications*>(comm.get())) {
+                c->Cancel();
+            }
+        });
+        s.Identify();
+        // The download takes an unreadable log status for an empty log; ask first so that a
+        // failing link or a garbled reply is reported as such.
+        if (request.log == DOWNLOAD_DEMAND_LOG) {
+            CheckLogStatus(inst, source);
+        }
+        result = DownloadLogFiles(inst, request);
     }
-    const DownloadResult result = DownloadLogFiles(inst, request);
+    PrintFiles(out, result);
+    const bool interrupted = ConsoleUi::InterruptSignal() != 0;
     switch (result.outcome) {
         case DownloadOutcome::Written:
-            PrintFiles(out, result);
-            return;
+            if (interrupted) {
+                throw Failed("the download was complete; every reading is in the files above");
+            }
+            break;
         case DownloadOutcome::NoReadings:
+            if (!result.statusError.empty()) {
+                throw Failed("the demand log's reading count could not be read: " +
+                             result.statusError);
+            }
             out.Notice(result.message);
-            PrintFiles(out, result);
-            return;
-        case DownloadOutcome::EndedEarly:
-            PrintFiles(out, result);
-            throw AutomationError(kErrTransferEndedEarly, result.message, "vesk4710 download");
+            break;
         case DownloadOutcome::Aborted:
-            throw AutomationError(kErrTransferEndedEarly, result.message, "vesk4710 download");
+        case DownloadOutcome::EndedEarly:
+            throw AutomationError(kErrTransferEndedEarly, result.message, source);
+        case DownloadOutcome::NotReadings:
+            throw AutomationError(kErrNotReadings, result.message, source);
         case DownloadOutcome::Cancelled:
-            PrintFiles(out, result);
             throw Failed("the download was cancelled; the files above hold what was parsed");
-        case DownloadOutcome::Declined:
-            PrintFiles(out, result);
-            throw Failed("the existing download file was kept; nothing was written");
+    }
+    // The readings are in the files, but a file the download promises is missing or short.
+    if (!result.rawFileError.empty()) {
+        throw AutomationError(kErrDeviceIO,
+                              "The raw transfer file '" + result.rawPath +
+                                  "' could not be written: " + result.rawFileError,
+                              source);
+    }
+    if (!result.traceError.empty()) {
+        throw AutomationError(kErrDeviceIO,
+                              "The download trace '" + result.tracePath +
+                                  "' could not be written: " + result.traceError,
+                              source);
     }
 }
 

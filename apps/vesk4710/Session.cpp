@@ -4,6 +4,8 @@
 
 #include "apps/vesk4710/Cli.h"
 #include "components/comm/CommErrors.h"
+#include "components/comm/Communications.h"
+#include "components/comm/Protocol.h"
 #include "components/host/DefaultHost.h"
 #include "simulator/EmbeddedLink.h"
 #include "vesk4710/modules/CVesk4710Card.h"
@@ -54,7 +56,7 @@ void Session::Identify() {
     }
     if (inst.Identification().find(kModel4710) == std::string::npos) {
         throw Failed("the connected instrument is not a model 4710 (it identifies as \"" +
-                     inst.Identification() + "\")");
+                     comm::Printable(inst.Identification()) + "\")");
     }
 }
 
@@ -108,11 +110,14 @@ void Session::WithUnlock(const std::function<void()>& write) {
     Unlock();
     try {
         write();
-    } catch (...) {
-        // Leave the instrument locked whatever happened; the write's error is the news.
+    } catch (const AutomationError& e) {
+        // Locked again whatever happened. The write's error is the news, with the lock's when
+        // that failed too: it says that the instrument may be left unlocked.
         try {
             Relock();
-        } catch (...) {
+        } catch (const AutomationError& lock) {
+            throw AutomationError(e.Number(), e.Description() + "; " + lock.Description(),
+                                  e.Source(), e.HelpFile(), e.HelpContext());
         }
         throw;
     }
@@ -129,6 +134,16 @@ void Session::EnsurePasscode() {
         throw Failed(
             "the instrument is locked by its passcode; none was accepted (give it with "
             "--passcode-file, VESK4710_PASSCODE or at the prompt)");
+    }
+}
+
+void Session::Require(const std::function<bool()>& operation, const std::string& what) {
+    const auto* link =
+        dynamic_cast<const comm::Communications*>(Instrument().Communications().get());
+    const uint64_t mark = link != nullptr ? link->RequestCount() : 0;
+    if (!operation()) {
+        const auto cause = link != nullptr ? link->FailureSince(mark) : std::nullopt;
+        throw Failed(what + " failed" + (cause ? ": " + *cause : std::string()));
     }
 }
 

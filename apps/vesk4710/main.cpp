@@ -1,4 +1,5 @@
 // vesk4710: the command-line tool for the 4710 readout.
+#include <csignal>
 #include <exception>
 #include <iostream>
 #include <memory>
@@ -42,8 +43,15 @@ void AddGlobalOptions(CLI::App& app, GlobalOptions& g) {
         ->excludes(passcode);
 }
 
+// A command that failed after a signal says so and exits as the signal asked (130, 143).
 int Fail(const Output& out, int32_t number, const std::string& description,
          const std::string& source, int status) {
+    const int signal = vesk::ConsoleUi::InterruptSignal();
+    if (signal != 0) {
+        const char* name = signal == SIGINT ? "SIGINT" : "SIGTERM";
+        out.Error(number, std::string("interrupted (") + name + "): " + description, source);
+        return 128 + signal;
+    }
     out.Error(number, description, source);
     return status;
 }
@@ -65,6 +73,7 @@ int main(int argc, char** argv) {
     AddLogCommands(app, commands);
     AddCalCommand(app, commands);
     AddLateBoundCommands(app, commands);
+    AddRecordCommands(app, commands, global);
 
     try {
         app.parse(argc, argv);

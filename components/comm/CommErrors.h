@@ -30,6 +30,7 @@ enum class InstrumentError : int32_t {
     kNotAvailable = 5,
     kLogError = 6,
     kNoSuchChannel = 7,
+    kNotStored = 8,
 };
 
 inline constexpr const char* kCommSource = "VeskCommunications";

@@ -45,6 +45,15 @@ class TransferParams : public ParamLookup {
     std::string value_;
 };
 
+// A line as a message quotes it: a short excerpt, saying when it was too long to be a line.
+std::string Excerpt(const std::string& line, size_t length = 120) {
+    std::string shown = "\"" + Printable(line, length) + "\"";
+    if (line.size() > kMaxLineLength) {
+        shown += " (longer than " + std::to_string(kMaxLineLength) + " bytes)";
+    }
+    return shown;
+}
+
 }  // namespace
 
 void Communications::SerialSettings::PortNumber(int32_t number) {
@@ -107,7 +116,7 @@ std::string Communications::Describe(const SettingCommand& command) const {
 }
 
 uint32_t Communications::NextTag() {
-    lastTag_ = lastTag_ >= kMaxTag ? 1 : lastTag_ + 1;
+    lastTag_ = comm::NextTag(lastTag_, ClockTag(Clock::now()));
     return lastTag_;
 }
 
@@ -169,6 +178,31 @@ void Communications::Cancel() {
     }
 }
 
+uint64_t Communications::RequestCount() const {
+    std::lock_guard lock(requestMutex_);
+    return requests_;
+}
+
+std::optional<std::string> Communications::FailureSince(uint64_t since) const {
+    std::lock_guard lock(requestMutex_);
+    for (const auto& [request, description] : failures_) {
+        if (request > since) {
+            return description;
+        }
+    }
+    return std::nullopt;
+}
+
+void Communications::Failed(TraceEntry& trace, const AutomationError& error) {
+    constexpr size_t kKept = 16;
+    if (failures_.size() == kKept) {
+        failures_.pop_front();
+    }
+    failures_.emplace_back(requests_, error.Description());
+    trace.received += " [error: " + error.Description() + "]";
+    Finish(trace);
+}
+
 void Communications::Finish(TraceEntry& trace) {
     if (trace_) {
         trace_->Record(trace);
@@ -203,22 +237,18 @@ ReplyLine Communications::AwaitReply(ILink& link, uint32_t tag, const SettingCom
         switch (r.status) {
             case ReadStatus::kLine: {
                 auto reply = ParseReplyLine(r.line);
-                if (!reply) {
-                    if (auto other = LeadingTag(r.line); other && *other != tag) {
-                        // Left over from an earlier request (a transfer that ended early).
-                        trace.received += "[late: " + Printable(r.line, 60) + "] ";
+                if (!reply || reply->tag != tag) {
+                    auto other = reply ? std::optional(reply->tag) : LeadingTag(r.line);
+                    if (other && *other != tag) {
+                        // A late reply to an earlier request (one that timed out, or the rest
+                        // of a transfer that ended early): it answers nothing now.
+                        trace.NoteLate(r.line);
                         continue;
                     }
                     trace.received = Printable(r.line);
-                    throw CommError(kCommMalformedReply, "The instrument's reply to " +
-                                                             Describe(command) +
-                                                             " is not in the expected form: \"" +
-                                                             Printable(r.line) + "\"");
-                }
-                if (reply->tag != tag) {
-                    // A late reply to an earlier request: it answers nothing now.
-                    trace.received += "[late: " + Printable(r.line, 60) + "] ";
-                    continue;
+                    throw CommError(kCommMalformedReply,
+                                    "The instrument's reply to " + Describe(command) +
+                                        " is not in the expected form: " + Excerpt(r.line));
                 }
                 return *reply;
             }
@@ -249,25 +279,25 @@ std::string Communications::Request(const SettingCommand& command) {
     trace.id = command.id;
     trace.params = params_.Describe(command.id == 2);
     uint64_t cancelMark = cancels_.load();
+    ++requests_;
     try {
         uint32_t tag = NextTag();
         std::string line = FormatRequest(tag, command, params_);
         std::shared_ptr<ILink> link = Send(command, line, trace);
         ReplyLine reply = AwaitReply(*link, tag, command, cancelMark, trace);
-        trace.received += reply.payload;
+        trace.received += Printable(reply.payload);
         if (auto error = ParseErrorReply(reply.payload)) {
             throw InstrumentErrorFor(error->code, error->text, Describe(command));
         }
         if (command.access == Access::kWrite && reply.payload != kReplyOk) {
             throw CommError(kCommMalformedReply, "The instrument did not acknowledge " +
-                                                     Describe(command) + ": \"" +
-                                                     Printable(reply.payload) + "\"");
+                                                     Describe(command) + ": " +
+                                                     Excerpt(reply.payload));
         }
         Finish(trace);
         return std::move(reply.payload);
     } catch (const AutomationError& e) {
-        trace.received += " [error: " + e.Description() + "]";
-        Finish(trace);
+        Failed(trace, e);
         throw;
     }
 }
@@ -286,8 +316,8 @@ void Communications::WriteSetting(int32_t id) {
     Request(CommandFor(id, Access::kWrite));
 }
 
-TransferResult Communications::Transfer(int32_t id, int32_t expectedCount,
-                                        const std::string& value) {
+TransferResult Communications::Transfer(int32_t id, int32_t expectedCount, const std::string& value,
+                                        const TransferSink& sink) {
     std::lock_guard lock(requestMutex_);
     const SettingCommand& command = CommandFor(id, Access::kTransfer);
     TransferParams params(expectedCount, value);
@@ -298,30 +328,28 @@ TransferResult Communications::Transfer(int32_t id, int32_t expectedCount,
     TransferResult result;
     int64_t received = 0;
     std::string ending;
+    ++requests_;
     try {
         uint32_t tag = NextTag();
         std::shared_ptr<ILink> link = Send(command, FormatRequest(tag, command, params), trace);
         ReplyLine first = AwaitReply(*link, tag, command, cancelMark, trace);
+        trace.received += Printable(first.payload);
         if (auto error = ParseErrorReply(first.payload)) {
-            trace.received += first.payload;
             throw InstrumentErrorFor(error->code, error->text, Describe(command));
         }
         auto announced = ParseMarker(first.payload, kBeginMarker);
         if (!announced) {
-            trace.received += Printable(first.payload);
-            throw CommError(kCommMalformedReply, "The instrument's reply to " + Describe(command) +
-                                                     " does not begin a transfer: \"" +
-                                                     Printable(first.payload) + "\"");
+            throw CommError(kCommMalformedReply,
+                            "The instrument's reply to " + Describe(command) +
+                                " does not begin a transfer: " + Excerpt(first.payload));
         }
-        trace.received += first.payload;
         // Each line gets the full time-out: a long log at a slow rate is still moving.
         while (ending.empty()) {
+            ReadResult r;
             if (cancels_.load() != cancelMark) {
+                // Cancelled between lines: as early an end as one that met a waiting read.
                 ending = "cancelled";
-                break;
-            }
-            ReadResult r = link->ReadLine(timeout_);
-            if (r.status == ReadStatus::kTimeout) {
+            } else if (r = link->ReadLine(timeout_); r.status == ReadStatus::kTimeout) {
                 ending = "time-out after " + std::to_string(timeout_.count()) + " ms";
             } else if (r.status == ReadStatus::kDropped) {
                 ending = "link dropped";
@@ -332,8 +360,9 @@ TransferResult Communications::Transfer(int32_t id, int32_t expectedCount,
                 }
                 ending = "cancelled";
             } else if (auto line = ParseReplyLine(r.line); !line) {
-                ending = "malformed line \"" + Printable(r.line, 60) + "\"";
+                ending = "malformed line " + Excerpt(r.line, 60);
             } else if (line->tag != tag) {
+                trace.NoteLate(r.line);
                 continue;
             } else if (auto end = ParseMarker(line->payload, kEndMarker)) {
                 if (*end != received) {
@@ -345,22 +374,26 @@ TransferResult Communications::Transfer(int32_t id, int32_t expectedCount,
                 }
             } else if (line->payload.rfind(kAbortMarker, 0) == 0 ||
                        line->payload.rfind(kErrorPrefix, 0) == 0) {
-                ending = line->payload;
+                ending = Printable(line->payload);
             } else {
+                const size_t start = result.text.size();
                 result.text += line->payload;
                 result.text += '\r';
                 ++received;
+                if (sink) {
+                    sink(std::string_view(result.text).substr(start));
+                }
                 continue;
             }
             result.endedEarly = true;
+            result.reason = ending;
         }
         trace.received += ", " + std::to_string(received) + " lines, " +
                           (result.endedEarly ? "ended early: " : "") + ending;
         Finish(trace);
         return result;
     } catch (const AutomationError& e) {
-        trace.received += " [error: " + e.Description() + "]";
-        Finish(trace);
+        Failed(trace, e);
         throw;
     }
 }

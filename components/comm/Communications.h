@@ -4,14 +4,18 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
+#include <utility>
 
 #include "components/comm/ILink.h"
 #include "components/comm/Protocol.h"
 #include "components/comm/RequestParams.h"
 #include "vesk4710/platform/Communications.h"
+#include "vesk4710/support/AutomationError.h"
 
 namespace vesk {
 class IRegistry;
@@ -48,7 +52,9 @@ class Communications : public ICommunications {
     void WriteSetting(int32_t id) override;
     // Early ends (time-out, dropped link, the instrument's abort, a short count) come back in
     // endedEarly with every reading received so far; only a transfer that never began raises.
-    TransferResult Transfer(int32_t id, int32_t expectedCount, const std::string& value) override;
+    using ICommunications::Transfer;
+    TransferResult Transfer(int32_t id, int32_t expectedCount, const std::string& value,
+                            const TransferSink& sink) override;
     ISerialPort& Port() override { return port_; }
     void FolderPath(const std::string& folder) override { folderPath_ = folder; }
     const std::string& FolderPath() const { return folderPath_; }
@@ -62,6 +68,11 @@ class Communications : public ICommunications {
     bool IsOpen() const;
     // The open link, or what would be opened.
     std::string LinkDescription() const;
+    // Requests made so far, and why the first one after request `since` failed (among the
+    // last few failures): the cause a program can show when an operation reported no more
+    // than that it failed.
+    uint64_t RequestCount() const;
+    std::optional<std::string> FailureSince(uint64_t since) const;
     const CommOptions& Options() const { return options_; }
 
   private:
@@ -98,6 +109,8 @@ class Communications : public ICommunications {
                          uint64_t cancelMark, TraceEntry& trace);
     std::string Request(const SettingCommand& command);
     void Finish(TraceEntry& trace);
+    // Records why a request failed, in the trace and for FailureSince.
+    void Failed(TraceEntry& trace, const AutomationError& error);
     std::string Describe(const SettingCommand& command) const;
 
     CommOptions options_;
@@ -110,7 +123,9 @@ class Communications : public ICommunications {
     std::unique_ptr<IoTrace> trace_;
     uint32_t lastTag_ = 0;
 
-    std::mutex requestMutex_;  // one request at a time
+    mutable std::mutex requestMutex_;  // one request at a time
+    uint64_t requests_ = 0;
+    std::deque<std::pair<uint64_t, std::string>> failures_;  // request number, description
     mutable std::mutex linkMutex_;
     std::shared_ptr<ILink> link_;
     std::atomic<uint64_t> cancels_{0};

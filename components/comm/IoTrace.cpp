@@ -4,6 +4,7 @@
 #include <chrono>
 #include <ctime>
 
+#include "components/comm/Protocol.h"
 #include "vesk4710/support/AutomationError.h"
 
 namespace vesk::comm {
@@ -19,7 +20,16 @@ void Append(std::string& out, long value, int width) {
     out.append(digits, end);
 }
 
+// A transfer's remainder can be hundreds of late lines: a few show what they were.
+constexpr size_t kLateShown = 3;
+
 }  // namespace
+
+void TraceEntry::NoteLate(std::string_view line) {
+    if (++lateLines <= kLateShown) {
+        late += "[late: " + Printable(line, 60) + "] ";
+    }
+}
 
 IoTrace::IoTrace(const std::string& path) : out_(path, std::ios::app) {
     if (!out_) {
@@ -60,6 +70,10 @@ void IoTrace::Record(const TraceEntry& entry) {
     line += '\t';
     line += entry.sent;
     line += '\t';
+    line += entry.late;
+    if (entry.lateLines > kLateShown) {
+        line += "[" + std::to_string(entry.lateLines - kLateShown) + " more late lines] ";
+    }
     line += entry.received;
     line += '\n';
     std::lock_guard lock(mutex_);

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <mutex>
 #include <string>
+#include <string_view>
 
 namespace vesk::comm {
 
@@ -13,6 +14,10 @@ struct TraceEntry {
     std::string params;
     std::string sent;
     std::string received;
+    std::string late;  // late lines skipped before the reply, the first few in short
+    size_t lateLines = 0;
+
+    void NoteLate(std::string_view line);
 };
 
 class IoTrace {

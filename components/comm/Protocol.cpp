@@ -101,6 +101,19 @@ bool IsTokenChar(char c) {
            c == '+' || c == '-' || c == '_' || c == ':' || c == '/';
 }
 
+// In double quotes, with "" for a quote.
+std::string Quoted(std::string_view value) {
+    std::string out = "\"";
+    for (char c : value) {
+        if (c == '"') {
+            out += '"';
+        }
+        out += c;
+    }
+    out += '"';
+    return out;
+}
+
 char Upper(char c) {
     return (c >= 'a' && c <= 'z') ? static_cast<char>(c - 'a' + 'A') : c;
 }
@@ -161,6 +174,42 @@ const SettingCommand* FindMnemonic(std::string_view mnemonic) {
     return nullptr;
 }
 
+void LineBuffer::Append(std::string_view bytes) {
+    buffer_.append(bytes);
+}
+
+std::optional<std::string> LineBuffer::Take() {
+    size_t end = buffer_.find_first_of(ends_);
+    if (skipping_) {
+        if (end == std::string::npos) {
+            buffer_.clear();
+            return std::nullopt;
+        }
+        buffer_.erase(0, end + 1);
+        skipping_ = false;
+        end = buffer_.find_first_of(ends_);
+    }
+    std::string line;
+    if (end == std::string::npos) {
+        if (buffer_.size() <= kMaxLineLength) {
+            return std::nullopt;
+        }
+        line = buffer_.substr(0, kMaxLineLength + 1);
+        buffer_.clear();
+        skipping_ = true;
+        return line;
+    }
+    const size_t length = end > 0 && buffer_[end - 1] == '\r' ? end - 1 : end;
+    line = buffer_.substr(0, std::min(length, kMaxLineLength + 1));
+    buffer_.erase(0, end + 1);
+    return line;
+}
+
+void LineBuffer::Clear() {
+    buffer_.clear();
+    skipping_ = false;
+}
+
 bool IsWireText(std::string_view text) {
     return std::all_of(text.begin(), text.end(), [](char c) {
         auto u = static_cast<unsigned char>(c);
@@ -172,15 +221,14 @@ std::string EncodeArgument(std::string_view value) {
     if (!value.empty() && std::all_of(value.begin(), value.end(), IsTokenChar)) {
         return std::string(value);
     }
-    std::string out = "\"";
-    for (char c : value) {
-        if (c == '"') {
-            out += '"';
-        }
-        out += c;
+    return Quoted(value);
+}
+
+std::string EncodeField(std::string_view value) {
+    if (value.find_first_of(",\"") == std::string_view::npos) {
+        return std::string(value);
     }
-    out += '"';
-    return out;
+    return Quoted(value);
 }
 
 std::string FormatRequest(uint32_t tag, const SettingCommand& command, const ParamLookup& params) {
@@ -219,6 +267,12 @@ std::string FormatRequest(uint32_t tag, const SettingCommand& command, const Par
         line += i == 0 ? ' ' : ',';
         line += args[i];
     }
+    if (line.size() > kMaxLineLength) {
+        throw CommError(kCommBadParameter, "The request for setting " + std::to_string(command.id) +
+                                               " would be longer than the " +
+                                               std::to_string(kMaxLineLength) +
+                                               " bytes a line may hold");
+    }
     return line;
 }
 
@@ -229,6 +283,9 @@ std::optional<CommandLine> ParseCommandLine(std::string_view line, std::string* 
         }
         return std::nullopt;
     };
+    if (line.size() > kMaxLineLength) {
+        return fail("the line is longer than " + std::to_string(kMaxLineLength) + " bytes");
+    }
     if (!IsWireText(line)) {
         return fail("the line holds characters other than printable ASCII");
     }
@@ -319,7 +376,7 @@ std::optional<CommandLine> ParseCommandLine(std::string_view line, std::string* 
 }
 
 std::optional<ReplyLine> ParseReplyLine(std::string_view line) {
-    if (!IsWireText(line)) {
+    if (line.size() > kMaxLineLength || !IsWireText(line)) {
         return std::nullopt;
     }
     size_t space = line.find(' ');
@@ -365,6 +422,22 @@ std::optional<int64_t> ParseMarker(std::string_view payload, std::string_view ma
         return std::nullopt;
     }
     return n;
+}
+
+uint32_t ClockTag(std::chrono::steady_clock::time_point now) {
+    const auto ms =
+        std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count();
+    return static_cast<uint32_t>(static_cast<uint64_t>(ms) % kMaxTag) + 1;
+}
+
+uint32_t NextTag(uint32_t last, uint32_t clockTag) {
+    if (last == 0) {
+        return clockTag;
+    }
+    const uint32_t next = last >= kMaxTag ? 1 : last + 1;
+    // How far the clock is ahead of next, going round the tag space.
+    const uint32_t ahead = (clockTag + kMaxTag - next) % kMaxTag;
+    return ahead < kMaxTag / 2 ? clockTag : next;
 }
 
 std::string FormatErrorReply(int32_t code, std::string_view text) {

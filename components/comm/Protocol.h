@@ -10,6 +10,7 @@
 //   transfer  <tag> #BEGIN <n>, then <tag> <data line> per reading, then <tag> #END <n>
 //             (or <tag> #ABORT <text> when the instrument gives up)
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -48,24 +49,47 @@ inline constexpr std::string_view kBeginMarker = "#BEGIN";
 inline constexpr std::string_view kEndMarker = "#END";
 inline constexpr std::string_view kAbortMarker = "#ABORT";
 inline constexpr uint32_t kMaxTag = 99999;
-inline constexpr size_t kMaxLineLength = 65536;
+// No line of the protocol comes near this; a longer one is refused, never taken in part.
+inline constexpr size_t kMaxLineLength = 4096;
+
+// Cuts the bytes arriving on a line into lines, bounded: a line longer than kMaxLineLength
+// comes out cut to kMaxLineLength + 1 bytes (so that it is refused, never taken in part), and
+// the rest of it is dropped as it arrives.
+class LineBuffer {
+  public:
+    // ends: the bytes that end a line ("\n", or "\r\n" for either).
+    explicit LineBuffer(std::string_view ends) : ends_(ends) {}
+    void Append(std::string_view bytes);
+    // The next line without its end (nor a CR before it), or nullopt until one is complete.
+    std::optional<std::string> Take();
+    void Clear();
+
+  private:
+    std::string_view ends_;
+    std::string buffer_;
+    bool skipping_ = false;
+};
 
 // Printable ASCII only: what a line may carry.
 bool IsWireText(std::string_view text);
 
 // One argument as it travels: bare when it is a plain token, else quoted with "" for ".
 std::string EncodeArgument(std::string_view value);
+// One field of a transfer's data line: as it is, unless it holds a comma or a quote; then
+// quoted like an argument, so that the line keeps its number of fields.
+std::string EncodeField(std::string_view value);
 
 // The request line for a command; arguments in table order, a missing one left empty.
-// Throws AutomationError kCommBadParameter when a value cannot travel on the line.
+// Throws AutomationError kCommBadParameter when a value cannot travel on the line, or the line
+// would be longer than kMaxLineLength.
 struct ParamLookup {
     virtual ~ParamLookup() = default;
     virtual const std::string* Find(Param param) const = 0;
 };
 std::string FormatRequest(uint32_t tag, const SettingCommand& command, const ParamLookup& params);
 
-// A parsed command line (the instrument's side). A missing argument is nullopt; a channel
-// list "(@1,2)" comes back with its brackets.
+// A parsed command line (the instrument's side), refused when longer than kMaxLineLength. A
+// missing argument is nullopt; a channel list "(@1,2)" comes back with its brackets.
 struct CommandLine {
     std::optional<uint32_t> tag;
     std::string mnemonic;
@@ -73,7 +97,7 @@ struct CommandLine {
 };
 std::optional<CommandLine> ParseCommandLine(std::string_view line, std::string* error = nullptr);
 
-// A reply line (the component's side).
+// A reply line (the component's side); nullopt for a line longer than kMaxLineLength.
 struct ReplyLine {
     uint32_t tag = 0;
     std::string payload;
@@ -90,6 +114,16 @@ std::optional<ErrorReply> ParseErrorReply(std::string_view payload);
 
 // "#BEGIN 12" -> 12; nullopt when the payload is not that marker.
 std::optional<int64_t> ParseMarker(std::string_view payload, std::string_view marker);
+
+// Tags follow the system's monotonic clock in milliseconds, which every process on the machine
+// shares, and step by one where requests come faster. A process that opens a line after an
+// earlier one's request timed out so starts past every tag the earlier one used (unless that
+// one ran ahead of the clock by more than its time-out), and a late reply meant for it is
+// skipped instead of being taken for the current request.
+uint32_t ClockTag(std::chrono::steady_clock::time_point now);
+// One past last, or clockTag when that lies ahead of it (in the circular tag space); last 0
+// means no request yet.
+uint32_t NextTag(uint32_t last, uint32_t clockTag);
 
 std::string FormatErrorReply(int32_t code, std::string_view text);
 std::string Tagged(std::optional<uint32_t> tag, std::string_view payload);

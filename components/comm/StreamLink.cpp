@@ -71,6 +71,10 @@ bool StreamLink::WriteLine(std::string_view line) {
     if (dropped_) {
         return false;
     }
+    if (!started_) {
+        started_ = true;
+        Drain();
+    }
     std::string out(line);
     out += '\n';
     if (!SendBytes(out.data(), out.size())) {
@@ -81,19 +85,24 @@ bool StreamLink::WriteLine(std::string_view line) {
 }
 
 bool StreamLink::TakeLine(std::string& line) {
-    size_t end = buffer_.find('\n');
-    if (end == std::string::npos) {
-        if (buffer_.size() < kMaxLineLength) {
-            return false;
-        }
-        end = buffer_.size();  // an endless line is handed over as it stands
+    auto taken = incoming_.Take();
+    if (!taken) {
+        return false;
     }
-    line = buffer_.substr(0, end);
-    buffer_.erase(0, end == buffer_.size() ? end : end + 1);
-    if (!line.empty() && line.back() == '\r') {
-        line.pop_back();
-    }
+    line = std::move(*taken);
     return true;
+}
+
+void StreamLink::Drain() {
+    incoming_.Clear();
+    char chunk[4096];
+    pollfd p{fd_, POLLIN, 0};
+    // Bounded: a line that never falls quiet is left to the tags.
+    for (int i = 0; i < 16 && poll(&p, 1, 0) > 0 && (p.revents & POLLIN) != 0; ++i) {
+        if (read(fd_, chunk, sizeof chunk) <= 0) {
+            break;
+        }
+    }
 }
 
 ReadResult StreamLink::ReadLine(std::chrono::milliseconds timeout) {
@@ -131,7 +140,7 @@ ReadResult StreamLink::ReadLine(std::chrono::milliseconds timeout) {
             char chunk[4096];
             ssize_t n = read(fd_, chunk, sizeof chunk);
             if (n > 0) {
-                buffer_.append(chunk, static_cast<size_t>(n));
+                incoming_.Append({chunk, static_cast<size_t>(n)});
             } else if (n == 0 || (errno != EINTR && errno != EAGAIN && errno != EWOULDBLOCK)) {
                 dropped_ = true;  // end of file, or EIO from a hung-up terminal
             }

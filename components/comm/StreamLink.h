@@ -1,12 +1,16 @@
 #pragma once
 // A link over a file descriptor (serial device or socket): lines end in LF, a CR before it
-// is dropped; reads wait in poll() so that a time-out or a cancel ends them.
+// is dropped; reads wait in poll() so that a time-out or a cancel ends them. Whatever waits on
+// the line before the first request belongs to nobody and is drained; a line longer than
+// kMaxLineLength comes back cut to kMaxLineLength + 1 bytes, the rest of it dropped, so that it
+// is refused and the buffer stays bounded.
 #include <sys/types.h>
 
 #include <chrono>
 #include <string>
 
 #include "components/comm/ILink.h"
+#include "components/comm/Protocol.h"
 
 namespace vesk::comm {
 
@@ -35,8 +39,12 @@ class StreamLink : public ILink {
     int fd_;
     int cancelFd_;
     std::string description_;
-    std::string buffer_;
+    // Reads and drops whatever is waiting, without waiting for more.
+    void Drain();
+
+    LineBuffer incoming_{"\n"};
     bool dropped_ = false;
+    bool started_ = false;  // a line was sent: what arrived before it was drained
 };
 
 }  // namespace vesk::comm

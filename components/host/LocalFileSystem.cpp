@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <string_view>
 #include <system_error>
@@ -65,7 +66,7 @@ class LocalTextFile : public ITextFile {
     ~LocalTextFile() override {
         if (fd_ >= 0) {
             try {
-                Flush();
+                WriteBuffer();
             } catch (...) {
                 // Nobody is left to tell; Close() is where failures are reported.
             }
@@ -79,7 +80,7 @@ class LocalTextFile : public ITextFile {
         RequireOpen();
         buffer_.append(text);
         if (buffer_.size() >= kBufferLimit) {
-            Flush();
+            WriteBuffer();
         }
     }
 
@@ -88,7 +89,19 @@ class LocalTextFile : public ITextFile {
         buffer_.append(line);
         buffer_.push_back('\n');
         if (buffer_.size() >= kBufferLimit) {
-            Flush();
+            WriteBuffer();
+        }
+    }
+
+    void Flush() override {
+        RequireOpen();
+        WriteBuffer();
+    }
+
+    void Sync() override {
+        Flush();
+        if (::fsync(fd_) != 0) {
+            RaiseErrno(errno, "Cannot write file", path_, kSource, true);
         }
     }
 
@@ -97,7 +110,7 @@ class LocalTextFile : public ITextFile {
             return;
         }
         // On failure the file stays open with its unwritten text, so a retry can succeed.
-        Flush();
+        WriteBuffer();
         const int fd = fd_;
         fd_ = -1;
         if (::close(fd) != 0 && errno != EINTR) {
@@ -112,7 +125,7 @@ class LocalTextFile : public ITextFile {
         }
     }
 
-    void Flush() {
+    void WriteBuffer() {
         size_t done = 0;
         while (done < buffer_.size()) {
             const ssize_t n = ::write(fd_, buffer_.data() + done, buffer_.size() - done);
@@ -195,6 +208,35 @@ void LocalFileSystem::DeleteFile(const std::string& path) {
         }
         RaiseErrno(err, "Cannot delete file", path, kSource, true);
     }
+}
+
+bool LocalFileSystem::RenameFile(const std::string& from, const std::string& to) {
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) != 0) {
+        int err = errno;
+        if (err == EINVAL || err == ENOSYS) {
+            // A file system without the no-replace rename: a hard link is refused just the same
+            // when the name is taken.
+            err = ::link(from.c_str(), to.c_str()) == 0 ? 0 : errno;
+            if (err == 0) {
+                ::unlink(from.c_str());
+            }
+        }
+        if (err == EEXIST) {
+            return false;
+        }
+        if (err != 0) {
+            RaiseErrno(err, "Cannot rename file", from, kSource, true);
+        }
+    }
+    // The new name lasts only once the folder is on the disk too.
+    std::string folder = to.substr(0, to.rfind('/') + 1);
+    const int dir =
+        ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (dir >= 0) {
+        ::fsync(dir);
+        ::close(dir);
+    }
+    return true;
 }
 
 std::unique_ptr<ITextFile> LocalFileSystem::CreateTextFile(const std::string& path) {

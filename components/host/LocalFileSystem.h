@@ -18,6 +18,7 @@ class LocalFileSystem : public IFileSystem {
     std::string BuildPath(const std::string& folder, const std::string& name) override;
     bool FileExists(const std::string& path) override;
     void DeleteFile(const std::string& path) override;
+    bool RenameFile(const std::string& from, const std::string& to) override;
     std::unique_ptr<ITextFile> CreateTextFile(const std::string& path) override;
 };
 

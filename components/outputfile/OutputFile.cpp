@@ -1,5 +1,8 @@
 #include "components/outputfile/OutputFile.h"
 
+#include <unistd.h>
+
+#include <atomic>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
@@ -8,6 +11,7 @@
 #include <utility>
 
 #include "components/outputfile/ProgramRunner.h"
+#include "components/readingfile/ReadingFile.h"
 #include "vesk4710/support/NumberText.h"
 #include "vesk4710/support/modMessages.h"
 #include "vesk4710/support/modRegistryKeys.h"
@@ -21,6 +25,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr size_t kFlushSize = 1 << 16;
+constexpr int kMaxNameTries = 1000;
 constexpr int32_t kViewWaitMs = 10000;
 constexpr int32_t kPrintWaitMs = 30000;
 constexpr const char* kRegPrinterName = "PrinterName";
@@ -118,12 +123,24 @@ OutputFile::OutputFile(std::shared_ptr<IRegistry> registry, IUiServices& ui, IFi
     : registry_(std::move(registry)), ui_(ui), files_(files) {}
 
 OutputFile::~OutputFile() {
+    // A file never closed is an unfinished one.
+    Discard();
+}
+
+void OutputFile::Discard() noexcept {
     if (file_) {
         try {
-            Close();
+            file_->Close();
         } catch (...) {
-            // Destruction cannot report; a caller that cares calls Close itself.
+            // Its text is being thrown away anyway.
         }
+        file_.reset();
+    }
+    buffer_.clear();
+    if (!tempPath_.empty()) {
+        std::error_code ec;
+        fs::remove(tempPath_, ec);
+        tempPath_.clear();
     }
 }
 
@@ -218,43 +235,10 @@ std::string OutputFile::MakeFileName(const OutputFileSpec& spec) {
 }
 
 void OutputFile::AppendCsv(std::string& out, std::string_view field, bool text) {
-    // A leading =, +, - or @ makes spreadsheets run the cell as a formula.
-    const bool formula = text && !field.empty() &&
-                         (field.front() == '=' || field.front() == '+' || field.front() == '-' ||
-                          field.front() == '@' || field.front() == '\t');
-    bool quote = formula;
-    for (char c : field) {
-        if (c == ',' || c == '"' || c == '\r' || c == '\n' || c == ';') {
-            quote = true;
-            break;
-        }
-    }
-    if (!quote && !field.empty() && (field.front() == ' ' || field.back() == ' ')) {
-        quote = true;
-    }
-    if (!quote) {
-        for (unsigned char c : field) {
-            out.push_back(c < 0x20 || c == 0x7F ? ' ' : static_cast<char>(c));
-        }
-        return;
-    }
-    out.push_back('"');
-    if (formula) {
-        out.push_back('\'');
-    }
-    for (unsigned char c : field) {
-        if (c == '"') {
-            out += "\"\"";
-        } else if (c < 0x20 || c == 0x7F) {
-            out.push_back(' ');
-        } else {
-            out.push_back(static_cast<char>(c));
-        }
-    }
-    out.push_back('"');
+    files::AppendCsvField(out, field, text);
 }
 
-bool OutputFile::Create(const OutputFileSpec& spec) {
+void OutputFile::Create(const OutputFileSpec& spec) {
     if (file_) {
         Close();
     }
@@ -276,15 +260,14 @@ bool OutputFile::Create(const OutputFileSpec& spec) {
     if (path.parent_path() != fs::path(folder) || path.filename() != name) {
         Fail("Create", "Refusing the download file name '" + name + "'", kErrPathNotFound);
     }
-    if (files_.FileExists(path.string())) {
-        const std::string prompt =
-            ReplaceTokens(LoadResString(kResOverwriteDownloadFile), path.string());
-        if (ShowQuestion(ui_, prompt, kMsgCaption) != kAnsYes) {
-            return false;
-        }
-    }
+    // Hidden, and unique among the writers of this folder (processes and files).
+    static std::atomic<uint32_t> serial{0};
+    const std::string temp = (fs::path(folder) / ("." + name + "." + std::to_string(::getpid()) +
+                                                  "-" + std::to_string(++serial) + ".part"))
+                                 .string();
     try {
-        file_ = files_.CreateTextFile(path.string());
+        file_ = files_.CreateTextFile(temp);
+        tempPath_ = temp;
     } catch (...) {
         const PendingError e = CapturePendingError();
         Fail("Create",
@@ -314,7 +297,6 @@ bool OutputFile::Create(const OutputFileSpec& spec) {
     buffer_.push_back('\n');
     buffer_ += kOutputColumns;
     buffer_.push_back('\n');
-    return true;
 }
 
 void OutputFile::WriteReading(const std::vector<std::string_view>& fields) {
@@ -356,6 +338,17 @@ void OutputFile::WriteReading(const std::vector<std::string_view>& fields) {
     }
 }
 
+void OutputFile::WriteComment(std::string_view text) {
+    if (!file_) {
+        Fail("WriteComment", "The download file is not open", kErrFileNotFound);
+    }
+    buffer_ += "# ";
+    for (unsigned char c : text) {
+        buffer_.push_back(c < 0x20 || c == 0x7F ? ' ' : static_cast<char>(c));
+    }
+    buffer_.push_back('\n');
+}
+
 void OutputFile::Flush() {
     if (buffer_.empty() || !file_) {
         return;
@@ -363,8 +356,9 @@ void OutputFile::Flush() {
     try {
         file_->Write(buffer_);
     } catch (...) {
+        // A file that lost text must not take its name later.
         const PendingError e = CapturePendingError();
-        buffer_.clear();
+        Discard();
         Fail("WriteReading", "Writing the download file '" + Path() + "' failed: " + e.description,
              e.number != 0 ? e.number : kErrDeviceIO);
     }
@@ -375,24 +369,45 @@ void OutputFile::Close() {
     if (!file_) {
         return;
     }
-    std::unique_ptr<ITextFile> file = std::move(file_);
+    const auto fail = [this](const std::string& what) {
+        const PendingError e = CapturePendingError();
+        Discard();
+        Fail("Close", what + " the download file '" + Path() + "' failed: " + e.description,
+             e.number != 0 ? e.number : kErrDeviceIO);
+    };
     try {
         if (!buffer_.empty()) {
-            file->Write(buffer_);
+            file_->Write(buffer_);
             buffer_.clear();
         }
-        file->Close();
+        file_->Sync();
+        file_->Close();
+        file_.reset();
     } catch (...) {
-        const PendingError e = CapturePendingError();
-        buffer_.clear();
-        try {
-            file->Close();
-        } catch (...) {
-            // Already failing; the first error is the one to report.
-        }
-        Fail("Close", "Writing the download file '" + Path() + "' failed: " + e.description,
-             e.number != 0 ? e.number : kErrDeviceIO);
+        fail("Writing");
     }
+    const fs::path name(name_);
+    const std::string stem = name.stem().string();
+    const std::string extension = name.extension().string();
+    for (int n = 1; n <= kMaxNameTries; ++n) {
+        const std::string candidate = n == 1 ? name_ : stem + "_" + std::to_string(n) + extension;
+        bool named = false;
+        try {
+            named = files_.RenameFile(tempPath_, (fs::path(folder_) / candidate).string());
+        } catch (...) {
+            fail("Naming");
+        }
+        if (named) {
+            name_ = candidate;
+            tempPath_.clear();
+            return;
+        }
+    }
+    Discard();
+    Fail("Close",
+         "The download file '" + Path() + "' and " + std::to_string(kMaxNameTries - 1) +
+             " numbered names after it are all taken",
+         kErrFileAlreadyExists);
 }
 
 void OutputFile::View(bool flag) {

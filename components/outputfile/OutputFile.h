@@ -1,6 +1,9 @@
 #pragma once
 // Download files: one CSV per download (or per logging label), written to the user's download
-// folder, and opened or printed later through external programs started without a shell.
+// folder, and opened or printed later through external programs started without a shell. A file
+// is written under a hidden temporary name and takes its own (or the next free) name only once
+// it is complete and on the disk, so a full disk or a crash never leaves a cut file under a
+// download's name and no download ever replaces another.
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -35,9 +38,12 @@ class OutputFile : public IOutputFile {
 
     void SetRegistry(std::shared_ptr<IRegistry> registry) override;
     std::shared_ptr<IRegistry> Registry() const override;
-    bool Create(const OutputFileSpec& spec) override;
+    void Create(const OutputFileSpec& spec) override;
     // Fields of one transfer line: seq, date, time, channel, label number, label, value, unit.
     void WriteReading(const std::vector<std::string_view>& fields) override;
+    void WriteComment(std::string_view text) override;
+    // Syncs the file and gives it its name, or "<name>_2.csv", "<name>_3.csv", ... when that is
+    // taken. On failure nothing is left in the folder.
     void Close() override;
     std::string Folder() const override;
     std::string FileName() const override;
@@ -65,12 +71,15 @@ class OutputFile : public IOutputFile {
   private:
     OutputFile(std::shared_ptr<IRegistry> registry, IUiServices& ui, IFileSystem& files);
     void Flush();
+    // Drops the unfinished file.
+    void Discard() noexcept;
     [[noreturn]] void Fail(const char* member, std::string description, int32_t number) const;
 
     std::shared_ptr<IRegistry> registry_;
     IUiServices& ui_;
     IFileSystem& files_;
     std::unique_ptr<ITextFile> file_;
+    std::string tempPath_;  // where the open file is written
     std::string folder_;
     std::string name_;
     std::string format_;

@@ -195,7 +195,9 @@ void AppendCsvField(std::string& out, std::string_view field, bool text) {
             break;
         }
     }
-    if (!quote && !field.empty() && (field.front() == ' ' || field.back() == ' ')) {
+    // A row that began with '#' would read as a comment (metadata, the incomplete mark).
+    if (!quote && !field.empty() &&
+        (field.front() == ' ' || field.back() == ' ' || field.front() == '#')) {
         quote = true;
     }
     if (!quote) {

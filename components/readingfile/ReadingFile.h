@@ -79,6 +79,10 @@ void AppendCsvField(std::string& out, std::string_view field, bool text);
 
 using Metadata = std::vector<std::pair<std::string, std::string>>;
 
+// The columns of recorded readings, as the recorder's export and the desktop app write them.
+inline constexpr std::string_view kRecordingColumns[] = {
+    "sequence", "time", "instrument", "serial", "channel", "probe", "value", "unit", "conversion"};
+
 // Rows of readings in the layout above, into any sink of text.
 class ReadingsCsv {
   public:

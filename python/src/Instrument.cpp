@@ -26,8 +26,8 @@ const char* OutcomeName(DownloadOutcome outcome) {
             return "ended_early";
         case DownloadOutcome::Cancelled:
             return "cancelled";
-        case DownloadOutcome::Declined:
-            return "declined";
+        case DownloadOutcome::NotReadings:
+            return "not_readings";
     }
     return "";
 }
@@ -44,7 +44,7 @@ void RegisterInstrument(py::module_& m) {
     py::class_<DownloadResult>(m, "DownloadResult", "What a download wrote.")
         .def_property_readonly(
             "outcome", [](const DownloadResult& r) { return OutcomeName(r.outcome); },
-            "'written', 'no_readings', 'aborted', 'ended_early', 'cancelled' or 'declined'.")
+            "'written', 'no_readings', 'aborted', 'ended_early', 'cancelled' or 'not_readings'.")
         .def_property_readonly(
             "files",
             [](const DownloadResult& r) {
@@ -63,6 +63,8 @@ void RegisterInstrument(py::module_& m) {
                       "Lines that were not readings (kept in the raw file).")
         .def_readonly("trace_path", &DownloadResult::tracePath, "The download trace file.")
         .def_readonly("raw_path", &DownloadResult::rawPath, "The raw transfer file.")
+        .def_readonly("note", &DownloadResult::note,
+                      "The comment line marking the files incomplete; empty when complete.")
         .def_readonly("message", &DownloadResult::message, "What the user would have been told.");
 
     auto cls = ClassOf<C, IDispatchable>(m, "CVesk4710");

@@ -45,4 +45,5 @@ PYBIND11_MODULE(vesk4710, m) {
     RegisterInstrument(m);
     RegisterCardAndChannel(m);
     RegisterSession(m);
+    RegisterRecorder(m);
 }

@@ -15,6 +15,7 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -657,6 +658,71 @@ TEST(CliLink, FailingLinkEndsWithStatusOneAndAClearMessage) {
     const RunResult closed = RunCli("--device tcp://127.0.0.1:1 info");
     EXPECT_EQ(closed.status, 1);
     EXPECT_TRUE(Contains(closed.err, "could not be opened")) << closed.err;
+}
+
+// The tool with its temporary files (trace, raw transfer) and downloads in a folder of its own.
+Child InFolder(const std::string& folder, std::vector<std::string> argv) {
+    std::filesystem::create_directories(folder);
+    auto env = World::Get().Env();
+    env["TMPDIR"] = folder;
+    argv.insert(argv.end(), {"download", "--folder", folder});
+    return Child(argv, env);
+}
+
+// A signal in mid-transfer stops it within a second; the raw file holds every reading received
+// even after kill -9, and Ctrl-C and SIGTERM also write them all to a file marked incomplete.
+TEST(CliDownload, SignalsInMidTransferKeepEveryReadingReceived) {
+    SimServer server(SimServer::Kind::Tcp, World::Get().Env(), {"--fault", "early:100@id=278*3"});
+    for (const auto& [signal, status] : {std::pair{SIGINT, 130}, {SIGTERM, 143}, {SIGKILL, -1}}) {
+        const std::string folder = World::Get().Folder() + "/signal-" + std::to_string(signal);
+        Child cli =
+            InFolder(folder, {VESK_CLI_PATH, "--device", server.Device(), "--timeout", "30000"});
+        const auto received = [&] {
+            return Split(ReadFile(folder + "/TMPDWNLD.LOG"), '\r').size();
+        };
+        for (int i = 0; i < 200 && received() < 100; ++i) {
+            std::this_thread::sleep_for(50ms);
+        }
+        const auto signalled = std::chrono::steady_clock::now();
+        cli.Signal(signal);
+        const RunResult r = cli.Finish(10s);
+        EXPECT_LT(std::chrono::steady_clock::now() - signalled, 1s) << signal;
+        EXPECT_EQ(r.status, status) << r.err;
+        EXPECT_EQ(received(), 100u) << signal;
+        if (signal != SIGKILL) {
+            ASSERT_FALSE(r.out.empty()) << r.err;
+            const auto csv = Lines(ReadFile(Lines(r.out).front()));
+            // Header block, blank line, column names, the readings and the mark.
+            const std::string mark = "100 readings received; the transfer ended early (cancelled)";
+            EXPECT_TRUE(csv.size() == 108u && Contains(csv.back(), mark)) << csv.back();
+        }
+    }
+}
+
+// What the download cannot vouch for fails naming the cause: an unreadable log status (once
+// taken for an empty log), and files the disk has no room for (once left empty or cut).
+TEST(CliDownload, BadStatusAndFullDiskFailWithTheirCause) {
+    for (const char* reply : {"700,abc", "x"}) {
+        SimServer server(SimServer::Kind::Tcp, World::Get().Env(),
+                         {"--fault", std::string("reply:") + reply + "@id=280*2"});
+        for (const char* command : {"download", "log status"}) {
+            const RunResult r = RunCli("--device " + server.Device() + " " + command);
+            EXPECT_EQ(r.status, 1) << command;
+            EXPECT_TRUE(Contains(r.err, std::string("\"") + reply + "\" is not two counts"))
+                << r.err;
+        }
+    }
+    SimServer server(SimServer::Kind::Tcp, World::Get().Env());
+    const std::string folder = World::Get().Folder() + "/full";
+    // Files may grow to 4 KiB; the CSV needs three times that.
+    const RunResult r = InFolder(folder, {"/bin/sh", "-c", "trap '' XFSZ; ulimit -f 8; exec \"$@\"",
+                                          "sh", VESK_CLI_PATH, "--device", server.Device()})
+                            .Finish(20s);
+    EXPECT_EQ(r.status, 1);
+    EXPECT_TRUE(Contains(r.err, "File too large")) << r.err;
+    for (const auto& e : std::filesystem::directory_iterator(folder)) {
+        EXPECT_EQ(e.path().extension(), ".LOG") << "a cut file " << e.path();
+    }
 }
 
 #endif

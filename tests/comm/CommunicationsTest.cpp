@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <regex>
+#include <set>
 #include <sstream>
 #include <thread>
 
@@ -71,22 +72,25 @@ TEST(Trace, OneLinePerRequestWithThePasscodeHidden) {
     }
     const std::string text = traceFolder.ReadFile(tracePath);
     EXPECT_EQ(text.find("1234"), std::string::npos) << "the passcode leaked";
-    // Time, setting, parameters, request line, outcome.
+    // Time, setting, parameters, request line after its tag, outcome.
     const std::regex form(
-        R"(\d{4}-\d{2}-\d{2}T\d{2}:\d{2}:\d{2}\.\d{3}Z\t(\d+)\t([^\t]*)\t([^\t]*)\t(.*))");
+        R"(\d{4}-\d{2}-\d{2}T\d{2}:\d{2}:\d{2}\.\d{3}Z\t(\d+)\t([^\t]*)\t(\d+) ([^\t]*)\t(.*))");
     std::vector<std::vector<std::string>> lines;
+    std::set<std::string> tags;
     std::istringstream in(text);
     for (std::string line; std::getline(in, line);) {
         std::smatch m;
         ASSERT_TRUE(std::regex_match(line, m, form)) << line;
-        lines.push_back({m[1], m[2], m[3], m[4]});
+        lines.push_back({m[1], m[2], m[4], m[5]});
+        tags.insert(m[3]);
     }
     ASSERT_EQ(lines.size(), 4u);
+    EXPECT_EQ(tags.size(), 4u) << "every request has a tag of its own";
     using V = std::vector<std::string>;
-    EXPECT_EQ(lines[0], (V{"2", "Value=***", "1 PASS ***", "OK"}));
-    EXPECT_EQ(lines[1], (V{"134", "Channel=1 paramname=RTPW", "2 PROB:PAR? 1,RTPW", "25.54321"}));
+    EXPECT_EQ(lines[0], (V{"2", "Value=***", "PASS ***", "OK"}));
+    EXPECT_EQ(lines[1], (V{"134", "Channel=1 paramname=RTPW", "PROB:PAR? 1,RTPW", "25.54321"}));
     EXPECT_NE(lines[2][3].find("did not reply"), std::string::npos) << lines[2][3];
-    EXPECT_EQ(lines[3], (V{"279", "Count=300 Value=2", "4 LOG:DATA:LAB? 300,2",
+    EXPECT_EQ(lines[3], (V{"279", "Count=300 Value=2", "LOG:DATA:LAB? 300,2",
                            "#BEGIN 100, 100 lines, #END 100"}));
 
     comm::CommOptions options;
@@ -120,7 +124,19 @@ TEST(Cancel, EndsAWaitingRequestOrTransferAndOnlyThatOne) {
     TransferResult r = h.comm->Transfer(278, 300, "");
     canceller.join();
     EXPECT_TRUE(r.endedEarly);
+    EXPECT_EQ(r.reason, "cancelled");
     EXPECT_EQ(std::count(r.text.begin(), r.text.end(), '\r'), 5);
+
+    // The sink hears each line as it comes; a cancel between two lines is an early end too
+    // (it once passed for a complete transfer).
+    std::string heard;
+    r = h.comm->Transfer(278, 300, "", [&](std::string_view line) {
+        heard += line;
+        h.comm->Cancel();
+    });
+    EXPECT_TRUE(r.endedEarly && r.reason == "cancelled");
+    EXPECT_EQ(heard, r.text);
+    EXPECT_EQ(std::count(r.text.begin(), r.text.end(), '\r'), 1);
 }
 
 TEST(Devices, UnopenableDevicesAreClearErrors) {

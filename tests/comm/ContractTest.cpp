@@ -293,6 +293,19 @@ TEST_P(Faults, TransferEndingEarlyKeepsWhatArrived) {
     EXPECT_EQ(h.comm->Transfer(278, 300, "").text, whole.text);
 }
 
+TEST_P(Faults, AReplyTooLongForALineIsRefusedInShortAndItsRestSkipped) {
+    Harness traced(GetParam(), 1000, h.folder.Root() + "/io.log");
+    traced.instrument->Modify(
+        [](sim::InstrumentState& s) { s.labels[0] = std::string(100000, 'L'); });
+    AutomationError e = Raised([&] { traced.Read(285); });
+    EXPECT_EQ(e.Number(), comm::kCommMalformedReply);
+    EXPECT_NE(e.Description().find("longer than 4096 bytes"), std::string::npos);
+    EXPECT_LT(e.Description().size(), 400u) << "the reply is quoted in short";
+    EXPECT_TRUE(traced.comm->Transfer(278, 2, "").endedEarly) << "a data line the same";
+    EXPECT_EQ(traced.Read(168), "C") << "the rest of the long lines answers nothing";
+    EXPECT_LT(h.folder.ReadFile(h.folder.Root() + "/io.log").size(), 2000u);
+}
+
 INSTANTIATE_TEST_SUITE_P(Links, Contract,
                          ::testing::Values(LinkKind::kEmbedded, LinkKind::kPty, LinkKind::kTcp),
                          LinkName);

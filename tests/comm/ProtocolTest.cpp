@@ -1,6 +1,8 @@
 // The command table and the line format both sides share.
 #include <gtest/gtest.h>
 
+#include <array>
+#include <chrono>
 #include <map>
 #include <optional>
 #include <set>
@@ -8,6 +10,7 @@
 
 #include "components/comm/CommErrors.h"
 #include "components/comm/Protocol.h"
+#include "tests/testsupport/Raised.h"
 
 namespace vesk::test {
 namespace {
@@ -157,6 +160,34 @@ TEST(ReplyLine, OnlyTaggedPrintableLinesAreRepliesErrorsAndMarkersStrict) {
     EXPECT_EQ(refused.Description(),
               "The instrument refused setting 23 (SYST:SNUM): passcode required (instrument "
               "error 4)");
+}
+
+TEST(Tags, FollowTheClockAndStepByOneWhenRequestsComeFaster) {
+    // {last, clock, next}: the clock leads when ahead (by less than half round), else one on.
+    const std::vector<std::array<uint32_t, 3>> cases = {
+        {0, 500, 500}, {10, 5, 11},           {10, 200, 200}, {kMaxTag, 3, 3},
+        {2, 99990, 3}, {kMaxTag, kMaxTag, 1}, {10, 60000, 11}};
+    for (auto [last, clock, next] : cases) {
+        EXPECT_EQ(NextTag(last, clock), next) << last << " " << clock;
+    }
+    const auto t = std::chrono::steady_clock::time_point(std::chrono::milliseconds(kMaxTag - 1));
+    EXPECT_EQ(ClockTag(t), kMaxTag);
+    EXPECT_EQ(ClockTag(t + std::chrono::milliseconds(1)), 1u);
+}
+
+TEST(Lines, TooLongOnesAreRefusedWholeAndTheirRestDropped) {
+    const std::string endless(kMaxLineLength + 9, 'x');
+    LineBuffer in("\n");
+    in.Append("5 C\r\n" + std::string(kMaxLineLength, 'y') + "\r\n6 " + endless);
+    EXPECT_EQ(in.Take(), "5 C");
+    EXPECT_EQ(in.Take()->size(), kMaxLineLength);
+    EXPECT_EQ(in.Take(), "6 " + endless.substr(0, kMaxLineLength - 1)) << "cut one byte too long";
+    in.Append(endless + "\n7 C\n");
+    EXPECT_EQ(in.Take(), "7 C") << "the rest of the long line is dropped";
+    EXPECT_FALSE(ParseReplyLine("5 " + endless));
+    EXPECT_FALSE(ParseCommandLine("5 LOG:LAB " + endless));
+    const AutomationError e = Raised([&] { Format(5, 286, {{Param::kValue, endless}}); });
+    EXPECT_EQ(e.Number(), kCommBadParameter) << "nor is one sent";
 }
 
 }  // namespace

@@ -16,9 +16,10 @@ std::vector<std::string> Pieces(const ITextSplitter& s) {
     return out;
 }
 
-std::vector<std::string> Split(const std::string& fs, const std::string& text) {
+std::vector<std::string> Split(const std::string& fs, const std::string& text, char quote = 0) {
     auto s = TextSplitter::Create();
     s->FS(fs);
+    s->Quote(quote);
     s->L(text);
     return Pieces(*s);
 }
@@ -30,6 +31,7 @@ TEST(TextSplitter, EverySeparatorCharacterEndsAPiece) {
         std::string fs;
         std::string text;
         V pieces;
+        char quote = 0;
     };
     for (const Case& c : std::vector<Case>{
              {",", "a,b,c", {"a", "b", "c"}},
@@ -45,9 +47,15 @@ TEST(TextSplitter, EverySeparatorCharacterEndsAPiece) {
               "a\xC2"
               "b",
               {"a", "b"}},
+             // Quoted pieces keep their separators; quotes closing no piece are plain text.
+             {",\r", "1,\"A,B\",\"\"\"q\"\"\"\r", {"1", "A,B", "\"q\"", ""}, '"'},
+             {",", "\"a\",\"\",b\"c", {"a", "", "b\"c"}, '"'},
+             {",", "\"a,b", {"\"a", "b"}, '"'},
+             {",", "\"a\"b,c", {"\"a\"b", "c"}, '"'},
+             {",", "\"a,b\"", {"\"a", "b\""}},
          }) {
         SCOPED_TRACE(c.text);
-        EXPECT_EQ(Split(c.fs, c.text), c.pieces);
+        EXPECT_EQ(Split(c.fs, c.text, c.quote), c.pieces);
     }
 }
 

@@ -152,6 +152,16 @@ TEST_F(UpdateInfoTest, ErrorIsRaisedAsUpdateInfosAfterRelocking) {
     EXPECT_EQ(ui().progressLog.back(), "Close");
 }
 
+TEST_F(UpdateInfoTest, ALockFailingTwiceIsSaidAndDoneBeforeTheNextRequest) {
+    comm().Fail(SET_PASSCODE_LOCK, Broken());
+    comm().Fail(SET_PASSCODE_LOCK, Broken());
+    const auto e = Raised([&] { unit->UpdatePasscodeState("", true); });
+    EXPECT_NE(e.Description().find("may be left unlocked"), std::string::npos) << e.Description();
+    ClearLog();
+    ASSERT_TRUE(unit->QueryUnits());
+    EXPECT_THAT(comm().Requests(), ElementsAre("Write 4", "Read 168"));
+}
+
 TEST_F(UpdateInfoTest, OwnGridIsNotWrittenBeforeItWasFilled) {
     ASSERT_TRUE(unit->UpdateInfo());
     const auto requests = comm().Requests();

@@ -14,8 +14,9 @@ class RecordingOutputFile : public IOutputFile {
         : folder_(std::move(folder)), name_(std::move(name)) {}
     void SetRegistry(std::shared_ptr<IRegistry> r) override { registry_ = std::move(r); }
     std::shared_ptr<IRegistry> Registry() const override { return registry_; }
-    bool Create(const OutputFileSpec&) override { return true; }
+    void Create(const OutputFileSpec&) override {}
     void WriteReading(const std::vector<std::string_view>&) override {}
+    void WriteComment(std::string_view) override {}
     void Close() override {}
     std::string Folder() const override { return folder_; }
     std::string FileName() const override { return name_; }

@@ -33,13 +33,21 @@ TEST_F(DownloadFailure, EarlyEndWritesWhatArrivedAndSaysSo) {
     // The link died inside the third line.
     const std::string partial =
         CrJoined({Reading(1, 1, "A", "1.25"), Reading(2, 1, "A", "2.5"), "3,2024/03/07,12:0"});
-    ScriptLog(10, partial, true);
+    comm().Reply(280, "0,10");
+    comm().TransferReply({partial, true, "link dropped"});
     EXPECT_FALSE(Download());
 
     EXPECT_EQ(Raw(), partial);
     ASSERT_EQ(DownloadedNames().size(), 1u);
     EXPECT_EQ(Rows(DownloadedNames()[0]).size(), 2u);
-    ExpectOneBoxHolding({LoadResString(239), "ended early", TempPath(kRawFileName)});
+    // The file says so itself, and so does the trace.
+    const std::string note = LastLine(DownloadedNames()[0]);
+    EXPECT_EQ(note.rfind("# incomplete download: 2 readings received; the transfer ended early "
+                         "(link dropped); 1 lines received were not readings (line 3 has 3",
+                         0),
+              0u);
+    EXPECT_EQ(Trace().at(Trace().size() - 2), "Download incomplete: " + note.substr(2));
+    ExpectOneBoxHolding({LoadResString(239), "ended early (link dropped)", TempPath(kRawFileName)});
     // The user still gets the list of what was written.
     EXPECT_EQ(host->ui.dialogsShown, std::vector<std::string>{"frmShowFiles"});
     EXPECT_TRUE(prompt);
@@ -106,6 +114,24 @@ TEST_F(DownloadFailure, FailedRawCopyStillWritesTheReadings) {
     EXPECT_EQ(result.readings, 3);
 }
 
+TEST_F(DownloadFailure, RawFileHoldsEachLineBeforeTheTransferIsOver) {
+    // What a process killed in mid-transfer leaves behind.
+    ScriptLog(3, ThreeReadings());
+    std::string onDisk;
+    comm().duringTransfer = [&] { onDisk = Raw(); };
+    ASSERT_TRUE(Download());
+    EXPECT_EQ(onDisk, ThreeReadings());
+}
+
+TEST_F(DownloadFailure, FullTemporaryFolderIsToldAndTheReadingsStillWritten) {
+    host->files.fullFolder = host->files.Root() + "/temp";
+    ScriptLog(3, ThreeReadings());
+    const DownloadResult result = DownloadLogFiles(*instrument, DownloadRequest{});
+    EXPECT_NE(result.traceError.find("Disk full"), std::string::npos);
+    EXPECT_NE(result.rawFileError.find("Disk full"), std::string::npos);
+    EXPECT_EQ(Rows(result.files.at(0)->FileName()).size(), 3u);
+}
+
 TEST_F(DownloadFailure, TemporaryFilesRemovedByAnotherDownloadAreNoError) {
     ScriptLog(3, ThreeReadings());
     ASSERT_TRUE(Download());
@@ -116,28 +142,6 @@ TEST_F(DownloadFailure, TemporaryFilesRemovedByAnotherDownloadAreNoError) {
     EXPECT_TRUE(host->ui.boxes.empty());
     EXPECT_EQ(Raw(), ThreeReadings());
     EXPECT_EQ(Trace().front(), "Preparing to download data from 4710...");
-}
-
-TEST_F(DownloadFailure, DeclinedOverwriteWritesNothingAndSaysNothingMore) {
-    // Same label, same second: the second multiple-file download finds the first one's files.
-    instrument->Serial("S");
-    ScriptLog(3, ThreeReadings());
-    DownloadRequest request;
-    request.opt = DOWNLOAD_MULTIPLE_FILES;
-    DownloadResult first = DownloadLogFiles(*instrument, request);
-    ASSERT_EQ(first.files.size(), 2u);
-    ScriptLog(3, ThreeReadings());
-    host->ui.answers = {kAnsNo, kAnsNo};
-    DownloadResult second = DownloadLogFiles(*instrument, request);
-    if (second.files.size() == 2u) {
-        GTEST_SKIP() << "the clock moved on to the next second";
-    }
-    EXPECT_TRUE(second.files.empty());
-    EXPECT_EQ(second.readings, 0);
-    ASSERT_EQ(host->ui.boxes.size(), 2u);
-    EXPECT_EQ(host->ui.boxes[0].style, 36);
-    EXPECT_EQ(DownloadedNames().size(), 2u);
-    EXPECT_EQ(Rows(first.files[0]->FileName()).size(), 2u);
 }
 
 }  // namespace

@@ -184,8 +184,12 @@ TEST_F(DownloadLogTest, LoneCarriageReturnsSplitLinesAndBlankOrGarbledOnesAreSki
     const std::string reply = "\r" + Reading(1, 1, "A", "1") + "\r\r" + junk + "\r1,2,3\r\r" +
                               Reading(2, 1, "A", "2") + "\r";
     ScriptLog(2, reply);
-    ASSERT_TRUE(Download(DOWNLOAD_SINGLE_FILE, 0, 0));
+    // Lines that are no readings leave the file incomplete, and the user is told which.
+    EXPECT_FALSE(Download(DOWNLOAD_SINGLE_FILE, 0, 0));
+    ExpectOneBoxHolding({"2 lines received were not readings",
+                         "line 4 has 1 fields where a reading has 8: \"xxxx", "...\""});
     EXPECT_EQ(Rows(DownloadedNames().at(0)).size(), 2u);
+    EXPECT_EQ(LastLine(DownloadedNames().at(0)).rfind("# incomplete download: 2 readings", 0), 0u);
     EXPECT_EQ(Raw(), reply);
     EXPECT_EQ(host->ui.doEvents, 8);
     auto trace = Trace();
@@ -262,6 +266,8 @@ TEST_F(DownloadLogTest, ProgressShowsParsingAndCancelKeepsWhatWasWritten) {
     ASSERT_FALSE(host->ui.progressLog.empty());
     EXPECT_EQ(host->ui.progressLog.front(), "Status " + LoadResString(248) + " 0");
     EXPECT_EQ(Rows(DownloadedNames().at(0)).size(), 6u);
+    EXPECT_EQ(LastLine(DownloadedNames().at(0)).find("6 readings received; writing was cancelled"),
+              23u);
     EXPECT_EQ(Raw(), CrJoined(many));
 }
 
@@ -271,7 +277,7 @@ TEST_F(DownloadLogTest, NonInteractiveDownloadListsItsFilesAndShowsNothing) {
     request.opt = DOWNLOAD_MULTIPLE_FILES;
     request.decimals = 3;
     DownloadResult result = DownloadLogFiles(*instrument, request);
-    EXPECT_EQ(result.outcome, DownloadOutcome::Written);
+    EXPECT_EQ(result.outcome, DownloadOutcome::NotReadings);
     ASSERT_EQ(result.files.size(), 2u);
     EXPECT_EQ(result.count, 3);
     EXPECT_EQ(result.lines, 3);

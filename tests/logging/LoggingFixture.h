@@ -49,12 +49,14 @@ inline std::vector<std::string> SplitLines(const std::string& text) {
     return out;
 }
 
-// The reading rows of a download file's text: what follows the column line.
+// The reading rows of a download file's text: what follows the column line, but comments.
 inline std::vector<std::string> RowsAfterColumns(const std::string& text) {
     auto all = SplitLines(text);
     auto columns = std::find(all.begin(), all.end(), kOutputColumns);
     EXPECT_NE(columns, all.end()) << "no column line in:\n" << text;
-    return {columns == all.end() ? all.end() : columns + 1, all.end()};
+    std::vector<std::string> rows(columns == all.end() ? all.end() : columns + 1, all.end());
+    std::erase_if(rows, [](const std::string& row) { return row.rfind("# ", 0) == 0; });
+    return rows;
 }
 
 class LoggingTest : public ::testing::Test {
@@ -108,6 +110,11 @@ class LoggingTest : public ::testing::Test {
     // Reading rows of a download file (after the header block and the column line).
     std::vector<std::string> Rows(const std::string& name) {
         return RowsAfterColumns(host->files.ReadFile(downloads + "/" + name));
+    }
+    // The last line of a download file: the mark of an incomplete one.
+    std::string LastLine(const std::string& name) {
+        const auto all = SplitLines(host->files.ReadFile(downloads + "/" + name));
+        return all.empty() ? std::string() : all.back();
     }
     std::vector<std::string> Prompts() { return host->ui.Prompts(); }
     // The one message box shown must hold every part.

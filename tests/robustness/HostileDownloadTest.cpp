@@ -157,9 +157,10 @@ TEST_F(HostileDownload, QuotesControlBytesAndFormulasStayInsideTheirCells) {
     // The channel, value and unit fields are as hostile as the label.
     lines.push_back("99,2024/03/07,12:00:00,\"1\",1,x,\"25\",=C");
     // Found by fuzzing: a date of the "YYYY/MM/DD" shape was copied unquoted, so a quote broke
-    // the file and a control byte reached the cell.
+    // the file and a control byte reached the cell. A row must not pass for a comment either.
     lines.push_back(Line(100, 1, "A", "20\"4/03/07"));
     lines.push_back(Line(101, 1, "A", "2024/0\x01/07"));
+    lines.push_back(Line(102, 1, "A", "# 2024/03/07"));
     const DownloadResult result = Download(lines, DOWNLOAD_SINGLE_FILE);
     ASSERT_EQ(result.files.size(), 1u);
     ExpectConfined(result);
@@ -180,6 +181,25 @@ TEST_F(HostileDownload, QuotesControlBytesAndFormulasStayInsideTheirCells) {
     EXPECT_EQ(rows[0][3], "say \"hi\"");
     EXPECT_EQ(rows[2][3], "'=HYPERLINK(\"http://x\")");
     EXPECT_EQ(rows[labels.size() + 1][0], "20\"4/03/07");
+    EXPECT_EQ(rows.back()[0], "# 2024/03/07");
+}
+
+// A line with more or fewer fields than a reading is left out, never written with its columns
+// shifted (a value taken from a label's second half); a label that travels quoted is intact.
+TEST_F(HostileDownload, LinesWithoutExactlyAReadingsFieldsAreNeverShifted) {
+    const DownloadResult result =
+        Download({Line(1, 1, "\"A,B\""), Line(2, 1, "\"say \"\"hi\"\"\""), Line(3, 1, "A,25"),
+                  Line(4, 1, "\"A,25"), "5,2024/03/07,12:00:00,1,1,L,25,0012,C",
+                  "6,2024/03/07,12:00:00,1,1,25.0,C"},
+                 DOWNLOAD_SINGLE_FILE);
+    EXPECT_EQ(result.outcome, DownloadOutcome::NotReadings);
+    EXPECT_NE(result.note.find("4 lines received were not readings (line 3 has 9 fields"),
+              std::string::npos)
+        << result.note;
+    const auto rows = Rows(result.files.at(0));
+    ASSERT_EQ(rows.size(), 2u);
+    EXPECT_EQ(rows[0], (CsvRow{"2024-03-07", "12:00:00", "1", "A,B", "25.0012", "C"}));
+    EXPECT_EQ(rows[1][3], "say \"hi\"");
 }
 
 TEST_F(HostileDownload, HostileSerialsStayInTheHeaderAndOutOfPaths) {

@@ -116,11 +116,12 @@ TEST(HostileLab, TamperedLabelsInTheLogStayInTheDownloadFolderAndItsCsv) {
     DownloadRequest request;
     request.opt = DOWNLOAD_MULTIPLE_FILES;
     const DownloadResult result = DownloadLogFiles(*unit, request);
-    EXPECT_EQ(result.outcome, DownloadOutcome::Written);
-    EXPECT_GT(result.readings, 0);
-    EXPECT_EQ(result.readings + result.skipped, result.count);
+    // Every reading arrives whole: a label with a comma or a quote travels quoted.
+    EXPECT_EQ(result.outcome, DownloadOutcome::Written) << result.message;
+    EXPECT_EQ(result.readings, result.count);
     ASSERT_EQ(result.files.size(), kTamperedLabels.size());
     int64_t rows = 0;
+    int intact = 0;  // one bit per label with a comma or a quote
     for (const auto& file : result.files) {
         const fs::path path = fs::path(file->Folder()) / file->FileName();
         EXPECT_EQ(path.parent_path(), fs::path(lab.downloads)) << path;
@@ -128,8 +129,13 @@ TEST(HostileLab, TamperedLabelsInTheLogStayInTheDownloadFolderAndItsCsv) {
         const auto readings = ReadingRows(ReadFileText(path), &error);
         ASSERT_TRUE(readings.has_value()) << path.filename() << ": " << error;
         rows += static_cast<int64_t>(readings->size());
+        for (const CsvRow& row : *readings) {
+            intact |= (row[3] == "two,fields" ? 1 : 0) | (row[3] == "q\"u;o" ? 2 : 0);
+            EXPECT_EQ(row[5], "C") << "shifted columns in " << path.filename();
+        }
     }
     EXPECT_EQ(rows, result.readings);
+    EXPECT_EQ(intact, 3);
     // Nothing was written outside the lab's download and temporary folders.
     for (const std::string& file : lab.Files()) {
         const bool expected = file.rfind("downloads/", 0) == 0 || file.rfind("temp/", 0) == 0 ||

@@ -1,6 +1,8 @@
 #pragma once
 // A strict reader of the download files' CSV (RFC 4180 with line-feed rows): a field is bare
-// text without quotes, or quoted with inner quotes doubled. Anything else is a broken file.
+// text without quotes, or quoted with inner quotes doubled; a row that begins with '#' is a
+// comment. Anything else is a broken file.
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -21,6 +23,10 @@ inline std::optional<std::vector<CsvRow>> ReadStrictCsv(std::string_view text,
     bool inQuotes = false, quoted = false;
     for (size_t i = 0; i < text.size() && why.empty(); ++i) {
         const char c = text[i];
+        if (c == '#' && row.empty() && field.empty() && !quoted && !inQuotes) {
+            i = std::min(text.find('\n', i), text.size());
+            continue;
+        }
         if (inQuotes) {
             if (c != '"') {
                 field += c;

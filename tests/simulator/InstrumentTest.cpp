@@ -37,7 +37,10 @@ TEST_F(SimInstrument, RepliesCarryTheRequestsTagOrNone) {
     EXPECT_EQ(Ask("6 LOG:LAB \"open"),
               "6 !ERR 1 cannot read the command: unterminated quoted argument");
     EXPECT_EQ(Ask("PROB:PAR? 1"), "!ERR 2 missing paramname");
-    EXPECT_EQ(inst->RequestCount(), 5u);
+    EXPECT_EQ(Ask("8 LOG:LAB " + std::string(4096, 'A')),
+              "8 !ERR 1 cannot read the command: the line is longer than 4096 bytes");
+    EXPECT_EQ(Ask("LOG:LAB?"), "DEMAND");
+    EXPECT_EQ(inst->RequestCount(), 7u);
 }
 
 TEST_F(SimInstrument, PasscodeUnlocksUntilRelockedAndAWrongOneLocks) {
@@ -311,8 +314,9 @@ TEST_F(SimInstrument, DamagedOrUnsavableStateLeavesTheInstrumentWorking) {
     options.statePath = folder.Root() + "/blocker/sim-1.json";
     auto stuck = sim::Instrument::Create(options);
     EXPECT_FALSE(stuck->LastSaveError().empty());
-    EXPECT_EQ(test::Ask(*stuck, "UNIT K"), "OK");
-    EXPECT_EQ(test::Ask(*stuck, "UNIT?"), "K");
+    // A change it cannot keep is refused and undone; reading goes on.
+    EXPECT_EQ(test::Ask(*stuck, "UNIT K").rfind("!ERR 8 cannot store the state in", 0), 0u);
+    EXPECT_EQ(test::Ask(*stuck, "UNIT?"), "C");
 }
 
 TEST_F(SimInstrument, DataFilesAreCheckedWhenRead) {

@@ -1,5 +1,6 @@
 #include "tests/testsupport/FakeCommunications.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace vesk::test {
@@ -111,7 +112,7 @@ void FakeCommunications::WriteSetting(int32_t id) {
 }
 
 TransferResult FakeCommunications::Transfer(int32_t id, int32_t expectedCount,
-                                            const std::string& value) {
+                                            const std::string& value, const TransferSink& sink) {
     std::string line = "Transfer " + std::to_string(id) + " " + std::to_string(expectedCount);
     if (!value.empty()) {
         line += " value=" + value;
@@ -122,6 +123,14 @@ TransferResult FakeCommunications::Transfer(int32_t id, int32_t expectedCount,
     }
     TransferResult r = std::move(transfers_.front());
     transfers_.pop_front();
+    for (size_t start = 0; sink && start < r.text.size();) {
+        const size_t end = std::min(r.text.find('\r', start), r.text.size() - 1) + 1;
+        sink(std::string_view(r.text).substr(start, end - start));
+        start = end;
+    }
+    if (duringTransfer) {
+        duringTransfer();
+    }
     return r;
 }
 

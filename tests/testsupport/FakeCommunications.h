@@ -71,7 +71,10 @@ class FakeCommunications : public ICommunications {
     IRequestParams& params() override { return params_; }
     std::string ReadSetting(int32_t id, bool flag, const std::string& extra) override;
     void WriteSetting(int32_t id) override;
-    TransferResult Transfer(int32_t id, int32_t expectedCount, const std::string& value) override;
+    // Hands the scripted text to the sink line by line (each with its CR), as a link would.
+    using ICommunications::Transfer;
+    TransferResult Transfer(int32_t id, int32_t expectedCount, const std::string& value,
+                            const TransferSink& sink) override;
     ISerialPort& Port() override { return port_; }
     void FolderPath(const std::string& folder) override;
     void InstrumentCode(int32_t code) override;
@@ -90,6 +93,8 @@ class FakeCommunications : public ICommunications {
     void ClearScript();
 
     std::string defaultReply;
+    // Called inside Transfer once every line went to the sink: where a killed process stops.
+    std::function<void()> duringTransfer;
     // Asked for a read's reply when nothing is scripted for the id; sees the parameters set.
     std::function<std::optional<std::string>(int32_t id,
                                              const std::map<std::string, std::string>& params)>

@@ -24,6 +24,9 @@ class FakeTextFile : public ITextFile {
         if (!out_.is_open()) {
             throw AutomationError(kErrDeviceIO, "File is closed: " + path_);
         }
+        if (!owner_.fullFolder.empty() && path_.rfind(owner_.fullFolder + "/", 0) == 0) {
+            throw AutomationError(kErrDiskFull, "Disk full: " + path_);
+        }
         if (owner_.diskCapacity && owner_.bytesWritten + text.size() > *owner_.diskCapacity) {
             // Keep what fits, like a real full disk.
             const size_t room = *owner_.diskCapacity - owner_.bytesWritten;
@@ -36,6 +39,9 @@ class FakeTextFile : public ITextFile {
     }
 
     void WriteLine(std::string_view line) override { Write(std::string(line) + "\n"); }
+
+    void Flush() override { out_.flush(); }
+    void Sync() override { out_.flush(); }
 
     void Close() override {
         if (!out_.is_open()) {
@@ -122,6 +128,14 @@ void FakeFileSystem::DeleteFile(const std::string& path) {
         throw AutomationError(kErrFileNotFound, "File not found: " + path);
     }
     deleted.push_back(path);
+}
+
+bool FakeFileSystem::RenameFile(const std::string& from, const std::string& to) {
+    if (fs::exists(to)) {
+        return false;
+    }
+    fs::rename(from, to);
+    return true;
 }
 
 std::unique_ptr<ITextFile> FakeFileSystem::CreateTextFile(const std::string& path) {

@@ -25,6 +25,7 @@ class FakeFileSystem : public IFileSystem {
     bool FileExists(const std::string& path) override;
     // A missing file raises 53 (file not found).
     void DeleteFile(const std::string& path) override;
+    bool RenameFile(const std::string& from, const std::string& to) override;
     std::unique_ptr<ITextFile> CreateTextFile(const std::string& path) override;
 
     // The temporary root folder of this instance.
@@ -40,6 +41,7 @@ class FakeFileSystem : public IFileSystem {
     bool failCreate = false;             // CreateTextFile raises 70 (permission denied)
     std::optional<size_t> diskCapacity;  // bytes all files may hold; beyond it Write raises 61
     bool failClose = false;              // Close raises 61 (disk full)
+    std::string fullFolder;              // files under it cannot grow: Write raises 61
     bool vanishBeforeDelete = false;     // someone else removes a file just before DeleteFile
 
     std::vector<std::string> created;  // paths passed to CreateTextFile, in order

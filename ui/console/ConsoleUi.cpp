@@ -1,9 +1,12 @@
 #include "ui/console/ConsoleUi.h"
 
+#include <fcntl.h>
+#include <poll.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <iostream>
@@ -17,10 +20,52 @@ namespace vesk {
 namespace {
 
 std::atomic<uint32_t> g_interrupts{0};
+std::atomic<int> g_signal{0};
+std::atomic<bool> g_cancelArmed{false};
 static_assert(std::atomic<uint32_t>::is_always_lock_free, "the signal handler needs it");
+static_assert(std::atomic<int>::is_always_lock_free, "the signal handler needs it");
+static_assert(std::atomic<bool>::is_always_lock_free, "the signal handler needs it");
 
-extern "C" void OnInterrupt(int) {
+constexpr int kCancelRepeatMs = 100;
+
+// Wakes the thread of a CancelOnInterrupt. Made once and kept for the process: a handler may
+// still hold its number when a scope ends.
+struct WakePipe {
+    int read = -1;
+    int write = -1;
+};
+
+const WakePipe& Wake() {
+    static const WakePipe pipe = [] {
+        WakePipe p;
+        int fds[2];
+        if (::pipe2(fds, O_NONBLOCK | O_CLOEXEC) == 0) {
+            p.read = fds[0];
+            p.write = fds[1];
+        }
+        return p;
+    }();
+    return pipe;
+}
+std::atomic<int> g_wakeFd{-1};
+
+extern "C" void OnInterrupt(int signal) {
+    const int savedErrno = errno;
+    int none = 0;
+    const bool first = g_signal.compare_exchange_strong(none, signal);
+    if (!first || (signal != SIGINT && !g_cancelArmed.load())) {
+        // A second signal, or a termination nothing is ready to wind down: the default action.
+        ::signal(signal, SIG_DFL);
+        ::raise(signal);
+        errno = savedErrno;
+        return;
+    }
     ConsoleUi::NoteInterrupt();
+    if (const int fd = g_wakeFd.load(); fd >= 0) {
+        const char byte = 1;
+        [[maybe_unused]] const ssize_t n = ::write(fd, &byte, 1);
+    }
+    errno = savedErrno;
 }
 
 constexpr int32_t kAnsAbort = 3;
@@ -354,11 +399,51 @@ bool ConsoleUi::ShowModal(IDialogLogic& dialog, IForm* owner) {
 }
 
 void ConsoleUi::InstallInterruptHandler() {
+    g_wakeFd = Wake().write;
     struct sigaction sa {};
     sa.sa_handler = OnInterrupt;
     sigemptyset(&sa.sa_mask);
-    sa.sa_flags = SA_RESETHAND;
+    // No SA_RESTART: a prompt waiting for a line gives up on Ctrl-C.
+    sa.sa_flags = 0;
     ::sigaction(SIGINT, &sa, nullptr);
+    ::sigaction(SIGTERM, &sa, nullptr);
+}
+
+int ConsoleUi::InterruptSignal() noexcept {
+    return g_signal.load();
+}
+
+ConsoleUi::CancelOnInterrupt::CancelOnInterrupt(std::function<void()> cancel)
+    : cancel_(std::move(cancel)) {
+    const int wake = Wake().read;
+    g_cancelArmed = true;
+    thread_ = std::thread([this, wake] {
+        while (!stop_.load()) {
+            const bool interrupted = g_signal.load() != 0;
+            if (interrupted) {
+                try {
+                    cancel_();
+                } catch (...) {
+                    // Cancelling is a request; the operation reports how it ended.
+                }
+            }
+            pollfd p{wake, POLLIN, 0};
+            ::poll(&p, wake >= 0 ? 1 : 0, interrupted || wake < 0 ? kCancelRepeatMs : -1);
+            char drain[64];
+            while (wake >= 0 && ::read(wake, drain, sizeof drain) > 0) {
+            }
+        }
+    });
+}
+
+ConsoleUi::CancelOnInterrupt::~CancelOnInterrupt() {
+    g_cancelArmed = false;
+    stop_ = true;
+    if (const int fd = Wake().write; fd >= 0) {
+        const char byte = 0;
+        [[maybe_unused]] const ssize_t n = ::write(fd, &byte, 1);
+    }
+    thread_.join();
 }
 
 void ConsoleUi::NoteInterrupt() noexcept {

@@ -1,7 +1,8 @@
 #pragma once
 // User-interface services for the command line: message boxes on stderr, questions and
 // passcodes from flags, a queue or the terminal, and a progress bar when stderr is a
-// terminal. Ctrl-C (after InstallInterruptHandler) cancels progress and cuts waits short.
+// terminal. Ctrl-C (after InstallInterruptHandler) cancels progress and cuts waits short, and
+// stops what a CancelOnInterrupt names.
 #include <atomic>
 #include <cstdint>
 #include <deque>
@@ -10,6 +11,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "ui/console/LineInput.h"
@@ -60,12 +62,32 @@ class ConsoleUi : public IUiServices {
     std::function<void()> onEvents;
     std::function<bool(IDialogLogic&, IForm*)> modalHandler;
 
-    // Ctrl-C bumps the interrupt count; a second Ctrl-C before re-installing ends the process
-    // as usual, so a stuck operation can always be left.
+    // Ctrl-C (SIGINT) bumps the interrupt count; a second signal ends the process as usual, so
+    // a stuck operation can always be left. SIGTERM ends it at once unless a CancelOnInterrupt
+    // is in force, when it is an interrupt like Ctrl-C.
     static void InstallInterruptHandler();
     // Async-signal-safe: counts one interrupt (for applications with their own handler).
     static void NoteInterrupt() noexcept;
     static uint32_t InterruptCount() noexcept;
+    // The first signal the handler took (SIGINT or SIGTERM), 0 when none.
+    static int InterruptSignal() noexcept;
+
+    // While it lives, an interrupt runs cancel on a thread of its own (nothing but a count and
+    // a wake-up runs in the signal handler): at once, and again every 100 ms until it ends, so
+    // that a request that begins just after the signal is stopped too. An interrupt that came
+    // before it began counts. One at a time.
+    class CancelOnInterrupt {
+      public:
+        explicit CancelOnInterrupt(std::function<void()> cancel);
+        ~CancelOnInterrupt();
+        CancelOnInterrupt(const CancelOnInterrupt&) = delete;
+        CancelOnInterrupt& operator=(const CancelOnInterrupt&) = delete;
+
+      private:
+        std::function<void()> cancel_;
+        std::atomic<bool> stop_{false};
+        std::thread thread_;
+    };
 
   private:
     // The answer typed, or nothing once the input ended.

@@ -131,6 +131,7 @@ std::shared_ptr<ICommunications> CVesk4710Channel::BeginRequest() const {
         throw AutomationError(kErrObjectRequired,
                               "The channel is not connected to an instrument (it was released)");
     }
+    instrument->LockIfLeftUnlocked();
     auto comm = instrument->Communications();
     if (!comm) {
         throw AutomationError(kErrObjectRequired,

@@ -320,13 +320,7 @@ bool CVesk4710Channel::UpdateInfo(IForm* parent) {
     // Restored also after a failure, before any message, so the instrument never stays open.
     if (unlocked) {
         try {
-            try {
-                instrument->UpdatePasscodeState("", true);
-            } catch (...) {
-                // One retry: a lost reply or a dropped link (reopened by the next request)
-                // must not leave the instrument unlocked.
-                instrument->UpdatePasscodeState("", true);
-            }
+            instrument->UpdatePasscodeState("", true);
             instrument->PasscodeState(PS_DISABLED);
             instrument->Passcode(passcode);
         } catch (...) {

@@ -218,7 +218,7 @@ const std::vector<MemberInfo>& CVesk4710::MemberTable() {
 
 // ---- shared plumbing ----
 
-std::shared_ptr<ICommunications> CVesk4710::Session() const {
+std::shared_ptr<ICommunications> CVesk4710::Connection() const {
     if (!comm_) {
         throw AutomationError(kErrObjectRequired,
                               "There is no communications session: call "
@@ -227,8 +227,45 @@ std::shared_ptr<ICommunications> CVesk4710::Session() const {
     return comm_;
 }
 
+std::shared_ptr<ICommunications> CVesk4710::Session() const {
+    LockIfLeftUnlocked();
+    return Connection();
+}
+
+void CVesk4710::Lock() const {
+    leftUnlocked_ = true;
+    try {
+        detail::WriteSetting(*Connection(), SET_PASSCODE_LOCK);
+    } catch (const AutomationError&) {
+        detail::WriteSetting(*Connection(), SET_PASSCODE_LOCK);
+    }
+    leftUnlocked_ = false;
+}
+
+void CVesk4710::LockIfLeftUnlocked() const {
+    try {
+        if (leftUnlocked_) {
+            Lock();
+        }
+    } catch (...) {
+        Rethrow("LockIfLeftUnlocked");
+    }
+}
+
 void CVesk4710::Rethrow(const char* member) const {
-    Reraise(std::string(detail::kClassPrefix) + member, vesk::HelpFile(), dvciCommError_);
+    const std::string source = std::string(detail::kClassPrefix) + member;
+    if (!leftUnlocked_) {
+        Reraise(source, vesk::HelpFile(), dvciCommError_);
+    }
+    static const std::string kNote =
+        "; the instrument may be left unlocked, as locking it failed twice (the next request "
+        "of this session locks it first)";
+    PendingError pending = CapturePendingError();
+    if (pending.description.find(kNote) == std::string::npos) {
+        pending.description += kNote;
+    }
+    throw AutomationError(pending.number, pending.description, source, vesk::HelpFile(),
+                          dvciCommError_);
 }
 
 // ---- properties ----

@@ -173,6 +173,10 @@ class CVesk4710 : public IDispatchable, public std::enable_shared_from_this<CVes
     bool QueryNumChannels();
     // The module list text as last read, kept verbatim.
     const std::string& ModuleList() const;
+    // A lock (setting 4) failed twice and the instrument may be left unlocked; the next
+    // request of this object or its channels locks it first (LockIfLeftUnlocked).
+    bool LeftUnlocked() const { return leftUnlocked_; }
+    void LockIfLeftUnlocked() const;
 
     // Calibration parameters and dates.
     bool FillCalibrationGrid(IGridControl& grid);
@@ -201,11 +205,16 @@ class CVesk4710 : public IDispatchable, public std::enable_shared_from_this<CVes
     void Communications(std::shared_ptr<ICommunications> value);
 
     // The session's communications object, held for one request; raises when there is no
-    // session yet.
+    // session yet. An instrument left unlocked is locked first.
     std::shared_ptr<ICommunications> Session() const;
+    std::shared_ptr<ICommunications> Connection() const;
+    // Setting 4, tried once more when it fails (a dropped link is opened again by the next
+    // request); until it works the instrument counts as left unlocked.
+    void Lock() const;
     // The grid of frm, or our own.
     IGridControl& GridOf(IForm* frm);
-    // Re-raises the pending error with this object's source, help file and help context.
+    // Re-raises the pending error with this object's source, help file and help context,
+    // saying so when the instrument is left unlocked.
     [[noreturn]] void Rethrow(const char* member) const;
     bool ShowDialog(IDialogLogic& dialog);
 
@@ -218,6 +227,7 @@ class CVesk4710 : public IDispatchable, public std::enable_shared_from_this<CVes
     std::unique_ptr<vesk::CalibrationGrid> calGrid_;
     // Our own grid holds instrument data only once filled; before that it is not written.
     bool calGridFilled_ = false;
+    mutable bool leftUnlocked_ = false;
 
     int32_t dvciCommError_ = 0;
     E4710DateFormat dateFormat_ = DTFMT_YYYY_MM_DD;

@@ -198,7 +198,7 @@ bool CVesk4710::UpdateSerialNumber() {
 bool CVesk4710::UpdatePasscodeState(const std::string& passcode, bool disable) {
     try {
         if (disable) {
-            detail::WriteSetting(*Session(), SET_PASSCODE_LOCK);
+            Lock();
         } else {
             detail::WriteValue(*Session(), SET_PASSCODE, passcode);
         }

@@ -3,6 +3,7 @@
 #include <charconv>
 #include <initializer_list>
 #include <map>
+#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -112,11 +113,15 @@ class TraceFile {
             try {
                 file_->Close();
             } catch (...) {
-                // The trace is diagnostic; its loss is not worth the download.
+                // The trace is diagnostic; its loss is not worth the download, only a word.
+                error_ = CapturePendingError().description;
             }
             file_.reset();
         }
     }
+
+    // Why the trace is short, empty while it is whole.
+    const std::string& Error() const { return error_; }
 
   private:
     void Write(std::string_view text) {
@@ -126,14 +131,84 @@ class TraceFile {
         try {
             file_->Write(text);
         } catch (...) {
+            error_ = CapturePendingError().description;
             file_.reset();
         }
     }
 
     IFileSystem& fs_;
     std::unique_ptr<ITextFile> file_;
+    std::string error_;
     std::unique_ptr<char[]> buf_ = std::make_unique<char[]>(kTraceBufferSize);
     size_t used_ = 0;
+};
+
+// The raw transfer file. Lines are written through as they arrive, so that even a killed
+// process keeps them; what a component hands over only at the end is written then. A failure
+// never stops the transfer: it is kept for Finish to report.
+class RawCopy {
+  public:
+    explicit RawCopy(IFileSystem& fs) : fs_(fs) {}
+
+    void Open(const std::string& path) {
+        try {
+            DeleteIfPresent(fs_, path);
+            file_ = fs_.CreateTextFile(path);
+        } catch (...) {
+            failure_ = CapturePendingError();
+        }
+    }
+
+    void Append(std::string_view line) noexcept {
+        if (!file_) {
+            return;
+        }
+        try {
+            file_->Write(line);
+            file_->Flush();
+            written_ += line.size();
+        } catch (...) {
+            failure_ = CapturePendingError();
+            failure_->description += " (after " + std::string(Num(written_)) + " bytes)";
+            Drop();
+        }
+    }
+
+    // The whole text is in the file once this returns; raises the first failure otherwise.
+    void Finish(std::string_view text) {
+        if (!failure_ && written_ < text.size()) {
+            try {
+                file_->Write(text.substr(written_));
+            } catch (...) {
+                failure_ = CapturePendingError();
+            }
+        }
+        if (!failure_) {
+            std::unique_ptr<ITextFile> file = std::move(file_);
+            file->Close();
+            return;
+        }
+        Drop();
+        throw AutomationError(failure_->number, failure_->description, failure_->source,
+                              failure_->helpFile, failure_->helpContext);
+    }
+
+  private:
+    void Drop() noexcept {
+        try {
+            if (file_) {
+                file_->Close();
+            }
+        } catch (...) {
+            // Already failing; the first failure is the one reported.
+        }
+        file_.reset();
+    }
+
+    IFileSystem& fs_;
+    std::unique_ptr<ITextFile> file_;
+    size_t written_ = 0;
+    std::optional<PendingError> failure_;
 };
 
 // Restores the session's link mode however the download ends.
@@ -167,19 +242,18 @@ bool IsBlank(std::string_view line) {
     return true;
 }
 
-// Field n (1-based) of a comma-separated line, without the line end.
-std::string_view FieldOf(std::string_view line, int32_t n) {
+// A line as an error message may quote it: short, control bytes shown as '?'.
+std::string Excerpt(std::string_view line) {
+    constexpr size_t kMax = 60;
     while (!line.empty() && (line.back() == '\r' || line.back() == '\n')) {
         line.remove_suffix(1);
     }
-    for (int32_t i = 1; i < n; ++i) {
-        const size_t comma = line.find(',');
-        if (comma == std::string_view::npos) {
-            return {};
-        }
-        line.remove_prefix(comma + 1);
+    std::string out;
+    for (char c : line.substr(0, kMax)) {
+        const auto u = static_cast<unsigned char>(c);
+        out.push_back(u < 0x20 || u == 0x7F ? '?' : c);
     }
-    return line.substr(0, line.find(','));
+    return line.size() > kMax ? out + "..." : out;
 }
 
 // Every CR followed by LF, as the line splitter expects.
@@ -220,7 +294,8 @@ class Download {
           fields_(fields),
           req_(request),
           interactive_(interactive),
-          trace_(fs_) {}
+          trace_(fs_),
+          raw_(fs_) {}
 
     detail::DownloadRun Run();
 
@@ -230,7 +305,11 @@ class Download {
     void Parse();
     std::shared_ptr<IOutputFile> NewFile(const std::string& label);
     void ParseLine(int32_t i);
-    void CloseAll();
+    // Marks the files incomplete when something was left out, and closes them.
+    void Finish();
+    void CloseAll(const std::string& why) noexcept;
+    std::string Received() const;
+    std::string KeptIn() const;
     void Tell(int32_t textId, DownloadOutcome outcome);
     void TraceError();
 
@@ -243,17 +322,19 @@ class Download {
     DownloadRequest req_;
     bool interactive_;
     TraceFile trace_;
+    RawCopy raw_;
     DownloadResult result_;
     std::string format_;
     std::string downloadTime_;
     std::unique_ptr<LinkModeGuard> linkMode_;
     std::unique_ptr<IProgress> progress_;
-    // Label text -> index in result_.files; null entries: the user kept the existing file.
+    // Label text -> index in result_.files.
     std::map<std::string, size_t, std::less<>> byLabel_;
-    std::vector<std::shared_ptr<IOutputFile>> slots_;
     std::vector<std::string_view> row_;
     bool rawWritten_ = false;
-    bool endedEarly_ = false;
+    std::string endedEarly_;    // why the transfer ended early; empty when it did not
+    std::string cancelledAt_;   // where the user stopped the parse; empty when it ran through
+    std::string firstSkipped_;  // the first line that was no reading
     int32_t phrase_ = kResAttemptingToDownloadLog;
 };
 
@@ -264,7 +345,7 @@ detail::DownloadRun Download::Run() {
     } catch (...) {
         run.ok = false;
         TraceError();
-        CloseAll();
+        CloseAll(CapturePendingError().description);
         trace_.Close();
         linkMode_.reset();
         if (progress_) {
@@ -329,6 +410,7 @@ void Download::Steps() {
             // A count that cannot be read ends the download like an empty log.
             statusKnown = false;
             TraceError();
+            result_.statusError = CapturePendingError().description;
         }
         if (statusKnown) {
             count = inst_.DemandLogCount();
@@ -340,19 +422,24 @@ void Download::Steps() {
         Tell(kResNoReadingsToDownload, DownloadOutcome::NoReadings);
         trace_.Line({"Download finished..."});
         trace_.Close();
+        result_.traceError = trace_.Error();
         return;
     }
 
     trace_.Line({"Downloading data..."});
     trace_.Flush();
+    raw_.Open(result_.rawPath);
+    const TransferSink keep = [this](std::string_view line) { raw_.Append(line); };
     TransferResult transfer;
     if (req_.label != 0) {
-        transfer = comm->Transfer(SET_TRANSFER_LABEL, count, std::string(Num(req_.label)));
+        transfer = comm->Transfer(SET_TRANSFER_LABEL, count, std::string(Num(req_.label)), keep);
     } else {
-        transfer = comm->Transfer(SET_TRANSFER_ALL, count, "");
+        transfer = comm->Transfer(SET_TRANSFER_ALL, count, "", keep);
     }
     linkMode_.reset();
-    endedEarly_ = transfer.endedEarly;
+    if (transfer.endedEarly) {
+        endedEarly_ = transfer.reason.empty() ? std::string("no reason given") : transfer.reason;
+    }
 
     trace_.Line({"Writing downloaded data to temp file..."});
     WriteRawFile(transfer);
@@ -362,6 +449,7 @@ void Download::Steps() {
         Tell(kResDownloadAborted, DownloadOutcome::Aborted);
         trace_.Line({"Download finished..."});
         trace_.Close();
+        result_.traceError = trace_.Error();
         return;
     }
 
@@ -376,6 +464,8 @@ void Download::Steps() {
     result_.lines = lines_.NF();
     trace_.Line({"Lines to parse: ", Num(result_.lines)});
     fields_.FS(",\r\n");
+    // A label holding a comma travels quoted.
+    fields_.Quote('"');
     progress_ = ui_.CreateProgress();
     if (progress_) {
         progress_->Status(LoadResString(kResParsingData), 0);
@@ -389,22 +479,12 @@ void Download::Steps() {
 
     trace_.Line({"Download finished..."});
     trace_.Close();
-
-    if (endedEarly_ && result_.outcome == DownloadOutcome::Written) {
-        result_.outcome = DownloadOutcome::EndedEarly;
-        result_.message = "The transfer ended early after " + std::string(Num(result_.lines)) +
-                          " lines; " + std::string(Num(result_.readings)) +
-                          " readings received were written and the received data is kept in '" +
-                          result_.rawPath + "'";
-    }
+    result_.traceError = trace_.Error();
 }
 
 void Download::WriteRawFile(const TransferResult& transfer) {
     try {
-        DeleteIfPresent(fs_, result_.rawPath);
-        auto raw = fs_.CreateTextFile(result_.rawPath);
-        raw->Write(transfer.text);
-        raw->Close();
+        raw_.Finish(transfer.text);
         rawWritten_ = true;
     } catch (...) {
         // The reply is still in memory: report, then go on so the output files get it.
@@ -435,12 +515,8 @@ std::shared_ptr<IOutputFile> Download::NewFile(const std::string& label) {
     spec.label = label;
     spec.downloadTime = downloadTime_;
     spec.valueFormat = format_;
-    if (!file->Create(spec)) {
-        trace_.Line({"Existing file kept; its readings are not written..."});
-        file.reset();
-    } else {
-        result_.files.push_back(file);
-    }
+    file->Create(spec);
+    result_.files.push_back(file);
     phrase_ = saved;
     return file;
 }
@@ -458,19 +534,15 @@ void Download::Parse() {
             // Every line carries the chosen label; name the file after it.
             for (int32_t i = 1; i <= n && label.empty(); ++i) {
                 if (!IsBlank(lines_.f(i))) {
-                    label = std::string(FieldOf(lines_.f(i), kFieldLabel));
+                    fields_.L(std::string(lines_.f(i)));
+                    label = std::string(fields_.f(kFieldLabel));
                 }
             }
             if (label.empty()) {
                 label = "#" + std::string(Num(req_.label));
             }
         }
-        slots_.push_back(NewFile(label));
-        if (!slots_.back()) {
-            result_.outcome = DownloadOutcome::Declined;
-            trace_.Line({"Closing file..."});
-            return;
-        }
+        NewFile(label);
     }
 
     const int32_t progressEvery = n >= 100 ? n / 100 : 1;
@@ -482,15 +554,15 @@ void Download::Parse() {
             if (!progress_->Continue()) {
                 trace_.Line({"Download cancelled at line ", Num(i), "..."});
                 result_.outcome = DownloadOutcome::Cancelled;
+                cancelledAt_ = "writing was cancelled after line " + std::string(Num(i)) + " of " +
+                               std::string(Num(n));
                 break;
             }
         }
     }
     trace_.Line({multiple ? "Closing all files..." : "Closing file..."});
     phrase_ = kResAttemptingToDownloadLog;
-    for (auto& file : result_.files) {
-        file->Close();
-    }
+    Finish();
 }
 
 void Download::ParseLine(int32_t i) {
@@ -511,14 +583,20 @@ void Download::ParseLine(int32_t i) {
     for (int32_t j = 1; j <= nf; ++j) {
         trace_.Line({"Field ", Num(j), " of ", total, ": ", row_[static_cast<size_t>(j - 1)]});
     }
-    if (nf < kReadingFields) {
-        // Garbled or cut short: the raw file keeps it.
+    // The piece after the line end is no field. Any other count than a reading's (garbled,
+    // cut short, a label with a comma that did not travel quoted) would shift the columns.
+    const int32_t own = nf - (line.back() == '\r' || line.back() == '\n' ? 1 : 0);
+    if (own != kReadingFields) {
         trace_.Line({"Line ", Num(i), " is not a reading; skipped..."});
-        ++result_.skipped;
+        if (result_.skipped++ == 0) {
+            firstSkipped_ = "line " + std::string(Num(i)) + " has " + std::string(Num(own)) +
+                            " fields where a reading has " + std::string(Num(kReadingFields)) +
+                            ": \"" + Excerpt(line) + "\"";
+        }
         return;
     }
 
-    std::shared_ptr<IOutputFile> target;
+    IOutputFile* target = nullptr;
     if (multiple) {
         trace_.Line({"Determining file index to write to..."});
         const std::string_view label = row_[kFieldLabel - 1];
@@ -530,20 +608,13 @@ void Download::ParseLine(int32_t i) {
             if (name.empty()) {
                 name = "#" + std::string(row_[kFieldLabel - 2]);
             }
-            slots_.push_back(NewFile(name));
-            it = byLabel_.emplace(std::string(label), slots_.size() - 1).first;
+            NewFile(name);
+            it = byLabel_.emplace(std::string(label), result_.files.size() - 1).first;
         }
-        target = slots_[it->second];
-        if (!target) {
-            return;
-        }
-        size_t number = 0;
-        while (result_.files[number] != target) {
-            ++number;
-        }
-        trace_.Line({"Writing to file ", Num(static_cast<int64_t>(number) + 1), "..."});
+        target = result_.files[it->second].get();
+        trace_.Line({"Writing to file ", Num(static_cast<int64_t>(it->second) + 1), "..."});
     } else {
-        target = slots_.front();
+        target = result_.files.front().get();
     }
 
     trace_.Line({"Updating file..."});
@@ -551,9 +622,57 @@ void Download::ParseLine(int32_t i) {
     ++result_.readings;
 }
 
-void Download::CloseAll() {
+std::string Download::Received() const {
+    return "incomplete download: " + std::string(Num(result_.readings)) + " readings received; ";
+}
+
+std::string Download::KeptIn() const {
+    return rawWritten_ ? "; every line received is kept in '" + result_.rawPath + "'"
+                       : std::string();
+}
+
+void Download::Finish() {
+    std::string why;
+    const auto add = [&why](const std::string& part) {
+        if (!part.empty()) {
+            why += why.empty() ? part : "; " + part;
+        }
+    };
+    add(endedEarly_.empty() ? std::string() : "the transfer ended early (" + endedEarly_ + ")");
+    add(cancelledAt_);
+    if (result_.skipped > 0) {
+        add(std::string(Num(result_.skipped)) + " lines received were not readings (" +
+            firstSkipped_ + ")");
+    }
+    if (!why.empty()) {
+        result_.note = Received() + why + KeptIn();
+        trace_.Line({"Download incomplete: ", result_.note});
+        for (auto& file : result_.files) {
+            file->WriteComment(result_.note);
+        }
+    }
+    for (auto& file : result_.files) {
+        file->Close();
+    }
+    if (!endedEarly_.empty()) {
+        result_.outcome = DownloadOutcome::EndedEarly;
+        result_.message = "The transfer ended early (" + endedEarly_ + "); the " +
+                          std::string(Num(result_.readings)) +
+                          " readings received were written to files marked incomplete" + KeptIn();
+    } else if (result_.outcome == DownloadOutcome::Written && result_.skipped > 0) {
+        result_.outcome = DownloadOutcome::NotReadings;
+        result_.message = std::string(Num(result_.skipped)) +
+                          " lines received were not readings and are left out of the files, " +
+                          "which are marked incomplete: " + firstSkipped_ + KeptIn();
+    }
+}
+
+void Download::CloseAll(const std::string& why) noexcept {
+    // What was written stays, marked: the files are all that holds the readings when the raw
+    // copy failed too.
     for (auto& file : result_.files) {
         try {
+            file->WriteComment(Received() + why);
             file->Close();
         } catch (...) {
             // Already on the error path; the first error is the one reported.
@@ -594,9 +713,13 @@ DownloadRun RunDownload(CVesk4710& instrument, ITextSplitter& lines, ITextSplitt
         return run;
     }
     const bool show = run.ok && !run.result.files.empty();
-    if (run.ok && run.result.outcome == DownloadOutcome::EndedEarly) {
+    const DownloadOutcome outcome = run.result.outcome;
+    if (run.ok &&
+        (outcome == DownloadOutcome::EndedEarly || outcome == DownloadOutcome::NotReadings)) {
         try {
-            throw AutomationError(kErrTransferEndedEarly, run.result.message);
+            throw AutomationError(
+                outcome == DownloadOutcome::EndedEarly ? kErrTransferEndedEarly : kErrNotReadings,
+                run.result.message);
         } catch (...) {
             ShowErrorMessage(instrument.GetHost().Ui(), LoadResString(kResAttemptingToDownloadLog),
                              kMsgCaption);

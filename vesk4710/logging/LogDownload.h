@@ -21,6 +21,8 @@ inline constexpr const char* kRawFileName = "TMPDWNLD.LOG";
 
 // The transfer stopped before its end but delivered readings, which were all written.
 inline constexpr int32_t kErrTransferEndedEarly = kObjectErrorBase + 1210;
+// Lines of the transfer were no readings: they are in the raw file only.
+inline constexpr int32_t kErrNotReadings = kObjectErrorBase + 1211;
 
 struct DownloadRequest {
     E4710DownloadLogOption log = DOWNLOAD_DEMAND_LOG;
@@ -29,13 +31,14 @@ struct DownloadRequest {
     int16_t decimals = -1;  // decimal places written; negative keeps the values as received
 };
 
+// Every outcome but Written, NoReadings and Aborted leaves files marked incomplete (note).
 enum class DownloadOutcome : int32_t {
-    Written,     // every line received went to its file
-    NoReadings,  // count 0 or unknown: nothing transferred (text 337)
-    Aborted,     // empty transfer that ended early (text 290)
-    EndedEarly,  // the transfer ended early; what arrived was written
-    Cancelled,   // the user cancelled the parse; what was parsed was written
-    Declined,    // the user declined to overwrite the only output file
+    Written,      // every line received went to its file
+    NoReadings,   // count 0 or unknown: nothing transferred (text 337)
+    Aborted,      // empty transfer that ended early (text 290)
+    EndedEarly,   // the transfer ended early; what arrived was written
+    Cancelled,    // the user cancelled the parse; what was parsed was written
+    NotReadings,  // lines received were no readings; they are in the raw file only
 };
 
 struct DownloadResult {
@@ -47,8 +50,11 @@ struct DownloadResult {
     int64_t skipped = 0;  // non-empty lines that were not readings (kept in the raw file)
     std::string tracePath;
     std::string rawPath;
-    std::string rawFileError;  // why the raw copy could not be written; empty when it was
-    std::string message;       // what the user was (or would have been) told
+    std::string rawFileError;  // why the raw copy is missing or short; empty when it is whole
+    std::string traceError;    // why the trace is missing or short; empty when it is whole
+    std::string statusError;   // why the reading count could not be read (then NoReadings)
+    std::string note;     // the comment line that marks the files incomplete; empty when complete
+    std::string message;  // what the user was (or would have been) told
 };
 
 // Raises AutomationError on any failure (after writing the trace line); the raw transfer file

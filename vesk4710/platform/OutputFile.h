@@ -26,11 +26,16 @@ class IOutputFile {
     virtual ~IOutputFile() = default;
     virtual void SetRegistry(std::shared_ptr<IRegistry> registry) = 0;
     virtual std::shared_ptr<IRegistry> Registry() const = 0;
-    // Creates the file in the download folder; false when the user declined to overwrite.
-    virtual bool Create(const OutputFileSpec& spec) = 0;
+    // Starts a file for the download folder. It appears there only when Close succeeds, under
+    // a name no earlier file has: an existing file is never replaced.
+    virtual void Create(const OutputFileSpec& spec) = 0;
     // One reading: the fields of one transfer line.
     virtual void WriteReading(const std::vector<std::string_view>& fields) = 0;
+    // A comment line after the readings ("# " and the text), such as the mark of a download
+    // that ended early.
+    virtual void WriteComment(std::string_view text) = 0;
     virtual void Close() = 0;
+    // Where the file is, once closed; before that, where it is meant to go.
     virtual std::string Folder() const = 0;
     virtual std::string FileName() const = 0;
     // Opens the file in the desktop's viewer.

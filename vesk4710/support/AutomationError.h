@@ -19,6 +19,7 @@ enum RuntimeError : int32_t {
     kErrDivisionByZero = 11,
     kErrTypeMismatch = 13,
     kErrFileNotFound = 53,
+    kErrFileAlreadyExists = 58,
     kErrPermissionDenied = 70,
     kErrPathNotFound = 76,
     kErrDiskFull = 61,
