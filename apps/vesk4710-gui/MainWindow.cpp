@@ -754,7 +754,10 @@ std::string MainWindow::ExportCsv(const QString& path) {
     if (buffer_.Count() == 0) {
         return "there are no readings to export yet";
     }
-    return buffer_.ExportCsv(FromQString(path));
+    return ExportReadings(buffer_, FromQString(path),
+                          session_.Target() ? session_.Target()->Device() : std::string(),
+                          session_.Instrument() ? session_.Instrument()->Serial() : std::string(),
+                          session_.Channels());
 }
 
 std::string MainWindow::ExportChart(const QString& path) {

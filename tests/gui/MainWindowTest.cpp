@@ -132,12 +132,12 @@ TEST_F(MainWindowTest, ConnectsShowsTheInstrumentAndPlotsBothChannels) {
             << "whole minutes, every second one: " << label.toStdString();
     }
 
-    // The window exports its own buffer: a header and a line per reading.
+    // The window exports its own buffer: four # lines, a header and a line per reading.
     const std::string csv = dir.File("readings.csv");
     EXPECT_EQ(window->ExportCsv(QString::fromStdString(csv)), "");
     std::ifstream in(csv);
     EXPECT_EQ(static_cast<size_t>(std::count(std::istreambuf_iterator<char>(in), {}, '\n')),
-              window->Buffer().Count() + 1);
+              window->Buffer().Count() + 5);
 
     const QString png = QString::fromStdString(dir.File("chart.png"));
     EXPECT_EQ(window->ExportChart(png), "");

@@ -4,18 +4,28 @@
 // the next reading is taken, so a crash of the program loses at most the reading in hand.
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "apps/vesk4710-gui/model/LiveSession.h"
 #include "components/readingfile/ReadingFile.h"
 
 namespace vesk::gui {
 
-// The columns of a readings file.
-inline constexpr std::string_view kReadingColumns[] = {
-    "sequence", "time", "instrument", "serial", "channel", "probe", "value", "unit", "conversion"};
-
 // The unit as files carry it: "C", "F", "K", "OHM", "V".
 std::string FileUnit(const std::string& displayUnit);
+
+// The "#" lines and the header row of a readings file.
+std::string ReadingsHead(const std::string& source, const std::string& instrument,
+                         const std::string& serial);
+// One reading as a row of that file.
+void AppendReadingRow(std::string& out, uint64_t sequence, const Reading& reading,
+                      const ChannelInfo& channel, const std::string& instrument,
+                      const std::string& serial);
+// Every reading the buffer holds, in time order, into path (replaced whole, through a
+// temporary file, as the user chose it). Empty on success, otherwise why it failed.
+std::string ExportReadings(const ReadingBuffer& buffer, const std::string& path,
+                           const std::string& instrument, const std::string& serial,
+                           const std::vector<ChannelInfo>& channels);
 
 class Recording {
   public:
