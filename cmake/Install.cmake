@@ -141,6 +141,16 @@ endforeach()
 if(TARGET vesk4710-gui)
     set_target_properties(vesk4710-gui PROPERTIES INSTALL_RPATH "$ORIGIN/${_vesk_bin_to_lib}")
     install(TARGETS vesk4710-gui RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT gui)
+    # The help (built from docs/) with its pictures, where the application looks for it.
+    install(FILES ${PROJECT_BINARY_DIR}/vesk4710/vesk4710-help.html
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/vesk4710/help COMPONENT gui)
+    install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/images/
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/vesk4710/help/images COMPONENT gui)
+    # The desktop's menu entry and icon.
+    install(FILES ${PROJECT_SOURCE_DIR}/apps/vesk4710-gui/data/vesk4710-gui.desktop
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/applications COMPONENT gui)
+    install(FILES ${PROJECT_SOURCE_DIR}/apps/vesk4710-gui/data/vesk4710-gui.svg
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps COMPONENT gui)
 endif()
 
 # --- the Python module and its stubs -----------------------------------------------------

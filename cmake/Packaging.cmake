@@ -70,6 +70,8 @@ if(TARGET vesk4710-gui)
     list(APPEND CPACK_COMPONENTS_ALL gui)
     set(CPACK_DEBIAN_GUI_PACKAGE_NAME vesk4710-gui)
     set(CPACK_COMPONENT_GUI_DEPENDS runtime)
+    # Qt loads its SVG plugin at run time, for the window icon: no library dependency shows it.
+    set(CPACK_DEBIAN_GUI_PACKAGE_RECOMMENDS "libqt6svg6")
     vesk_describe(GUI "Desktop application for the Vesk Scientific 4710"
         "Shows the instrument's channels as they read and edits its settings.")
 endif()

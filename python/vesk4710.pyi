@@ -1245,6 +1245,68 @@ class CVesk4710Channel(Dispatch):
         ...
 
 
+class Statistics:
+    """Minimum, maximum, mean, standard deviation and drift of one channel's readings over a moving window of seconds, and whether the channel is stable: a whole window of readings whose standard deviation is at most max_sd and whose drift is at most max_drift per minute (both in the readings' unit)."""
+
+    def __init__(self, window: float = 600.0, max_sd: float = 0.001, max_drift: float = 0.0005) -> None: ...
+
+    def add(self, time: float, value: float) -> bool:
+        """Takes a reading at time (seconds since the epoch). False, and nothing taken, for a reading older than the newest or not a number."""
+        ...
+
+    def clear(self) -> None:
+        """Forgets every reading."""
+        ...
+
+    window: float
+    """Seconds of readings the statistics cover (at least 1)."""
+    max_sd: float
+    """Largest standard deviation that is stable."""
+    max_drift: float
+    """Largest drift per minute, either sign, that is stable."""
+
+    @property
+    def count(self) -> int:
+        """Readings in the window."""
+        ...
+
+    @property
+    def minimum(self) -> float | None: ...
+
+    @property
+    def maximum(self) -> float | None: ...
+
+    @property
+    def mean(self) -> float | None: ...
+
+    @property
+    def stdev(self) -> float | None:
+        """Sample standard deviation (n - 1); None before a reading."""
+        ...
+
+    @property
+    def drift(self) -> float | None:
+        """Slope of the least-squares line per minute; None before a reading."""
+        ...
+
+    @property
+    def state(self) -> str:
+        """'collecting' until the readings cover a window, then 'stable' or 'unstable'."""
+        ...
+
+    @property
+    def stable(self) -> bool: ...
+
+    @property
+    def stable_since(self) -> float | None:
+        """Time of the reading since which it has been stable; None when it is not."""
+        ...
+
+    def stable_for(self, now: float) -> float:
+        """Seconds it has been stable at now; 0 when it is not."""
+        ...
+
+
 class DownloadResult:
     """What a download wrote."""
 

@@ -282,10 +282,7 @@ int64_t ExportReadings(Store& store, const ExportOptions& options,
         }
     }
     if (!options.jsonLines) {
-        static constexpr std::string_view kColumns[] = {"sequence", "time",    "instrument",
-                                                        "serial",   "channel", "probe",
-                                                        "value",    "unit",    "conversion"};
-        csv.Begin(meta, kColumns);
+        csv.Begin(meta, files::kRecordingColumns);
     }
 
     int64_t count = 0;

@@ -1025,6 +1025,13 @@ std::vector<std::string> Instrument::Dispatch(int32_t id, const Args& args, doub
             return {ok};
         case 285:
             return {state_.labels[static_cast<size_t>(state_.currentLabel - 1)]};
+        case 287: {
+            std::string list;
+            for (const std::string& label : state_.labels) {
+                list += (list.empty() ? "" : ",") + label;
+            }
+            return {list};
+        }
         case 286: {
             std::string label = args.Get(Param::kValue).value_or("");
             if (!ValidLabel(label)) {

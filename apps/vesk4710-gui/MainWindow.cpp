@@ -4,6 +4,8 @@
 #include <QActionGroup>
 #include <QApplication>
 #include <QCloseEvent>
+#include <QDateTime>
+#include <QDockWidget>
 #include <QFileDialog>
 #include <QFormLayout>
 #include <QGridLayout>
@@ -13,6 +15,7 @@
 #include <QLocale>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QPainter>
 #include <QSplitter>
 #include <QStatusBar>
 #include <QStyle>
@@ -20,14 +23,17 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 #include <charconv>
+#include <filesystem>
 
 #include "apps/vesk4710-gui/ConnectDialog.h"
+#include "apps/vesk4710-gui/StatisticsPanel.h"
 #include "apps/vesk4710-gui/StripChart.h"
 #include "components/host/DefaultHost.h"
 #include "components/registry/Registry.h"
 #include "ui/qt/QtControls.h"
 #include "ui/qt/QtUi.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
+#include "vesk4710/support/modHelp.h"
 #include "vesk4710/support/modMessages.h"
 
 namespace vesk::gui {
@@ -37,6 +43,31 @@ namespace {
 // The window's own entry in the per-user settings.
 constexpr const char* kFormName = "vesk4710-gui";
 constexpr int kReadingDecimals = 4;
+// The help topic of the window itself; the library's dialogs have theirs.
+constexpr int32_t kHelpMainWindow = 10000;
+
+// The recorder's red dot, drawn at twice the size for high-resolution screens.
+QIcon RecordIcon() {
+    QPixmap dot(64, 64);
+    dot.fill(Qt::transparent);
+    QPainter p(&dot);
+    p.setRenderHint(QPainter::Antialiasing);
+    p.setPen(QPen(QColor(120, 0, 0), 3));
+    p.setBrush(QColor(210, 30, 30));
+    p.drawEllipse(QRectF(10, 10, 44, 44));
+    return QIcon(dot);
+}
+
+std::optional<double> StoredNumber(const std::map<std::string, std::string>& state,
+                                   const char* key) {
+    const auto found = state.find(key);
+    if (found == state.end()) {
+        return std::nullopt;
+    }
+    bool ok = false;
+    const double value = QString::fromStdString(found->second).toDouble(&ok);
+    return ok ? std::optional<double>(value) : std::nullopt;
+}
 
 QByteArray FromBase64(const std::map<std::string, std::string>& state, const char* key) {
     const auto found = state.find(key);
@@ -145,6 +176,38 @@ void MainWindow::BuildActions() {
     actFollow = make(tr("&Follow newest readings"), "actFollow",
                      s->standardIcon(QStyle::SP_MediaSeekForward));
     actClearChart = make(tr("C&lear readings"), "actClearChart");
+    actRecord = make(tr("&Record to file..."), "actRecord", RecordIcon());
+    actRecord->setCheckable(true);
+    actAxesShared = make(tr("One &shared axis"), "actAxesShared");
+    actAxesPerChannel = make(tr("One axis &per channel"), "actAxesPerChannel");
+    actAxesStacked = make(tr("S&tacked panes"), "actAxesStacked");
+    axes_ = new QActionGroup(this);
+    for (QAction* a : {actAxesShared, actAxesPerChannel, actAxesStacked}) {
+        a->setCheckable(true);
+        axes_->addAction(a);
+    }
+    actAxesPerChannel->setChecked(true);
+    actHelp = make(tr("&Help"), "actHelp", s->standardIcon(QStyle::SP_MessageBoxQuestion));
+    actAbout = make(tr("&About"), "actAbout");
+    // Every toolbar action has a key; the tooltips name it.
+    const std::pair<QAction*, QKeySequence> keys[] = {
+        {actSettings, QKeySequence(Qt::CTRL | Qt::Key_E)},
+        {actChannel, QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_E)},
+        {actLogStatus, QKeySequence(Qt::CTRL | Qt::Key_L)},
+        {actLabel, QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_L)},
+        {actDownload, QKeySequence(Qt::CTRL | Qt::Key_D)},
+        {actExportPng, QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_P)},
+        {actExportCsv, QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_S)},
+        {actRecord, QKeySequence(Qt::CTRL | Qt::Key_R)},
+        {actFollow, QKeySequence(Qt::CTRL | Qt::Key_End)},
+        {actAxesShared, QKeySequence(Qt::CTRL | Qt::Key_1)},
+        {actAxesPerChannel, QKeySequence(Qt::CTRL | Qt::Key_2)},
+        {actAxesStacked, QKeySequence(Qt::CTRL | Qt::Key_3)},
+        {actHelp, QKeySequence::HelpContents},
+    };
+    for (const auto& [action, key] : keys) {
+        action->setShortcut(key);
+    }
     // Short toolbar texts; the menus keep the full ones.
     actSettings->setIconText(tr("Settings"));
     actChannel->setIconText(tr("Channel"));
@@ -154,6 +217,13 @@ void MainWindow::BuildActions() {
     actExportPng->setIconText(tr("PNG"));
     actExportCsv->setIconText(tr("CSV"));
     actFollow->setIconText(tr("Follow"));
+    actRecord->setIconText(tr("Record"));
+    for (QAction* a : findChildren<QAction*>()) {
+        if (!a->shortcut().isEmpty()) {
+            a->setToolTip(a->iconText() + " (" + a->shortcut().toString(QKeySequence::NativeText) +
+                          ")");
+        }
+    }
 
     connect(actConnect, &QAction::triggered, this, [this] { OpenConnectDialog(); });
     connect(actReconnect, &QAction::triggered, this, [this] { Reconnect(); });
@@ -185,8 +255,22 @@ void MainWindow::BuildActions() {
     connect(actZoomIn, &QAction::triggered, this, [this] { chart_->ZoomBy(0.8); });
     connect(actZoomOut, &QAction::triggered, this, [this] { chart_->ZoomBy(1.25); });
     connect(actFollow, &QAction::triggered, this, [this] { chart_->FollowLive(); });
+    connect(actRecord, &QAction::triggered, this, [this](bool on) { RecordInteractive(on); });
+    connect(axes_, &QActionGroup::triggered, this, [this](QAction* a) {
+        chart_->SetMode(a == actAxesShared    ? AxisMode::kShared
+                        : a == actAxesStacked ? AxisMode::kStacked
+                                              : AxisMode::kPerChannel);
+    });
+    connect(actHelp, &QAction::triggered, this, [this] { ShowHelp(); });
+    connect(actAbout, &QAction::triggered, this, [this] {
+        QMessageBox::about(this, tr("About Vesk 4710"),
+                           tr("Live readings and settings of a Vesk Scientific 4710 readout.\n"
+                              "vesk4710 %1, MIT licence.")
+                               .arg(QApplication::applicationVersion()));
+    });
     connect(actClearChart, &QAction::triggered, this, [this] {
         buffer_.Clear();
+        stats_.Clear();
         chart_->Clear();
         ShowReadings();
         UpdateState();
@@ -199,6 +283,7 @@ void MainWindow::BuildMenus() {
     file->addAction(actReconnect);
     file->addAction(actDisconnect);
     file->addSeparator();
+    file->addAction(actRecord);
     file->addAction(actExportPng);
     file->addAction(actExportCsv);
     file->addSeparator();
@@ -236,14 +321,15 @@ void MainWindow::BuildMenus() {
             chart_->FollowLive();
         });
     }
+    QMenu* axes = view->addMenu(tr("&Axes"));
+    axes->addActions(axes_->actions());
     view->addSeparator();
+    view->addAction(actStatistics);
     view->addAction(actClearChart);
 
     QMenu* help = menuBar()->addMenu(tr("&Help"));
-    help->addAction(tr("&About"), this, [this] {
-        QMessageBox::about(this, tr("About Vesk 4710"),
-                           tr("Live readings and settings of a Vesk Scientific 4710 readout."));
-    });
+    help->addAction(actHelp);
+    help->addAction(actAbout);
 
     QToolBar* bar = addToolBar(tr("Main"));
     bar->setObjectName("mainToolBar");
@@ -257,10 +343,13 @@ void MainWindow::BuildMenus() {
     bar->addAction(actLabel);
     bar->addAction(actDownload);
     bar->addSeparator();
+    bar->addAction(actRecord);
     bar->addAction(actExportPng);
     bar->addAction(actExportCsv);
     bar->addSeparator();
     bar->addAction(actFollow);
+    bar->addAction(actStatistics);
+    bar->addAction(actHelp);
 }
 
 void MainWindow::BuildCentral() {
@@ -307,7 +396,26 @@ void MainWindow::BuildCentral() {
     splitter_->setStretchFactor(0, 0);
     splitter_->setStretchFactor(1, 1);
     setCentralWidget(splitter_);
-    resize(1200, 760);
+
+    statsPanel_ = new StatisticsPanel;
+    statsPanel_->ShowSettings(stats_.Window(), stats_.Limits());
+    connect(statsPanel_, &StatisticsPanel::settingsChanged, this,
+            [this](qint64 window, double maxSd, double maxDrift) {
+                stats_.Window(window);
+                stats_.SetLimits({maxSd, maxDrift});
+                statsPanel_->Show(stats_, options_.clock());
+            });
+    statsDock_ = new QDockWidget(tr("Statistics"), this);
+    statsDock_->setObjectName("dockStatistics");
+    statsDock_->setWidget(statsPanel_);
+    addDockWidget(Qt::BottomDockWidgetArea, statsDock_);
+    actStatistics = statsDock_->toggleViewAction();
+    actStatistics->setObjectName("actStatistics");
+    actStatistics->setIcon(style()->standardIcon(QStyle::SP_FileDialogDetailedView));
+    actStatistics->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_T));
+    actStatistics->setToolTip(
+        tr("Statistics (%1)").arg(actStatistics->shortcut().toString(QKeySequence::NativeText)));
+    resize(1200, 860);
 }
 
 void MainWindow::BuildStatusBar() {
@@ -320,8 +428,11 @@ void MainWindow::BuildStatusBar() {
     btnReconnect_->setObjectName("btnReconnect");
     btnReconnect_->setDefaultAction(actReconnect);
     btnReconnect_->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    lblRecording = new QLabel;
+    lblRecording->setObjectName("lblRecording");
     statusBar()->addWidget(lblConnection);
     statusBar()->addWidget(lblLastError, 1);
+    statusBar()->addPermanentWidget(lblRecording);
     statusBar()->addPermanentWidget(btnReconnect_);
 }
 
@@ -337,6 +448,12 @@ bool MainWindow::ConnectTo(const ConnectionTarget& target) {
     const bool ok = session_.Connect(target, this);
     if (ok) {
         SaveSettings();
+        if (!options_.recordPath.empty() && !recording_) {
+            if (const std::string problem = StartRecording(ToQString(options_.recordPath));
+                !problem.empty()) {
+                lblLastError->setText(ToQString("Not recording: " + problem));
+            }
+        }
     }
     ShowInfo();
     UpdateState();
@@ -379,23 +496,101 @@ void MainWindow::Tick() {
         return;
     }
     const std::optional<Failure> before = session_.LastError();
-    const std::vector<Reading> readings = session_.Poll();
+    const std::vector<Reading> readings = session_.Poll([this](const Reading& r) { Record(r); });
     if (readings.empty() && session_.Busy()) {
         return;
     }
-    for (const Reading& r : readings) {
-        buffer_.Add(r.channel, r.time, r.value, r.unit);
-    }
-    buffer_.Prune(options_.clock());
-    actExportCsv->setEnabled(buffer_.Count() > 0);
-    ShowReadings();
-    chart_->Sync(buffer_, session_.Channels());
+    TakeReadings(readings);
     const bool errorChanged = session_.LastError().has_value() != before.has_value() ||
                               (before && session_.LastError()->time != before->time);
     if (errorChanged || session_.State() != LinkState::Connected) {
         ShowChannels();
         UpdateState();
     }
+}
+
+void MainWindow::Record(const Reading& r) {
+    if (!recording_) {
+        return;
+    }
+    const auto& channels = session_.Channels();
+    const auto info = std::find_if(channels.begin(), channels.end(),
+                                   [&r](const ChannelInfo& c) { return c.number == r.channel; });
+    try {
+        recording_->Write(r, info != channels.end() ? *info : ChannelInfo{});
+    } catch (const AutomationError& e) {
+        // The rows written stay; the user sees at once that no more are.
+        const std::string path = recording_->Path();
+        recording_.reset();
+        actRecord->setChecked(false);
+        lblLastError->setText(ToQString("Recording stopped: " + e.Description()));
+        lblRecording->setText(tr("Not recording"));
+        lblRecording->setToolTip(ToQString(path));
+    }
+}
+
+void MainWindow::TakeReadings(const std::vector<Reading>& readings) {
+    for (const Reading& r : readings) {
+        buffer_.Add(r.channel, r.time, r.value, r.unit);
+        stats_.Add(r.channel, r.time, r.value, r.unit);
+    }
+    if (recording_) {
+        lblRecording->setText(
+            tr("Recording %1: %2 readings")
+                .arg(ToQString(std::filesystem::path(recording_->Path()).filename().string()))
+                .arg(recording_->Count()));
+    }
+    buffer_.Prune(options_.clock());
+    actExportCsv->setEnabled(buffer_.Count() > 0);
+    ShowReadings();
+    chart_->Sync(buffer_, session_.Channels());
+    statsPanel_->Show(stats_, options_.clock());
+}
+
+std::string MainWindow::StartRecording(const QString& path) {
+    if (session_.State() != LinkState::Connected || !session_.Instrument()) {
+        return "connect to an instrument first";
+    }
+    try {
+        recording_ = std::make_unique<Recording>(
+            FromQString(path), session_.Target() ? session_.Target()->Device() : std::string(),
+            session_.Instrument()->Serial());
+    } catch (const AutomationError& e) {
+        actRecord->setChecked(false);
+        return e.Description();
+    }
+    actRecord->setChecked(true);
+    lblRecording->setText(tr("Recording %1: 0 readings").arg(path));
+    lblRecording->setToolTip(path);
+    return {};
+}
+
+void MainWindow::StopRecording() {
+    recording_.reset();
+    actRecord->setChecked(false);
+    lblRecording->setText(QString());
+}
+
+void MainWindow::RecordInteractive(bool on) {
+    if (!on) {
+        StopRecording();
+        return;
+    }
+    actRecord->setChecked(false);
+    const QString stamp = QDateTime::currentDateTime().toString("yyyyMMdd-HHmmss");
+    const QString path = QFileDialog::getSaveFileName(
+        this, tr("Record readings to"), "recording-" + stamp + ".csv", tr("CSV files (*.csv)"),
+        nullptr, QFileDialog::DontConfirmOverwrite);
+    if (path.isEmpty()) {
+        return;
+    }
+    if (const std::string problem = StartRecording(path); !problem.empty()) {
+        ReportProblem("Recording did not start: " + problem + ".");
+    }
+}
+
+void MainWindow::ShowHelp() {
+    HelpOpenTopic(*ui_, kHelpMainWindow);
 }
 
 bool MainWindow::RunOperation(const std::string& phrase,
@@ -559,7 +754,10 @@ std::string MainWindow::ExportCsv(const QString& path) {
     if (buffer_.Count() == 0) {
         return "there are no readings to export yet";
     }
-    return buffer_.ExportCsv(FromQString(path));
+    return ExportReadings(buffer_, FromQString(path),
+                          session_.Target() ? session_.Target()->Device() : std::string(),
+                          session_.Instrument() ? session_.Instrument()->Serial() : std::string(),
+                          session_.Channels());
 }
 
 std::string MainWindow::ExportChart(const QString& path) {
@@ -601,6 +799,11 @@ void MainWindow::SaveSettings() {
     state["windowState"] = ToBase64(saveState());
     state["splitter"] = ToBase64(splitter_->saveState());
     state["span"] = std::to_string(chart_->Window().Span());
+    state["axes"] = std::to_string(static_cast<int>(chart_->Mode()));
+    state["statsWindow"] = std::to_string(stats_.Window());
+    state["statsMaxSd"] = QString::number(stats_.Limits().maxStdDev, 'g', 17).toStdString();
+    state["statsMaxDrift"] =
+        QString::number(stats_.Limits().maxDriftPerMinute, 'g', 17).toStdString();
     if (lastTarget_) {
         state["device"] = lastTarget_->Device();
         state["baud"] = std::to_string(lastTarget_->baud);
@@ -636,6 +839,23 @@ void MainWindow::RestoreSettings() {
             chart_->Window().Span(ms);
         }
     }
+    if (const auto axes = StoredNumber(state, "axes"); axes && *axes >= 0 && *axes <= 2) {
+        const auto mode = static_cast<AxisMode>(static_cast<int>(*axes));
+        chart_->SetMode(mode);
+        (mode == AxisMode::kShared    ? actAxesShared
+         : mode == AxisMode::kStacked ? actAxesStacked
+                                      : actAxesPerChannel)
+            ->setChecked(true);
+    }
+    if (const auto window = StoredNumber(state, "statsWindow"); window && *window >= 60000) {
+        stats_.Window(static_cast<Millis>(*window));
+    }
+    const auto maxSd = StoredNumber(state, "statsMaxSd");
+    const auto maxDrift = StoredNumber(state, "statsMaxDrift");
+    if (maxSd && maxDrift && *maxSd >= 0 && *maxDrift >= 0) {
+        stats_.SetLimits({*maxSd, *maxDrift});
+    }
+    statsPanel_->ShowSettings(stats_.Window(), stats_.Limits());
     lastTarget_ = SavedTarget();
 }
 

@@ -12,10 +12,13 @@
 
 #include "apps/vesk4710-gui/model/LiveSession.h"
 #include "apps/vesk4710-gui/model/ReadingBuffer.h"
+#include "apps/vesk4710-gui/model/Recording.h"
+#include "apps/vesk4710-gui/model/StatisticsBoard.h"
 #include "vesk4710/platform/Controls.h"
 
 class QAction;
 class QActionGroup;
+class QDockWidget;
 class QFormLayout;
 class QGridLayout;
 class QGroupBox;
@@ -33,6 +36,7 @@ class Registry;
 namespace vesk::gui {
 
 class StripChart;
+class StatisticsPanel;
 
 struct WindowOptions {
     std::shared_ptr<QtUi> ui;
@@ -41,6 +45,7 @@ struct WindowOptions {
     std::string tracePath;     // I/O trace of the sessions, empty: none
     int32_t timeoutMs = 2000;  // reply time-out
     std::function<Millis()> clock = SystemMillis;
+    std::string recordPath;  // start recording here once connected; empty: not asked
 };
 
 class MainWindow : public QMainWindow, public IForm {
@@ -63,6 +68,15 @@ class MainWindow : public QMainWindow, public IForm {
     // Empty on success, otherwise why not.
     std::string ExportCsv(const QString& path);
     std::string ExportChart(const QString& path);
+    // Records every reading from now on into a new file (never over an existing one); empty
+    // on success, otherwise why not.
+    std::string StartRecording(const QString& path);
+    void StopRecording();
+    const Recording* CurrentRecording() const { return recording_.get(); }
+    const StatisticsBoard& Statistics() const { return stats_; }
+    StatisticsPanel* StatisticsView() const { return statsPanel_; }
+    // Opens the help at the topic of this window.
+    void ShowHelp();
 
     // The last connection and the window layout, in the per-user settings.
     void SaveSettings();
@@ -93,9 +107,17 @@ class MainWindow : public QMainWindow, public IForm {
     QAction* actZoomOut;
     QAction* actFollow;
     QAction* actClearChart;
+    QAction* actRecord;
+    QAction* actAxesShared;
+    QAction* actAxesPerChannel;
+    QAction* actAxesStacked;
+    QAction* actStatistics;
+    QAction* actHelp;
+    QAction* actAbout;
     QListWidget* lstChannels;
     QLabel* lblConnection;
     QLabel* lblLastError;
+    QLabel* lblRecording;
 
   protected:
     void closeEvent(QCloseEvent* event) override;
@@ -111,6 +133,10 @@ class MainWindow : public QMainWindow, public IForm {
     void EditChannel();
     void ExportPngInteractive();
     void ExportCsvInteractive();
+    void RecordInteractive(bool on);
+    // Shows one round of readings; Record keeps each in the recording as it arrives.
+    void TakeReadings(const std::vector<Reading>& readings);
+    void Record(const Reading& reading);
     void ShowInfo();
     void ShowChannels();
     void ShowReadings();
@@ -134,6 +160,11 @@ class MainWindow : public QMainWindow, public IForm {
     QGroupBox* readingsBox_ = nullptr;
     QToolButton* btnReconnect_ = nullptr;
     QActionGroup* spans_ = nullptr;
+    QActionGroup* axes_ = nullptr;
+    QDockWidget* statsDock_ = nullptr;
+    StatisticsPanel* statsPanel_ = nullptr;
+    StatisticsBoard stats_;
+    std::unique_ptr<Recording> recording_;
     std::unique_ptr<QtListBox> channelList_;
     std::map<int16_t, QLabel*> readingLabels_;
 };

@@ -1,6 +1,9 @@
 // vesk4710-gui: live readings, settings and logs of a 4710 on the desktop.
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QDir>
+#include <QFileInfo>
+#include <QIcon>
 #include <QTimer>
 #include <cstdio>
 #include <memory>
@@ -10,11 +13,17 @@
 #include "simulator/EmbeddedLink.h"
 #include "ui/qt/QtControls.h"
 #include "ui/qt/QtUi.h"
+#include "vesk4710/support/Version.h"
+#include "vesk4710/support/modHelp.h"
 
 int main(int argc, char** argv) {
     QApplication app(argc, argv);
     QApplication::setApplicationName("vesk4710-gui");
     QApplication::setApplicationDisplayName("Vesk 4710");
+    QApplication::setApplicationVersion(vesk::ToQString(vesk::LibraryVersion()));
+    QApplication::setWindowIcon(QIcon(":/vesk4710-gui.svg"));
+    // The desktop matches the window to its entry (vesk4710-gui.desktop) by this name.
+    QGuiApplication::setDesktopFileName("vesk4710-gui");
 
     QCommandLineParser parser;
     parser.setApplicationDescription("Live readings, settings and logs of a Vesk 4710 readout.");
@@ -35,13 +44,25 @@ int main(int argc, char** argv) {
         "poll", "Read every MS milliseconds instead of at the instrument's interval.", "MS", "0");
     const QCommandLineOption simFresh(
         "sim-fresh", "Start the embedded simulator from its data and keep its state in memory.");
+    const QCommandLineOption record(
+        "record", "Record every reading into FILE (a new file) from the connection on.", "FILE");
     const QCommandLineOption screenshot(
         "screenshot", "Save a picture of the window to PATH after a while, then exit.", "PATH");
     const QCommandLineOption screenshotAfter(
         "screenshot-after", "Seconds to wait before the picture (default 5).", "SECONDS", "5");
-    parser.addOptions(
-        {device, baud, settings, trace, timeout, poll, simFresh, screenshot, screenshotAfter});
+    parser.addOptions({device, baud, settings, trace, timeout, poll, simFresh, record, screenshot,
+                       screenshotAfter});
     parser.process(app);
+
+    // The help lies beside the library in the build tree; installed, it is in the shared data.
+    if (!QFileInfo::exists(vesk::ToQString(vesk::HelpFile()))) {
+        const QString installed =
+            QDir(QCoreApplication::applicationDirPath())
+                .absoluteFilePath("../share/vesk4710/help/vesk4710-help.html");
+        if (QFileInfo::exists(installed)) {
+            vesk::HelpFile(vesk::FromQString(QFileInfo(installed).canonicalFilePath()));
+        }
+    }
 
     vesk::gui::WindowOptions options;
     options.ui = std::make_shared<vesk::QtUi>();
@@ -49,6 +70,7 @@ int main(int argc, char** argv) {
     options.tracePath = vesk::FromQString(parser.value(trace));
     options.timeoutMs = parser.value(timeout).toInt();
     options.pollMillis = parser.value(poll).toInt();
+    options.recordPath = vesk::FromQString(parser.value(record));
 
     vesk::sim::SimOptions sim;
     if (parser.isSet(simFresh)) {

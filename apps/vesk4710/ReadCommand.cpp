@@ -1,11 +1,12 @@
 // read: readings of one or more channels, once or repeatedly, until the count is reached or
-// Ctrl-C.
+// Ctrl-C. watch: readings until every channel is stable over a window, or a time-out.
 #include <fmt/format.h>
 
 #include <chrono>
 #include <cmath>
 
 #include "apps/vesk4710/Cli.h"
+#include "components/statistics/WindowStatistics.h"
 #include "ui/console/ConsoleUi.h"
 #include "vesk4710/channel/modConversionTypes.h"
 
@@ -65,19 +66,15 @@ std::string UnitOf(int32_t conversionType, bool raw, E4710Units units) {
     return UnitSymbol(units);
 }
 
-void RunRead(Session& s, const Output& out, const ReadOptions& o) {
-    if (o.count < 0) {
-        throw UsageError("--count must be 0 (until Ctrl-C) or more");
-    }
-    if (!(o.every >= 0.0) || o.every > 86400.0) {
-        throw UsageError("--every must be from 0 to 86400 seconds");
-    }
+// The channels a command reads: those named, else every channel; each with its conversion
+// read, which decides the reading's unit.
+std::vector<std::shared_ptr<CVesk4710Channel>> ChannelsToRead(Session& s,
+                                                              const std::vector<int32_t>& named) {
     s.ReadTopology();
     CVesk4710& inst = s.Instrument();
     Check(inst.QueryUnits(), "reading the units");
-
     std::vector<std::shared_ptr<CVesk4710Channel>> channels;
-    for (int32_t c : o.channels) {
+    for (int32_t c : named) {
         channels.push_back(s.Channel(c));
     }
     if (channels.empty()) {
@@ -91,11 +88,40 @@ void RunRead(Session& s, const Output& out, const ReadOptions& o) {
             throw Failed("the instrument reports no channels; name the channels to read");
         }
     }
-    // The reading path depends on each probe's conversion type.
     for (const auto& ch : channels) {
         Check(ch->QueryConversionType(),
               "reading the conversion of channel " + std::to_string(ch->ActualChannel()));
     }
+    return channels;
+}
+
+// Waits, keeping the console's events going, until the time or Ctrl-C.
+void WaitUntil(Session& s, const InterruptHook& hook,
+               std::chrono::steady_clock::time_point deadline) {
+    for (;;) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+            deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0 || hook.Interrupted()) {
+            return;
+        }
+        s.GetHost().Ui().WaitEvents(static_cast<int32_t>(left.count()));
+    }
+}
+
+std::chrono::steady_clock::duration Seconds(double seconds) {
+    return std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+        std::chrono::duration<double>(seconds));
+}
+
+void RunRead(Session& s, const Output& out, const ReadOptions& o) {
+    if (o.count < 0) {
+        throw UsageError("--count must be 0 (until Ctrl-C) or more");
+    }
+    if (!(o.every >= 0.0) || o.every > 86400.0) {
+        throw UsageError("--every must be from 0 to 86400 seconds");
+    }
+    const auto channels = ChannelsToRead(s, o.channels);
+    CVesk4710& inst = s.Instrument();
     if (o.raw) {
         inst.Units(UNITS_RAW_VALUE);
     }
@@ -136,16 +162,7 @@ void RunRead(Session& s, const Output& out, const ReadOptions& o) {
             if (o.count != 0 && round + 1 >= o.count) {
                 break;
             }
-            const auto deadline = started + std::chrono::duration_cast<std::chrono::milliseconds>(
-                                                std::chrono::duration<double>(o.every));
-            for (;;) {
-                const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-                    deadline - std::chrono::steady_clock::now());
-                if (left.count() <= 0 || hook.Interrupted()) {
-                    break;
-                }
-                s.GetHost().Ui().WaitEvents(static_cast<int32_t>(left.count()));
-            }
+            WaitUntil(s, hook, started + Seconds(o.every));
             if (hook.Interrupted()) {
                 return;
             }
@@ -153,6 +170,113 @@ void RunRead(Session& s, const Output& out, const ReadOptions& o) {
     } catch (const Interrupted&) {
         // Ctrl-C between requests: a clean stop.
     }
+}
+
+struct WatchOptions {
+    std::vector<int32_t> channels;
+    double window = 600.0;
+    double maxSd = 0.001;
+    double maxDrift = 0.0005;
+    double every = 1.0;
+    double timeout = 3600.0;
+};
+
+stats::TimeMs NowMs() {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(
+               std::chrono::system_clock::now().time_since_epoch())
+        .count();
+}
+
+void PrintWatchLine(const Output& out, int16_t channel, const std::string& unit,
+                    const stats::WindowStatistics& st, stats::TimeMs now) {
+    const stats::Summary sum = st.Current().value_or(stats::Summary{});
+    const std::string time = Date::Now().IsoDateTime();
+    const char* state = stats::StabilityName(st.State());
+    if (out.Json()) {
+        out.Json({{"time", time},
+                  {"channel", channel},
+                  {"state", state},
+                  {"count", sum.count},
+                  {"mean", sum.mean},
+                  {"stdDev", sum.stdDev},
+                  {"driftPerMinute", sum.driftPerMinute},
+                  {"minimum", sum.minimum},
+                  {"maximum", sum.maximum},
+                  {"unit", unit},
+                  {"stableSeconds", static_cast<double>(st.StableFor(now)) / 1000.0}});
+        return;
+    }
+    std::string line = fmt::format(
+        "{}  {:>2}  {:<10} mean {:.6f} {}  sd {:.6f}  drift {:+.6f}/min  min {:.6f}  max {:.6f}  "
+        "n {}",
+        time, channel, state, sum.mean, unit, sum.stdDev, sum.driftPerMinute, sum.minimum,
+        sum.maximum, sum.count);
+    if (st.State() == stats::Stability::kStable) {
+        line += "  for " + stats::DurationText(st.StableFor(now));
+    }
+    out.Line(line);
+}
+
+void RunWatch(Session& s, const Output& out, const WatchOptions& o) {
+    if (!(o.window >= 1.0) || o.window > 86400.0) {
+        throw UsageError("--window must be from 1 to 86400 seconds");
+    }
+    if (!(o.every > 0.0) || o.every > 3600.0) {
+        throw UsageError("--every must be more than 0 and at most 3600 seconds");
+    }
+    if (!(o.timeout >= 0.0) || !(o.maxSd >= 0.0) || !(o.maxDrift >= 0.0)) {
+        throw UsageError("--timeout, --max-sd and --max-drift must not be negative");
+    }
+    const auto channels = ChannelsToRead(s, o.channels);
+    CVesk4710& inst = s.Instrument();
+    const stats::Limits limits{o.maxSd, o.maxDrift};
+    std::vector<stats::WindowStatistics> windows(
+        channels.size(),
+        stats::WindowStatistics(static_cast<stats::TimeMs>(std::llround(o.window * 1000)), limits));
+
+    InterruptHook hook(s.GetHost().Ui());
+    const auto started = std::chrono::steady_clock::now();
+    try {
+        for (;;) {
+            const auto round = std::chrono::steady_clock::now();
+            for (size_t i = 0; i < channels.size(); ++i) {
+                const int16_t number = channels[i]->ActualChannel();
+                windows[i].Add(NowMs(), inst.QueryMeasurement(number, false));
+            }
+            bool allStable = true;
+            for (size_t i = 0; i < channels.size(); ++i) {
+                PrintWatchLine(out, channels[i]->ActualChannel(),
+                               UnitOf(channels[i]->Probe()->ConversionType(), false, inst.Units()),
+                               windows[i], NowMs());
+                allStable = allStable && windows[i].State() == stats::Stability::kStable;
+            }
+            if (allStable) {
+                return;
+            }
+            if (o.timeout > 0.0 &&
+                std::chrono::steady_clock::now() - started >= Seconds(o.timeout)) {
+                std::string unsettled;
+                for (size_t i = 0; i < channels.size(); ++i) {
+                    if (windows[i].State() != stats::Stability::kStable) {
+                        unsettled += (unsettled.empty() ? "" : ", ") +
+                                     std::to_string(channels[i]->ActualChannel());
+                    }
+                }
+                throw Failed(fmt::format("not stable after {} s: channel {}",
+                                         NumberString(o.timeout), unsettled));
+            }
+            WaitUntil(s, hook, round + Seconds(o.every));
+            if (hook.Interrupted()) {
+                break;
+            }
+        }
+    } catch (const Interrupted&) {
+    } catch (const AutomationError&) {
+        if (!hook.Interrupted()) {
+            throw;
+        }
+    }
+    throw Failed("stopped before every channel was stable");
 }
 
 }  // namespace
@@ -171,6 +295,32 @@ void AddReadCommand(CLI::App& app, Commands& commands) {
     sub->add_flag("--raw", o->raw, "Raw sensor values (ohms or volts) instead of temperatures");
     sub->add_flag("--csv", o->csv, "Comma-separated values with a header line");
     commands.push_back({sub, true, [o](Session* s, const Output& out) { RunRead(*s, out, *o); }});
+
+    auto w = std::make_shared<WatchOptions>();
+    auto* watch = app.add_subcommand(
+        "watch",
+        "Read until every channel is stable: its standard deviation and drift over the window "
+        "under the limits. A line per channel and round; exit status 0 once stable, 1 at the "
+        "time-out or Ctrl-C");
+    watch->add_option("CH", w->channels, "Channels to watch (default: every channel)")
+        ->check(CLI::PositiveNumber);
+    watch->add_option("--window", w->window, "Seconds of readings the statistics cover")
+        ->capture_default_str();
+    watch
+        ->add_option("--max-sd", w->maxSd,
+                     "Largest standard deviation over the window that is stable, in the "
+                     "readings' unit")
+        ->capture_default_str();
+    watch
+        ->add_option("--max-drift", w->maxDrift,
+                     "Largest drift that is stable, in the readings' unit per minute")
+        ->capture_default_str();
+    watch->add_option("--every", w->every, "Seconds between rounds of readings")
+        ->capture_default_str();
+    watch->add_option("--timeout", w->timeout, "Give up after this many seconds; 0 never does")
+        ->capture_default_str();
+    commands.push_back(
+        {watch, true, [w](Session* s, const Output& out) { RunWatch(*s, out, *w); }});
 }
 
 }  // namespace vesk::cli

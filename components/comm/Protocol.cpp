@@ -90,6 +90,7 @@ constexpr SettingCommand kTable[] = {
     Cmd(284, W, "LOG:DEM:CLE", "clear the demand log"),
     Cmd(285, R, "LOG:LAB?", "current logging label"),
     Cmd(286, W, "LOG:LAB", P::kValue, "current logging label"),
+    Cmd(287, R, "LOG:LAB:LIST?", "the labels in use by number, comma-separated"),
     Cmd(304, R, "SYST:APOW?", "automatic power-off: ON or OFF"),
     Cmd(305, W, "SYST:APOW", P::kValue, "automatic power-off"),
     Cmd(306, W, "SYST:COMM:DIS", "disable the serial interface"),

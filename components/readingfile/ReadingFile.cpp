@@ -98,6 +98,39 @@ void AtomicFile::Commit() {
     }
 }
 
+AppendingFile::AppendingFile(std::string path) : path_(std::move(path)) {
+    fd_ = ::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC, 0644);
+    if (fd_ < 0) {
+        RaiseErrno(errno, errno == EEXIST ? "Will not replace the existing file" : "Cannot create",
+                   path_, kSource);
+    }
+}
+
+AppendingFile::~AppendingFile() {
+    if (fd_ >= 0) {
+        ::close(fd_);
+    }
+}
+
+void AppendingFile::Append(std::string_view data) {
+    while (!data.empty()) {
+        const ssize_t n = ::write(fd_, data.data(), data.size());
+        if (n < 0 && errno == EINTR) {
+            continue;
+        }
+        if (n <= 0) {
+            RaiseErrno(n < 0 ? errno : ENOSPC, "Cannot write", path_, kSource);
+        }
+        data.remove_prefix(static_cast<size_t>(n));
+    }
+}
+
+void AppendingFile::Sync() {
+    if (::fdatasync(fd_) != 0) {
+        RaiseErrno(errno, "Cannot write", path_, kSource);
+    }
+}
+
 void AppendIsoTime(std::string& out, int64_t unixMicros, int decimals, int32_t offsetSeconds) {
     using namespace std::chrono;
     const int64_t local = unixMicros + int64_t{offsetSeconds} * 1000000;

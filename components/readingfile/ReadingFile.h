@@ -45,6 +45,27 @@ class AtomicFile {
     std::FILE* file_ = nullptr;
 };
 
+// A file that grows as rows arrive (a recording): made new, never over an existing file. Each
+// Append goes to the kernel at once, so a program that is killed loses nothing it appended;
+// Sync() also asks the disk to keep what was written (a power cut).
+class AppendingFile {
+  public:
+    // Throws AutomationError when the file exists or cannot be made.
+    explicit AppendingFile(std::string path);
+    ~AppendingFile();
+    AppendingFile(const AppendingFile&) = delete;
+    AppendingFile& operator=(const AppendingFile&) = delete;
+
+    // Throws AutomationError (disk full, the file gone bad); what went before stays.
+    void Append(std::string_view data);
+    void Sync();
+    const std::string& Path() const { return path_; }
+
+  private:
+    std::string path_;
+    int fd_ = -1;
+};
+
 // "2024-03-07T12:34:56.250+00:00": microseconds since the Unix epoch shown at a UTC offset
 // (seconds east), with 0, 3 or 6 decimals.
 std::string IsoTime(int64_t unixMicros, int decimals = 3, int32_t offsetSeconds = 0);
@@ -57,6 +78,10 @@ void AppendIsoTime(std::string& out, int64_t unixMicros, int decimals, int32_t o
 void AppendCsvField(std::string& out, std::string_view field, bool text);
 
 using Metadata = std::vector<std::pair<std::string, std::string>>;
+
+// The columns of recorded readings, as the recorder's export and the desktop app write them.
+inline constexpr std::string_view kRecordingColumns[] = {
+    "sequence", "time", "instrument", "serial", "channel", "probe", "value", "unit", "conversion"};
 
 // Rows of readings in the layout above, into any sink of text.
 class ReadingsCsv {

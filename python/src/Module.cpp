@@ -26,6 +26,7 @@ PYBIND11_MODULE(vesk4710, m) {
     RegisterEnums(m);
     RegisterHost(m);
     RegisterObjects(m);
+    RegisterStatistics(m);
 
     // Every class exists before any member is added, so that signatures name them.
     py::class_<CVesk4710, IDispatchable, std::shared_ptr<CVesk4710>>(

@@ -88,5 +88,6 @@ void RegisterInstrument(py::module_& m);
 void RegisterCardAndChannel(py::module_& m);
 void RegisterSession(py::module_& m);
 void RegisterRecorder(py::module_& m);
+void RegisterStatistics(py::module_& m);
 
 }  // namespace vesk::python

@@ -545,6 +545,29 @@ TEST(Cli, BadArgumentsAreUsageErrors) {
     ExpectFailures(2, {"channel", "channel one", "log", "log clear", "download --decimals 12",
                        "cal", "cal set MV 9 0 0"});
     ExpectFailures(2, {"call", "call --channel 1 --module 0 Model", "call Mo-del"});
+    ExpectFailures(2, {"watch --window 0", "watch --every 0", "watch --max-sd -1"});
+}
+
+// A script waits for a bath to settle: status 0 once stable, 1 at the time-out.
+TEST(Cli, WatchEndsWhenEveryChannelIsStableOrFailsAtTheTimeout) {
+    const RunResult settled = RunCli("watch 1 --window 1 --every 0.2 --max-sd 1 --max-drift 10");
+    ASSERT_EQ(settled.status, 0) << settled.err;
+    const auto lines = Lines(settled.out);
+    ASSERT_GE(lines.size(), 5u) << "a line per round until the window is covered";
+    EXPECT_TRUE(Contains(lines.front(), "collecting")) << lines.front();
+    EXPECT_TRUE(std::regex_search(lines.back(), std::regex(R"(  1  stable +mean 2[45]\.\d+ C)")))
+        << lines.back();
+
+    const RunResult restless = RunCli(
+        "--json watch 1 2 --window 5 --every 0.2 --max-sd 0 "
+        "--timeout 0.5");
+    EXPECT_EQ(restless.status, 1);
+    EXPECT_TRUE(Contains(restless.err, "not stable after 0.5 s: channel 1, 2")) << restless.err;
+    const auto rounds = JsonLines(restless.out);
+    ASSERT_GE(rounds.size(), 4u);
+    EXPECT_EQ(rounds[3]["channel"], 2);
+    EXPECT_EQ(rounds[3]["count"], 2);
+    EXPECT_EQ(rounds[3]["state"], "collecting");
 }
 
 // From the environment, a file, a descriptor or a pipe, the passcode unlocks a protected write

@@ -90,6 +90,7 @@ TEST_P(Contract, EverySettingInTheTableIsServed) {
         {280, {}, "700,300"},
         {285, {}, "DEMAND"},
         {286, {{Param::kValue, "BATH 9"}}, ""},
+        {287, {}, "DEMAND,BATH_A,RUN 2,BATH 9"},
         {278, {}, ""},
         {279, {}, ""},
         {283, {{Param::kValue, "0"}}, ""},

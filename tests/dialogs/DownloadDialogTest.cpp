@@ -74,7 +74,12 @@ TEST_F(DownloadDialog, OffersTheChoicesAndRestoresTheLastOnes) {
 }
 
 TEST_F(DownloadDialog, DocumentsAreProposedAndAMissingFolderIsRefusedBeforeAnythingIsRead) {
+    comm().ReplyAlways(SET_LOGGING_LABEL_LIST, "DEMAND,BATH_A,RUN 2");
     dialog->Activate();
+    EXPECT_EQ(cboLabel.Texts(),
+              (std::vector<std::string>{"All labels", "1: DEMAND", "2: BATH_A", "3: RUN 2"}))
+        << "the labels by their names";
+    comm().log.clear();
     EXPECT_EQ(Chosen(cboLabel), 0);
     EXPECT_EQ(Chosen(cboDecimals), 2);
     EXPECT_EQ(optSingle.value, 1);

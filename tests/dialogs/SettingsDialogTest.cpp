@@ -94,6 +94,34 @@ TEST_F(SettingsDialog, ActivationShowsWhatTheInstrumentHolds) {
     EXPECT_TRUE(comm().Requests().empty()) << "read once";
 }
 
+TEST_F(SettingsDialog, ResolutionIsWhatTheChannelsReportAndDisablingTheSerialPortAsksFirst) {
+    comm().responder =
+        [](int32_t id, const std::map<std::string, std::string>& p) -> std::optional<std::string> {
+        if (id != 66) {
+            return std::nullopt;
+        }
+        return p.at("Channel") == "1" ? "3" : "AUTO";
+    };
+    Open();
+    EXPECT_EQ(cboResolution.List(cboResolution.ListIndex()),
+              "as the channels are (1: 3, 2: automatic)");
+    chkAutoPower.Value(1);
+    ui().answers.push_back(kAnsYes);
+    OK();
+    EXPECT_EQ(Writes(), (std::vector<int32_t>{SET_AUTO_POWER_WRITE}))
+        << "channels left as they are";
+
+    for (const int32_t answer : {kAnsNo, kAnsYes}) {
+        ui().boxes.clear();
+        chkDisableSerial.Value(1);
+        ui().answers.push_back(answer);
+        dialog->chkDisableSerial_Click();
+        ASSERT_EQ(ui().boxes.size(), 1U);
+        EXPECT_NE(ui().boxes[0].prompt.find("Disable the serial port"), std::string::npos);
+        EXPECT_EQ(chkDisableSerial.value, answer == kAnsYes ? 1 : 0);
+    }
+}
+
 TEST_F(SettingsDialog, AFailedReadLeavesNothingToWrite) {
     comm().Fail(SET_INTERVAL_READ, AutomationError(-2147220991, "Time-out"));
     dialog->Activate();

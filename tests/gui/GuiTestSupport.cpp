@@ -58,7 +58,7 @@ void InjectFault(sim::FaultKind kind, int32_t skip, int32_t errorCode) {
     inst->InjectFault(fault);
 }
 
-ModalCloser::ModalCloser() {
+ModalCloser::ModalCloser(std::function<void(QWidget*)> settled) : settled_(std::move(settled)) {
     connect(&timer_, &QTimer::timeout, this, [this] {
         QWidget* modal = QApplication::activeModalWidget();
         // A window is closed once it has settled: seen on two ticks, with no wait cursor.
@@ -69,6 +69,9 @@ ModalCloser::ModalCloser() {
         }
         seen_ = nullptr;
         closed.push_back(modal->objectName().toStdString());
+        if (settled_) {
+            settled_(modal);
+        }
         if (auto* dialog = qobject_cast<QDialog*>(modal)) {
             dialog->reject();
         } else {

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -55,15 +56,17 @@ class TempDir {
     QTemporaryDir dir_;
 };
 
-// Closes whatever modal window comes up (Escape's way: reject) and remembers its object name.
+// Closes whatever modal window comes up (Escape's way: reject) and remembers its object name;
+// settled, when given, sees each window first.
 class ModalCloser : public QObject {
   public:
-    ModalCloser();
+    explicit ModalCloser(std::function<void(QWidget*)> settled = {});
     std::vector<std::string> closed;
 
   private:
     QTimer timer_;
     QWidget* seen_ = nullptr;
+    std::function<void(QWidget*)> settled_;
 };
 
 }  // namespace vesk::gui::test

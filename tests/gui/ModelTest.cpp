@@ -8,9 +8,11 @@
 #include <fstream>
 #include <sstream>
 
+#include "apps/vesk4710-gui/model/ChartScale.h"
 #include "apps/vesk4710-gui/model/ConnectionTarget.h"
 #include "apps/vesk4710-gui/model/LiveSession.h"
 #include "apps/vesk4710-gui/model/ReadingBuffer.h"
+#include "apps/vesk4710-gui/model/Recording.h"
 #include "apps/vesk4710-gui/model/TimeWindow.h"
 #include "components/comm/CommErrors.h"
 #include "tests/gui/GuiTestSupport.h"
@@ -69,24 +71,44 @@ class LocaleScope {
 
 // ---- reading buffer ----
 
-TEST(ReadingBuffer, CsvListsEveryReadingInTimeOrderWithPeriodDecimalsInAnyLocale) {
+std::string Slurp(const std::string& path) {
+    std::ifstream in(path);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+TEST(ReadingBuffer, ExportWritesTheOneLayoutInTimeOrderWithPeriodDecimalsInAnyLocale) {
     LocaleScope german("de_DE.UTF-8");
+    test::TempDir dir;
     ReadingBuffer buffer;
     const Millis t0 = LocalTime(2024, 3, 7, 12, 34, 56, 789);
     ASSERT_TRUE(buffer.Add(2, t0, 149.5, "\u00B0C"));
     ASSERT_TRUE(buffer.Add(1, t0, 25.0123, "\u00B0C"));
     ASSERT_TRUE(buffer.Add(1, t0 + 1001, -0.5, "\u00B0C"));
     ASSERT_TRUE(buffer.Add(2, t0 + 1001, 1e-05, "V"));
-    std::ostringstream out;
-    buffer.WriteCsv(out);
-    EXPECT_EQ(Lines(out.str()), (std::vector<std::string>{
-                                    "time,channel,value,unit",
-                                    "2024-03-07T12:34:56.789,1,25.0123,\u00B0C",
-                                    "2024-03-07T12:34:56.789,2,149.5,\u00B0C",
-                                    "2024-03-07T12:34:57.790,1,-0.5,\u00B0C",
-                                    "2024-03-07T12:34:57.790,2,1e-05,V",
-                                }))
+    ChannelInfo one;
+    one.number = 1;
+    one.serial = "S1001";
+    one.conversionCode = "ITS";
+    const std::string path = dir.File("readings.csv");
+    ASSERT_EQ(ExportReadings(buffer, path, "sim", "A47100", {one}), "");
+    std::vector<std::string> rows;
+    for (const std::string& line : Lines(Slurp(path))) {
+        if (!line.starts_with("#")) {
+            rows.push_back(line);
+        }
+    }
+    const auto at = [](Millis t) { return files::IsoTime(t * 1000, 3, LocalUtcOffset(t)); };
+    EXPECT_EQ(rows, (std::vector<std::string>{
+                        "sequence,time,instrument,serial,channel,probe,value,unit,conversion",
+                        "1," + at(t0) + ",sim,A47100,1,S1001,25.0123,C,ITS",
+                        "2," + at(t0) + ",sim,A47100,2,,149.5,C,",
+                        "3," + at(t0 + 1001) + ",sim,A47100,1,S1001,-0.5,C,ITS",
+                        "4," + at(t0 + 1001) + ",sim,A47100,2,,1e-05,V,",
+                    }))
         << (german.Active() ? "under de_DE" : "under the C locale");
+    EXPECT_TRUE(at(t0).starts_with("2024-03-07T12:34:56.789")) << "local time with its offset";
 }
 
 TEST(ReadingBuffer, KeepsTheRetentionTimeAndRefusesReadingsFromThePast) {
@@ -128,41 +150,32 @@ TEST(ReadingBuffer, AUnitChangeStartsThePlotAnewButTheExportKeepsBoth) {
     const auto range = buffer.ValueRange(1, t0, t0 + 3 * kSecond);
     EXPECT_EQ(range->first, 77.2) << "Celsius values would squash the Fahrenheit scale";
     EXPECT_EQ(buffer.Count(1), 4u);
-    std::ostringstream out;
-    buffer.WriteCsv(out);
-    const auto lines = Lines(out.str());
-    ASSERT_EQ(lines.size(), 5u);
-    EXPECT_TRUE(lines[1].ends_with(",25,\u00B0C")) << lines[1];
-    EXPECT_TRUE(lines[4].ends_with(",77.4,\u00B0F")) << lines[4];
+    std::vector<std::string> units;
+    buffer.ForEachInTimeOrder(
+        [&units](int16_t, const Sample&, const std::string& unit) { units.push_back(unit); });
+    EXPECT_EQ(units, (std::vector<std::string>{"\u00B0C", "\u00B0C", "\u00B0F", "\u00B0F"}));
 }
 
 TEST(ReadingBuffer, ExportReplacesTheFileWholeOrReportsWhyNot) {
     test::TempDir dir;
     ReadingBuffer buffer;
     buffer.Add(1, 1'700'000'000'000, 25.0, "\u00B0C");
-
+    const auto exportTo = [&](const std::string& path) {
+        return ExportReadings(buffer, path, "sim", "A47100", {});
+    };
     const std::string path = dir.File("readings.csv");
-    {
-        std::ofstream old(path);
-        old << "an older export that is much longer than the new one\n\n\n\n";
-    }
-    EXPECT_EQ(buffer.ExportCsv(path), "");
-    std::ifstream in(path);
-    std::stringstream text;
-    text << in.rdbuf();
-    EXPECT_EQ(Lines(text.str()).size(), 2u) << text.str();
-    EXPECT_FALSE(std::filesystem::exists(path + ".part"));
+    std::ofstream(path) << "an older export that is much longer than the new one\n\n\n\n\n\n\n";
+    EXPECT_EQ(exportTo(path), "");
+    EXPECT_EQ(Lines(Slurp(path)).size(), 6u) << "four # lines, the header, one reading";
 
-    const std::string missing = dir.File("no-such-folder/readings.csv");
-    const std::string why = buffer.ExportCsv(missing);
-    EXPECT_NE(why.find("no-such-folder"), std::string::npos) << why;
-
+    EXPECT_NE(exportTo(dir.File("no-such-folder/readings.csv")).find("no-such-folder"),
+              std::string::npos);
     // A folder in the way: the temporary file is written, the rename fails and is cleaned up.
     std::filesystem::create_directories(dir.File("taken/inside"));
-    const std::string taken = dir.File("taken");
-    EXPECT_NE(buffer.ExportCsv(taken), "");
-    EXPECT_FALSE(std::filesystem::exists(taken + ".part"));
-    EXPECT_TRUE(std::filesystem::is_directory(taken));
+    EXPECT_NE(exportTo(dir.File("taken")), "");
+    EXPECT_TRUE(std::filesystem::is_directory(dir.File("taken")));
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.Path()), {}), 2)
+        << "no temporary file is left behind";
     EXPECT_EQ(buffer.Count(), 1u) << "a failed export loses no reading";
 }
 
@@ -232,6 +245,58 @@ TEST(TimeWindow, ZoomKeepsTheRightEdgeLiveOrTheAnchorInPlaceAndIsBounded) {
 }
 
 // ---- connection targets ----
+
+TEST(ChartScale, ValueTicksAreRoundAndTheAxisEndsOnThem) {
+    struct Case {
+        double low, high;
+        int target;
+        double first, step;
+        int count, decimals;
+        double axisLow, axisHigh;
+    };
+    for (const Case& c : {
+             Case{24.9437, 25.0523, 5, 24.96, 0.02, 5, 2, 24.94, 25.06},
+             Case{149.612, 150.4008, 6, 149.7, 0.1, 8, 1, 149.6, 150.5},
+             Case{-0.0042, 0.0031, 4, -0.004, 0.002, 4, 3, -0.006, 0.004},
+             Case{0.0, 1000.0, 5, 0.0, 200.0, 6, 0, 0.0, 1000.0},
+         }) {
+        SCOPED_TRACE(c.low);
+        const ValueTicks t = TicksFor(c.low, c.high, c.target);
+        EXPECT_NEAR(t.first, c.first, 1e-12);
+        EXPECT_DOUBLE_EQ(t.step, c.step);
+        EXPECT_EQ(t.count, c.count);
+        EXPECT_EQ(t.decimals, c.decimals);
+        const auto [low, high] = AxisRange(c.low, c.high, c.target);
+        EXPECT_NEAR(low, c.axisLow, 1e-12);
+        EXPECT_NEAR(high, c.axisHigh, 1e-12);
+    }
+    const auto [low, high] = AxisRange(25.0, 25.0, 5);
+    EXPECT_LT(low, 25.0) << "a flat line gets a band";
+    EXPECT_GT(high, 25.0);
+    EXPECT_EQ(TicksFor(1.0, 1.0, 5).count, 0);
+}
+
+TEST(ChartScale, TimeTicksFallOnRoundLocalTimes) {
+    const Millis t0 = 1'700'000'017'000;  // 22:13:37 UTC
+    const int32_t india = 5 * 3600 + 1800;
+    const TimeTicks minutes = TimeTicksFor(t0, t0 + 10 * kMinute, 6, india);
+    EXPECT_EQ(minutes.step, 2 * kMinute);
+    EXPECT_EQ(minutes.label, TimeLabel::kMinutes);
+    ASSERT_EQ(minutes.times.size(), 5u);
+    for (Millis t : minutes.times) {
+        EXPECT_EQ((t / 1000 + india) % 120, 0) << "whole even minutes of local time";
+    }
+    const TimeTicks seconds = TimeTicksFor(t0, t0 + 50 * kSecond, 6, 0);
+    EXPECT_EQ(seconds.step, 10 * kSecond);
+    EXPECT_EQ(seconds.label, TimeLabel::kSeconds);
+    EXPECT_EQ(seconds.times.front(), t0 + 3 * kSecond);
+    const TimeTicks hours = TimeTicksFor(t0, t0 + 4 * 3600 * kSecond, 6, india);
+    EXPECT_EQ(hours.step, 3600 * kSecond);
+    for (Millis t : hours.times) {
+        EXPECT_EQ((t / 1000 + india) % 3600, 0) << "on the local hour, not the UTC one";
+    }
+    EXPECT_EQ(TimeTicksFor(t0, t0 + 3 * 24 * 3600 * kSecond, 6, 0).label, TimeLabel::kDayAndTime);
+}
 
 TEST(ConnectionTarget, ReadsEveryKindOfDeviceAndGivesItBack) {
     auto sim = ConnectionTarget::Parse("sim", 9600);

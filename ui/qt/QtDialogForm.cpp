@@ -19,6 +19,24 @@ namespace vesk {
 
 namespace {
 
+// Clicks a dialog's Help button on F1.
+class HelpKeyFilter : public QObject {
+  public:
+    explicit HelpKeyFilter(QAbstractButton* help) : QObject(help), help_(help) {}
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() == QEvent::KeyPress &&
+            static_cast<QKeyEvent*>(event)->matches(QKeySequence::HelpContents) &&
+            help_->isVisible() && help_->isEnabled()) {
+            help_->click();
+            return true;
+        }
+        return QObject::eventFilter(watched, event);
+    }
+
+  private:
+    QAbstractButton* help_;
+};
+
 int StateNumber(const DialogBase::FormState& state, const char* key, int fallback) {
     const auto it = state.find(key);
     if (it == state.end()) {
@@ -159,6 +177,10 @@ void StyleFixedCells(QTableWidget* table, int32_t fixedRows, int32_t fixedCols) 
             item->setFont(font);
         }
     }
+    // Bold texts are wider: the fixed columns fit them again.
+    for (int col = 0; col < fixedCols && col < table->columnCount(); ++col) {
+        table->resizeColumnToContents(col);
+    }
 }
 
 std::array<QtButton, 3> OKCancelHelpButtons(QWidget* parent) {
@@ -186,6 +208,12 @@ void ConnectOKCancelHelp(QObject* context, const std::array<QtButton, 3>& okCanc
                          context, [click, i] { click(i); });
     }
     PushButtonOf(okCancelHelp[kCmdOK])->setDefault(true);
+    HelpOnF1(okCancelHelp[2]);
+}
+
+void HelpOnF1(const QtButton& help) {
+    // The key reaches the dialog when the control with the focus does not use it.
+    help.widget()->window()->installEventFilter(new HelpKeyFilter(help.widget()));
 }
 
 void ShowIsoDates(QDateEdit* picker) {

@@ -86,6 +86,8 @@ QHBoxLayout* ButtonRow(QWidget* left, const std::array<QtButton, 3>& okCancelHel
 // Each button calls click with its index; OK is the default button.
 void ConnectOKCancelHelp(QObject* context, const std::array<QtButton, 3>& okCancelHelp,
                          const std::function<void(int)>& click);
+// F1 anywhere in the dialog clicks its Help button (ConnectOKCancelHelp does this too).
+void HelpOnF1(const QtButton& help);
 void ShowIsoDates(QDateEdit* picker);
 // No headers; cells open on a double click or typing.
 void MakeEditGrid(QTableWidget* grid);

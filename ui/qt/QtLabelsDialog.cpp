@@ -63,6 +63,7 @@ QtLabelsDialog::QtLabelsDialog(QWidget* parent, frm4710Labels& logic)
             }
         });
     }
+    HelpOnF1(cmdOKCancelHelp_[2]);
 }
 
 bool QtLabelsDialog::eventFilter(QObject* watched, QEvent* event) {

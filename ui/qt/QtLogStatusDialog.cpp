@@ -20,7 +20,8 @@ QtLogStatusDialog::QtLogStatusDialog(QWidget* parent, frm4710LogStatus& logic)
     setObjectName("frm4710LogStatus");
     lblDemandLog_.widget()->setObjectName("lblDemandLog");
     pbarDemandLog_.widget()->setObjectName("pbarDemandLog");
-    pbarDemandLog_.widget()->setTextVisible(false);
+    // The count and the capacity on the bar; the label above gives the percentage.
+    pbarDemandLog_.widget()->setFormat(tr("%v of %m readings"));
     cmdDemandLogClear_.widget()->setObjectName("cmdDemandLogClear");
     cmdRefresh_.widget()->setObjectName("cmdRefresh");
     // Index 1 has no use in a dialog that only closes.

@@ -70,7 +70,6 @@ QtSettingsDialog::QtSettingsDialog(QWidget* parent, frm4710Settings& logic)
     settings->addRow(lblScanSeqDelay_.widget(), txtScanSeqDelay_.widget());
     settings->addRow(lblResolution_.widget(), cboResolution_.widget());
     settings->addRow(chkAutoPower_.widget());
-    settings->addRow(chkDisableSerial_.widget());
 
     auto* channels = new QVBoxLayout;
     channels->addWidget(lblChannels_.widget());
@@ -92,12 +91,24 @@ QtSettingsDialog::QtSettingsDialog(QWidget* parent, frm4710Settings& logic)
     calLayout->addWidget(lblCalParams_.widget());
     calLayout->addWidget(grid, 1);
 
+    // Apart from the ordinary settings: it ends the conversation over the serial port.
+    auto* serialBox = new QGroupBox(tr("Serial interface"), this);
+    serialBox->setObjectName("framSerial");
+    auto* serialLayout = new QVBoxLayout(serialBox);
+    auto* warning = new QLabel(tr("The instrument stops answering on its serial port until the "
+                                  "interface is switched on again at the instrument."),
+                               serialBox);
+    warning->setWordWrap(true);
+    serialLayout->addWidget(chkDisableSerial_.widget());
+    serialLayout->addWidget(warning);
+
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(lblModel_.widget());
     layout->addLayout(upper);
     layout->addWidget(calibration, 1);
+    layout->addWidget(serialBox);
     layout->addLayout(ButtonRow(cmdUnlock_.widget(), cmdOKCancelHelp_));
-    resize(760, 640);
+    resize(880, 700);
 
     logic_.Bind({this,
                  &lblModel_,
@@ -129,6 +140,10 @@ QtSettingsDialog::QtSettingsDialog(QWidget* parent, frm4710Settings& logic)
                  {&cmdOKCancelHelp_[0], &cmdOKCancelHelp_[1], &cmdOKCancelHelp_[2]}});
     logic_.Load();
     StyleFixedCells(grid, kCalFirstPointRow, 1);
+    // Each range name over its reference and value columns.
+    for (int col = 1; col + 1 < grid->columnCount(); col += 2) {
+        grid->setSpan(0, col, 1, 2);
+    }
     grid->resizeColumnsToContents();
 
     FilterKeys(txtInterval_.widget(), [this](int16_t& k) { logic_.txtInterval_KeyPress(k); });
@@ -150,6 +165,8 @@ QtSettingsDialog::QtSettingsDialog(QWidget* parent, frm4710Settings& logic)
          },
          [this](int16_t& k, int32_t r, int32_t c) { logic_.vsfgCalParams_KeyDown(k, r, c); }});
 
+    connect(chkDisableSerial_.widget(), &QAbstractButton::clicked, this,
+            [this] { logic_.chkDisableSerial_Click(); });
     connect(chkAutoInterval_.widget(), &QAbstractButton::clicked, this,
             [this] { logic_.chkAutoInterval_Click(); });
     connect(cmdUnlock_.widget(), &QAbstractButton::clicked, this,

@@ -2,7 +2,6 @@
 
 #include <QAbstractEventDispatcher>
 #include <QApplication>
-#include <QDesktopServices>
 #include <QElapsedTimer>
 #include <QInputDialog>
 #include <QLineEdit>
@@ -12,6 +11,7 @@
 
 #include "ui/qt/QtControls.h"
 #include "ui/qt/QtDialogs.h"
+#include "ui/qt/QtHelpViewer.h"
 #include "ui/qt/QtProgress.h"
 #include "vesk4710/support/modMessages.h"
 
@@ -90,7 +90,7 @@ std::string DisplayText(const std::string& prompt) {
     return out;
 }
 
-QtUi::QtUi() : opener_([](const QUrl& url) { return QDesktopServices::openUrl(url); }) {
+QtUi::QtUi() : opener_([](const QUrl& url) { return QtHelpViewer::Open(url); }) {
     Clock();
 }
 

@@ -31,7 +31,7 @@ class QtUi : public IUiServices {
     std::unique_ptr<IProgress> CreateProgress() override;
     bool ShowModal(IDialogLogic& dialog, IForm* owner) override;
 
-    // Opens help pages; the desktop's browser unless replaced (tests record instead).
+    // Opens help pages; the application's own help window unless replaced (tests record).
     void SetUrlOpener(std::function<bool(const QUrl&)> opener) { opener_ = std::move(opener); }
 
     // The widget behind a form, for parenting prompts and dialogs.

@@ -67,8 +67,9 @@ void frm4710Channel::Load() {
     SetCaption(c_.lblRJCType, LoadResString(166));
     SetCaption(c_.lblRJCTemperature, LoadResString(167));
     SetCaption(c_.chkProbeLock, LoadResString(347));
-    SetCaption(c_.lblMINOP, "MINOP");
-    SetCaption(c_.lblMAXOP, "MAXOP");
+    // The probe's lowest and highest temperature of use, in degrees Celsius whatever the units.
+    SetCaption(c_.lblMINOP, "MINOP (\u00B0C)");
+    SetCaption(c_.lblMAXOP, "MAXOP (\u00B0C)");
     SetCaption(c_.cmdUnlock, "&Unlock...");
     CaptionOKCancelHelp(c_.cmdOKCancelHelp);
 }
@@ -147,22 +148,21 @@ void frm4710Channel::FillConversionTypes(int32_t family) {
 std::vector<frm4710Channel::Coefficient> frm4710Channel::Coefficients() const {
     std::vector<Coefficient> out;
     IConversion& conv = Conversion();
-    const auto indexed = [&out](const std::string& name, auto& owner, int32_t i,
-                                const std::string& format) {
+    const auto indexed = [&out](const std::string& name, auto& owner, int32_t i) {
         out.push_back({name, [&owner, i] { return owner.Coefficients(i); },
-                       [&owner, i](double v) { owner.Coefficients(i, v); }, format});
+                       [&owner, i](double v) { owner.Coefficients(i, v); }});
     };
     const int32_t type = Channel()->Probe()->ConversionType();
     switch (type) {
         case kConvITS90:
         case kConvITS90Subrange5: {
-            out.push_back({"RTPW", [&conv] { return conv.RTPW(); },
-                           [&conv](double v) { conv.RTPW(v); }, conv.RTPWFormat()});
+            out.push_back(
+                {"RTPW", [&conv] { return conv.RTPW(); }, [&conv](double v) { conv.RTPW(v); }});
             IConversionRange& low = conv.LowRange();
             if (low.Range() != -1) {
                 const std::string range = NumberText(low.Range());
                 for (int32_t i = 0; i < low.NumCoefficients() && i < 2; ++i) {
-                    indexed((i == 0 ? "A" : "B") + range, low, i, low.ValueFormat());
+                    indexed((i == 0 ? "A" : "B") + range, low, i);
                 }
             }
             // The instrument reports the high range of the full ITS-90 only.
@@ -170,7 +170,7 @@ std::vector<frm4710Channel::Coefficient> frm4710Channel::Coefficients() const {
             if (type == kConvITS90 && high.Range() != -1) {
                 static const char* const kNames[] = {"A", "B", "C", "D"};
                 for (int32_t i = 0; i < high.NumCoefficients() && i < 4; ++i) {
-                    indexed(std::string("High ") + kNames[i], high, i, high.ValueFormat());
+                    indexed(std::string("High ") + kNames[i], high, i);
                 }
             }
             break;
@@ -178,18 +178,18 @@ std::vector<frm4710Channel::Coefficient> frm4710Channel::Coefficients() const {
         case kConvCVD: {
             static const char* const kNames[] = {"R0", "A", "B", "C"};
             for (int32_t i = 0; i < 4; ++i) {
-                indexed(kNames[i], conv, i, conv.ValueFormat(i));
+                indexed(kNames[i], conv, i);
             }
             break;
         }
         case kConvPT100:
-            indexed("R0", conv, 0, std::as_const(conv).ValueFormat(0));
+            indexed("R0", conv, 0);
             break;
         case kConvThermistor:
         case kConvThermocouple: {
             const std::string prefix = type == kConvThermistor ? "B" : "C";
             for (int32_t i = 0; i < conv.NumCoefficients(); ++i) {
-                indexed(prefix + NumberText(i), conv, i, conv.ValueFormat());
+                indexed(prefix + NumberText(i), conv, i);
             }
             break;
         }
@@ -209,7 +209,9 @@ void frm4710Channel::ShowCoefficients() {
     for (size_t i = 0; i < coefficients.size(); ++i) {
         const auto row = static_cast<int32_t>(i) + 1;
         grid.TextMatrix(row, 0, coefficients[i].name);
-        grid.TextMatrix(row, 1, CoefficientText(coefficients[i].get(), coefficients[i].format));
+        // Every digit the instrument holds, in the shortest form: a fixed pattern such as
+        // "0.0000000E+00" pads some values with zeros and would round others.
+        grid.TextMatrix(row, 1, NumberText(coefficients[i].get()));
     }
     grid.AutoSize(0, 1);
     grid.Refresh();

@@ -101,7 +101,6 @@ class frm4710Channel : public ChannelEditDialog, public DialogBase {
         std::string name;
         std::function<double()> get;
         std::function<void(double)> set;
-        std::string format;
     };
 
     IUiServices& Ui() const;

@@ -1,10 +1,12 @@
 #include "vesk4710/dialogs/frm4710Download.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <system_error>
 
 #include "vesk4710/core/CVesk4710.h"
 #include "vesk4710/dialogs/modDialogHelpers.h"
+#include "vesk4710/platform/Communications.h"
 #include "vesk4710/support/NumberText.h"
 #include "vesk4710/support/modEditing.h"
 #include "vesk4710/support/modMessages.h"
@@ -73,6 +75,29 @@ void frm4710Download::Activate() {
     }
 }
 
+std::vector<std::string> frm4710Download::LabelNames() const {
+    std::vector<std::string> names;
+    try {
+        const auto comm = instrument_->Communications();
+        if (!comm) {
+            return names;
+        }
+        comm->params().ClearAll();
+        const std::string list = comm->ReadSetting(SET_LOGGING_LABEL_LIST, true, "");
+        size_t start = 0;
+        while (start < list.size() &&
+               names.size() < static_cast<size_t>(instrument_->NumLoggingLabels())) {
+            const size_t comma = std::min(list.find(',', start), list.size());
+            names.emplace_back(TrimSpaces(list.substr(start, comma - start)));
+            start = comma + 1;
+        }
+    } catch (...) {
+        // An instrument without the list: the labels go by their numbers.
+        names.clear();
+    }
+    return names;
+}
+
 void frm4710Download::SetupChoices() {
     const FormState last = StoredFormState();
 
@@ -84,8 +109,16 @@ void frm4710Download::SetupChoices() {
 
     c_.cboLabel->Clear();
     AddListItem(*c_.cboLabel, "All labels", kAllLabels);
-    for (int32_t label = 1; label <= instrument_->NumLoggingLabels(); ++label) {
-        AddListItem(*c_.cboLabel, "Label " + NumberText(label), label);
+    const std::vector<std::string> names = LabelNames();
+    if (!names.empty()) {
+        for (size_t i = 0; i < names.size(); ++i) {
+            const auto label = static_cast<int32_t>(i + 1);
+            AddListItem(*c_.cboLabel, NumberText(label) + ": " + names[i], label);
+        }
+    } else {
+        for (int32_t label = 1; label <= instrument_->NumLoggingLabels(); ++label) {
+            AddListItem(*c_.cboLabel, "Label " + NumberText(label), label);
+        }
     }
     SelectStored(*c_.cboLabel, StoredNumber(last, "Label", kAllLabels));
 

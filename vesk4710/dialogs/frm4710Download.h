@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "vesk4710/dialogs/DialogBase.h"
 
@@ -49,6 +50,8 @@ class frm4710Download : public IDialogLogic, public DialogBase {
 
   private:
     IUiServices& Ui() const;
+    // The labels' names by number as the instrument lists them; empty when it cannot.
+    std::vector<std::string> LabelNames() const;
     void SetupChoices();
     bool ValidateChoices();
     FormState Choices() const;

@@ -1,5 +1,6 @@
 #include "vesk4710/dialogs/frm4710Settings.h"
 
+#include <algorithm>
 #include <set>
 
 #include "vesk4710/calibration/CalibrationGrid.h"
@@ -17,6 +18,14 @@ namespace {
 
 constexpr int16_t kKeyDelete = 46;
 constexpr int32_t kMaxScanSeqDelay = 32767;
+// The resolution entry that leaves the channels as they are, when they differ.
+constexpr int32_t kResolutionAsIs = -100;
+// The channels the instrument's resolution write reaches.
+constexpr int16_t kResolutionChannels = 2;
+
+std::string ResolutionText(int16_t resolution) {
+    return resolution < 0 ? std::string("automatic") : NumberText(resolution);
+}
 
 bool IsPointCell(int32_t row, int32_t col) {
     return row >= kCalFirstPointRow && row < kCalFirstPointRow + kCalMaxPoints && col >= 1 &&
@@ -87,7 +96,7 @@ void frm4710Settings::Load() {
     SetCaption(c_.chkAutoPower, LoadResString(348));
     SetCaption(c_.chkDisableSerial, LoadResString(349));
     SetCaption(c_.lblCalDate, LoadResString(155));
-    SetCaption(c_.lblCalParams, LoadResString(149));
+    SetCaption(c_.lblCalParams, LoadResString(149) + " (ohms for the _OHMS ranges, mV for MV)");
     SetCaption(c_.lblChannels, LoadResString(133));
     SetCaption(c_.cmdEditChannel, "&Edit Channel...");
     SetCaption(c_.cmdUnlock, "&Unlock...");
@@ -112,8 +121,21 @@ void frm4710Settings::Activate() {
 bool frm4710Settings::ReadSettings() {
     try {
         // QueryInfo reports its own failures; the three scan settings are not part of it.
-        return instrument_->QueryInfo(c_.form) && instrument_->QueryInterval() &&
-               instrument_->QueryScanMode() && instrument_->QueryScanChannelList();
+        if (!(instrument_->QueryInfo(c_.form) && instrument_->QueryInterval() &&
+              instrument_->QueryScanMode() && instrument_->QueryScanChannelList())) {
+            return false;
+        }
+        // The resolution shown is what the channels report, not a value never read.
+        resolutions_.clear();
+        const auto channels = std::min(instrument_->NumChannels(), kResolutionChannels);
+        for (int16_t c = 1; c <= channels; ++c) {
+            auto ch = instrument_->GetChannelReference(c);
+            if (!ch || !ch->QueryResolution()) {
+                return false;
+            }
+            resolutions_.push_back(ch->Resolution());
+        }
+        return true;
     } catch (...) {
         ShowErrorMessage(Ui(), LoadResString(211), kMsgCaption);
         return false;
@@ -147,7 +169,20 @@ void frm4710Settings::GatherSettings() {
         for (int16_t r = inst.MinResolution(); r <= inst.MaxResolution(); ++r) {
             AddListItem(*c_.cboResolution, NumberText(r), r);
         }
-        SelectOrAddItem(*c_.cboResolution, inst.Resolution(), NumberText(inst.Resolution()));
+        const bool same = !resolutions_.empty() &&
+                          std::all_of(resolutions_.begin(), resolutions_.end(),
+                                      [this](int16_t r) { return r == resolutions_.front(); });
+        if (same && resolutions_.front() >= inst.MinResolution()) {
+            SelectListItemByData(*c_.cboResolution, resolutions_.front());
+        } else {
+            // Channels that differ (or read automatic) stay so unless the user picks a value.
+            std::string text = "as the channels are (";
+            for (size_t i = 0; i < resolutions_.size(); ++i) {
+                text += (i == 0 ? "" : ", ") + NumberText(static_cast<int32_t>(i + 1)) + ": " +
+                        ResolutionText(resolutions_[i]);
+            }
+            SelectOrAddItem(*c_.cboResolution, kResolutionAsIs, text + ")");
+        }
 
         c_.chkAutoPower->Value(inst.AutoPower() ? 1 : 0);
         c_.chkDisableSerial->Value(inst.DisableSerial() ? 1 : 0);
@@ -205,6 +240,20 @@ frm4710Settings::Values frm4710Settings::Shown() const {
         }
     }
     return v;
+}
+
+void frm4710Settings::chkDisableSerial_Click() {
+    if (c_.chkDisableSerial->Value() != 1 || original_.disableSerial) {
+        return;
+    }
+    const int32_t answer = Ui().MessageBox(
+        "Disabling the serial port ends communication with the instrument over it: it answers "
+        "no more requests on that port until its serial interface is switched on again at the "
+        "instrument.\r\rDisable the serial port when the settings are written?",
+        kMbYesNo | kMbQuestion | kMbDefaultButton2, kMsgCaption, {}, 0);
+    if (answer != kAnsYes) {
+        c_.chkDisableSerial->Value(0);
+    }
 }
 
 void frm4710Settings::chkAutoInterval_Click() {
@@ -421,7 +470,9 @@ bool frm4710Settings::WriteSettings(const Values& now) {
         inst.ScanMode(static_cast<E4710ScanMode>(now.scanMode));
         inst.ScanChannels(now.scanChannels);
         inst.ScanSeqDelay(static_cast<int16_t>(now.scanSeqDelay));
-        inst.Resolution(static_cast<int16_t>(now.resolution));
+        if (now.resolution != kResolutionAsIs) {
+            inst.Resolution(static_cast<int16_t>(now.resolution));
+        }
         inst.AutoPower(now.autoPower);
         inst.DisableSerial(now.disableSerial);
         if (now.calDate != original_.calDate) {

@@ -79,6 +79,8 @@ class frm4710Settings : public IDialogLogic, public DialogBase {
     void Activate();
     void Unload();
     void chkAutoInterval_Click();
+    // Ticking it asks first: the instrument stops answering on its serial port.
+    void chkDisableSerial_Click();
     void txtInterval_KeyPress(int16_t& keyAscii);
     void txtScanSeqDelay_KeyPress(int16_t& keyAscii);
     void txtScanChannels_KeyPress(int16_t& keyAscii);
@@ -115,6 +117,8 @@ class frm4710Settings : public IDialogLogic, public DialogBase {
     Values original_;
     bool activated_ = false;
     bool readOK_ = false;
+    // The display resolution each channel reported (those the instrument's write reaches).
+    std::vector<int16_t> resolutions_;
     bool cancelled_ = true;
 };
 

@@ -17,6 +17,7 @@ enum MsgStyle : int32_t {
     kMbCritical = 16,
     kMbQuestion = 32,
     kMbInformation = 64,
+    kMbDefaultButton2 = 256,
     kMbHelpButton = 16384,
 };
 enum MsgAnswer : int32_t { kAnsOk = 1, kAnsCancel = 2, kAnsYes = 6, kAnsNo = 7 };

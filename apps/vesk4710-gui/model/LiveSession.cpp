@@ -160,6 +160,8 @@ bool LiveSession::Connect(const ConnectionTarget& target, IForm* owner) {
         host_ = factory_(target);
         instrument_ = CVesk4710::Create(host_);
         instrument_->SetRegistry(host_->CreateRegistry());
+        // A technician who has the passcode may correct the instrument's serial number too.
+        instrument_->AllowSetSerial(true);
         instrument_->InitializeCommunications();
         // One identification first: an unreachable device fails here once, with the link's
         // own error, before the full read starts its progress display.
@@ -217,6 +219,8 @@ void LiveSession::ReadChannels() {
         info.serial = probe ? probe->Serial() : std::string();
         const int32_t conversion = probe ? probe->ConversionType() : kConvNone;
         info.conversion = ConversionTypeName(conversion);
+        info.conversionCode =
+            probe ? ConversionTypeCode(conversion, probe->ActiveConversion().TCType()) : "";
         info.unit = UnitTextFor(conversion, inst.Units());
         out.push_back(std::move(info));
     }
@@ -238,7 +242,7 @@ void LiveSession::Disconnect() {
     state_ = LinkState::Disconnected;
 }
 
-std::vector<Reading> LiveSession::Poll() {
+std::vector<Reading> LiveSession::Poll(const std::function<void(const Reading&)>& each) {
     std::vector<Reading> out;
     if (busy_ || state_ != LinkState::Connected || !instrument_) {
         return out;
@@ -251,6 +255,9 @@ std::vector<Reading> LiveSession::Poll() {
         try {
             const double value = instrument_->QueryMeasurement(ch.number, false);
             out.push_back({ch.number, clock_(), value, ch.unit});
+            if (each) {
+                each(out.back());
+            }
         } catch (...) {
             Record(fmt::format("reading channel {}", ch.number));
             if (lastError_->linkLost) {

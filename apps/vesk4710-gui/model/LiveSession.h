@@ -35,6 +35,7 @@ struct ChannelInfo {
     bool live = false;     // read and plotted
     std::string serial;
     std::string conversion;
+    std::string conversionCode;  // as the instrument names it: ITS, CVD, K...
     std::string unit;
 };
 
@@ -77,7 +78,9 @@ class LiveSession {
 
     // One reading of every live channel; nothing while another operation runs or the link
     // is lost. A link failure ends the round (keeping what was read) and loses the session.
-    std::vector<Reading> Poll();
+    // each, when given, has every reading the moment it arrives (a recording keeps it before
+    // the next request goes out).
+    std::vector<Reading> Poll(const std::function<void(const Reading&)>& each = {});
     // Runs a library operation (a dialog) with the guard up, on a connected session only; a
     // raised error is reported to the user under phrase ("attempting to ...") and recorded.
     // Settings are re-read after.

@@ -4,11 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <ctime>
-#include <filesystem>
-#include <fstream>
 #include <tuple>
 
 namespace vesk::gui {
@@ -96,7 +92,7 @@ const std::vector<Sample>& ReadingBuffer::Samples(int16_t channel) const {
     return found == tracks_.end() ? kNoSamples : found->second.samples;
 }
 
-std::vector<Sample> ReadingBuffer::PlotSamples(int16_t channel) const {
+std::span<const Sample> ReadingBuffer::PlotSamples(int16_t channel) const {
     const auto found = tracks_.find(channel);
     if (found == tracks_.end()) {
         return {};
@@ -157,8 +153,8 @@ std::optional<std::pair<double, double>> ReadingBuffer::ValueRange(int16_t chann
     return range;
 }
 
-void ReadingBuffer::WriteCsv(std::ostream& out) const {
-    // Rows of all channels merged by time; channels in number order at equal times.
+void ReadingBuffer::ForEachInTimeOrder(
+    const std::function<void(int16_t, const Sample&, const std::string& unit)>& each) const {
     std::vector<std::tuple<Millis, int16_t, const Sample*>> rows;
     rows.reserve(Count());
     for (const auto& [channel, track] : tracks_) {
@@ -169,41 +165,9 @@ void ReadingBuffer::WriteCsv(std::ostream& out) const {
     std::stable_sort(rows.begin(), rows.end(), [](const auto& a, const auto& b) {
         return std::tie(std::get<0>(a), std::get<1>(a)) < std::tie(std::get<0>(b), std::get<1>(b));
     });
-    out << "time,channel,value,unit\n";
     for (const auto& [time, channel, sample] : rows) {
-        // {fmt} writes the shortest exact text with a period in every locale.
-        out << fmt::format("{},{},{},{}\n", IsoLocalTime(time), channel, sample->value,
-                           UnitText(sample->unit));
+        each(channel, *sample, UnitText(sample->unit));
     }
-}
-
-std::string ReadingBuffer::ExportCsv(const std::string& path) const {
-    namespace fs = std::filesystem;
-    const fs::path target(path);
-    const fs::path part = target.string() + ".part";
-    {
-        std::ofstream out(part, std::ios::binary | std::ios::trunc);
-        if (!out) {
-            return fmt::format("cannot create {}: {}", part.string(), std::strerror(errno));
-        }
-        WriteCsv(out);
-        out.flush();
-        if (!out) {
-            const std::string reason = std::strerror(errno);
-            out.close();
-            std::error_code ignored;
-            fs::remove(part, ignored);
-            return fmt::format("cannot write {}: {}", part.string(), reason);
-        }
-    }
-    std::error_code error;
-    fs::rename(part, target, error);
-    if (error) {
-        std::error_code ignored;
-        fs::remove(part, ignored);
-        return fmt::format("cannot replace {}: {}", target.string(), error.message());
-    }
-    return {};
 }
 
 }  // namespace vesk::gui

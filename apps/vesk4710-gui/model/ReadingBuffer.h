@@ -2,9 +2,10 @@
 // The readings of a live session, per channel, kept for the retention time: what the strip
 // chart draws and the CSV export writes. Knows nothing of any toolkit.
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
-#include <ostream>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -43,7 +44,7 @@ class ReadingBuffer {
     const std::vector<Sample>& Samples(int16_t channel) const;
     // The samples of the channel in its current unit: a change of units starts the plot
     // anew while the older readings stay for the export.
-    std::vector<Sample> PlotSamples(int16_t channel) const;
+    std::span<const Sample> PlotSamples(int16_t channel) const;
     std::string Unit(int16_t channel) const;
     std::optional<Sample> Latest(int16_t channel) const;
     std::optional<Millis> FirstTime() const;
@@ -51,12 +52,9 @@ class ReadingBuffer {
     std::optional<std::pair<double, double>> ValueRange(int16_t channel, Millis from,
                                                         Millis to) const;
 
-    // "time,channel,value,unit" then every reading, oldest first; local ISO time, period
-    // decimals whatever the locale.
-    void WriteCsv(std::ostream& out) const;
-    // Writes the CSV to path through a temporary file, so that a failed export never leaves
-    // a truncated file behind. Empty on success, otherwise why it failed.
-    std::string ExportCsv(const std::string& path) const;
+    // Every reading kept, oldest first; channels in number order at equal times.
+    void ForEachInTimeOrder(
+        const std::function<void(int16_t, const Sample&, const std::string& unit)>& each) const;
 
   private:
     struct Track {

@@ -1,0 +1,107 @@
+// "Record to file" as a crash meets it: the program is killed (SIGKILL) in the middle of a
+// run, and every reading it took before, as the I/O trace saw it arrive, is in the file.
+#include <gtest/gtest.h>
+
+#include <QProcess>
+#include <QProcessEnvironment>
+#include <chrono>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+#include "tests/gui/GuiTestSupport.h"
+
+namespace vesk::gui {
+namespace {
+
+struct Row {
+    int channel;
+    double value;
+};
+
+std::string Slurp(const std::string& path) {
+    std::ifstream in(path);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+// Readings as the recording holds them; every line must be whole.
+std::vector<Row> Recorded(const std::string& text) {
+    std::vector<Row> rows;
+    std::istringstream in(text);
+    bool header = false;
+    for (std::string line; std::getline(in, line);) {
+        if (line.starts_with("#")) {
+            continue;
+        }
+        if (!header) {
+            EXPECT_EQ(line, "sequence,time,instrument,serial,channel,probe,value,unit,conversion");
+            header = true;
+            continue;
+        }
+        std::vector<std::string> f;
+        std::istringstream fields(line);
+        for (std::string field; std::getline(fields, field, ',');) {
+            f.push_back(field);
+        }
+        EXPECT_EQ(f.size(), 9u) << line;
+        EXPECT_EQ(std::stoul(f[0]), rows.size() + 1) << "sequence numbers run without a gap";
+        rows.push_back({std::stoi(f.at(4)), std::stod(f.at(6))});
+    }
+    return rows;
+}
+
+// Readings as the trace saw their replies: "<time>\t<n>\tChannel=<c>\t<tag> MEAS:TEMP? <c>\t<v>".
+std::vector<Row> Traced(const std::string& text) {
+    std::vector<Row> rows;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) {
+        const size_t at = line.find(" MEAS:TEMP? ");
+        const size_t tab = line.rfind('\t');
+        if (at != std::string::npos && tab > at) {
+            rows.push_back({std::stoi(line.substr(at + 12)), std::stod(line.substr(tab + 1))});
+        }
+    }
+    return rows;
+}
+
+TEST(RecordingTest, AKilledAppLeavesEveryReadingItTookInTheFile) {
+    test::TempDir dir;
+    const std::string csv = dir.File("run.csv");
+    const std::string trace = dir.File("io.log");
+    QProcess app;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert("QT_QPA_PLATFORM", "offscreen");
+    env.insert("HOME", QString::fromStdString(dir.Path().string()));
+    app.setProcessEnvironment(env);
+    app.start(VESK_GUI_PATH,
+              {"--device", "sim", "--sim-fresh", "--poll", "20", "--settings",
+               QString::fromStdString(dir.File("settings.json")), "--record",
+               QString::fromStdString(csv), "--trace", QString::fromStdString(trace)});
+    ASSERT_TRUE(app.waitForStarted());
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (Recorded(Slurp(csv)).size() < 60 && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(37));
+    }
+    app.kill();
+    ASSERT_TRUE(app.waitForFinished());
+    EXPECT_EQ(app.exitStatus(), QProcess::CrashExit);
+
+    const std::string text = Slurp(csv);
+    ASSERT_FALSE(text.empty());
+    EXPECT_EQ(text.back(), '\n') << "no row is cut short";
+    const std::vector<Row> recorded = Recorded(text);
+    const std::vector<Row> traced = Traced(Slurp(trace));
+    ASSERT_GE(recorded.size(), 60u);
+    // At most the reading in hand when the kill came is missing.
+    ASSERT_GE(recorded.size() + 1, traced.size());
+    ASSERT_LE(recorded.size(), traced.size());
+    for (size_t i = 0; i < recorded.size(); ++i) {
+        EXPECT_EQ(recorded[i].channel, traced[i].channel) << i;
+        EXPECT_EQ(recorded[i].value, traced[i].value) << i;
+    }
+}
+
+}  // namespace
+}  // namespace vesk::gui
