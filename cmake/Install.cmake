@@ -157,5 +157,6 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
         COMPONENT dev)
 
+include(${CMAKE_CURRENT_LIST_DIR}/Manuals.cmake)
 include(${CMAKE_CURRENT_LIST_DIR}/Packaging.cmake)
 include(${CMAKE_CURRENT_LIST_DIR}/Docs.cmake)
