@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The API reference: `cmake --build <dir> --target docs` runs Doxygen over the public headers
 # into <dir>/docs/api/html, failing on any warning. Not part of `all`: not every build needs it.
 # With -DVESK_DOCS_STRICT=ON every undocumented public member is a warning too.

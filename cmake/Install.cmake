@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Install rules, the exported CMake package, pkg-config files, the Debian packages (CPack) and
 # the API reference target. Included once, at the end of the top-level CMakeLists.txt, so that
 # every target it installs already exists.
@@ -109,6 +110,16 @@ if(TARGET vesk_qt)
             FILE vesk4710QtTargets.cmake COMPONENT dev)
 endif()
 
+# install --strip (and cpack) leaves static archives alone: their debug information is most of
+# their size, and no client debugs into them from a package.
+install(CODE "if(CMAKE_INSTALL_DO_STRIP)
+                  file(GLOB archives \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/libvesk_*.a\")
+                  foreach(archive IN LISTS archives)
+                      execute_process(COMMAND ${CMAKE_STRIP} --strip-debug \${archive}
+                                      COMMAND_ERROR_IS_FATAL ANY)
+                  endforeach()
+              endif()" COMPONENT dev)
+
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/vesk4710Config.cmake.in
     ${PROJECT_BINARY_DIR}/packaging/vesk4710Config.cmake
     INSTALL_DESTINATION ${VESK_INSTALL_CMAKEDIR})
@@ -153,19 +164,35 @@ if(TARGET vesk4710-gui)
             DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps COMPONENT gui)
 endif()
 
+# The desktop application's catalogue entry (software centres), matching its .desktop entry.
+if(TARGET vesk4710-gui)
+    install(FILES ${PROJECT_SOURCE_DIR}/apps/vesk4710-gui/data/vesk4710-gui.metainfo.xml
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/metainfo COMPONENT gui)
+endif()
+
 # --- the Python module and its stubs -----------------------------------------------------
 if(TARGET vesk4710_py)
     set_target_properties(vesk4710_py PROPERTIES INSTALL_RPATH "$ORIGIN/${_vesk_py_to_lib}")
-    install(TARGETS vesk4710_py LIBRARY DESTINATION ${VESK_INSTALL_PYTHONDIR} COMPONENT python)
-    install(FILES ${PROJECT_SOURCE_DIR}/python/vesk4710.pyi DESTINATION ${VESK_INSTALL_PYTHONDIR}
+    # The folder follows the prefix given at install time: the packages install under /usr
+    # whatever prefix this tree was configured with. Both folders are three levels deep, so
+    # the run path above holds for either.
+    install(CODE "if(CMAKE_INSTALL_PREFIX STREQUAL \"/usr\")
+                      set(VESK_PYTHONDIR lib/python3/dist-packages)
+                  else()
+                      set(VESK_PYTHONDIR ${VESK_INSTALL_PYTHONDIR})
+                  endif()" COMPONENT python)
+    install(TARGETS vesk4710_py LIBRARY DESTINATION \${VESK_PYTHONDIR} COMPONENT python)
+    install(FILES ${PROJECT_SOURCE_DIR}/python/vesk4710.pyi DESTINATION \${VESK_PYTHONDIR}
             COMPONENT python)
 endif()
 
-install(FILES ${PROJECT_SOURCE_DIR}/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT dev)
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT dev
+# The user's documentation goes with the tools; the examples with the development files.
+install(FILES ${PROJECT_SOURCE_DIR}/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tools)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tools
         FILES_MATCHING PATTERN "*.md" PATTERN "*.png")
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
         COMPONENT dev)
 
+include(${CMAKE_CURRENT_LIST_DIR}/Manuals.cmake)
 include(${CMAKE_CURRENT_LIST_DIR}/Packaging.cmake)
 include(${CMAKE_CURRENT_LIST_DIR}/Docs.cmake)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Sources are globbed per folder so that adding a file needs no CMake edit.
 function(vesk_glob_sources out)
     set(files)

@@ -6,6 +6,7 @@
 #include <QIcon>
 #include <QTimer>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 
 #include "apps/vesk4710-gui/MainWindow.h"
@@ -16,18 +17,41 @@
 #include "vesk4710/support/Version.h"
 #include "vesk4710/support/modHelp.h"
 
+namespace {
+
+// --help and --version print text only: they must work where no display is.
+bool AsksForText(int argc, char** argv) {
+    for (int i = 1; i < argc; ++i) {
+        for (const char* word : {"-h", "--help", "-help", "--help-all", "-v", "--version"}) {
+            if (std::strcmp(argv[i], word) == 0) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
-    QApplication app(argc, argv);
+    // Without a display a QApplication cannot start; the text answers need only the core.
+    std::unique_ptr<QCoreApplication> app;
+    if (AsksForText(argc, argv)) {
+        app = std::make_unique<QCoreApplication>(argc, argv);
+    } else {
+        app = std::make_unique<QApplication>(argc, argv);
+    }
     QApplication::setApplicationName("vesk4710-gui");
     QApplication::setApplicationDisplayName("Vesk 4710");
     QApplication::setApplicationVersion(vesk::ToQString(vesk::LibraryVersion()));
-    QApplication::setWindowIcon(QIcon(":/vesk4710-gui.svg"));
-    // The desktop matches the window to its entry (vesk4710-gui.desktop) by this name.
-    QGuiApplication::setDesktopFileName("vesk4710-gui");
 
     QCommandLineParser parser;
-    parser.setApplicationDescription("Live readings, settings and logs of a Vesk 4710 readout.");
+    parser.setApplicationDescription(
+        "Live readings, settings and logs of a Vesk 4710 readout.\n\n"
+        "Exit status: 0 when the window is closed, 1 when a picture cannot be saved, 2 for a "
+        "bad option or device.");
     parser.addHelpOption();
+    parser.addVersionOption();
     const QCommandLineOption device(
         "device",
         "Connect at once to DEVICE: sim, a serial device such as /dev/ttyUSB0, or "
@@ -52,7 +76,16 @@ int main(int argc, char** argv) {
         "screenshot-after", "Seconds to wait before the picture (default 5).", "SECONDS", "5");
     parser.addOptions({device, baud, settings, trace, timeout, poll, simFresh, record, screenshot,
                        screenshotAfter});
-    parser.process(app);
+    // A usage error exits with 2, as the other programs do; process() would give 1.
+    if (!parser.parse(QCoreApplication::arguments())) {
+        std::fprintf(stderr, "vesk4710-gui: %s\n", qPrintable(parser.errorText()));
+        return 2;
+    }
+    parser.process(*app);
+    // Past the text answers, the application is a QApplication.
+    QApplication::setWindowIcon(QIcon(":/vesk4710-gui.svg"));
+    // The desktop matches the window to its entry (vesk4710-gui.desktop) by this name.
+    QGuiApplication::setDesktopFileName("vesk4710-gui");
 
     // The help lies beside the library in the build tree; installed, it is in the shared data.
     if (!QFileInfo::exists(vesk::ToQString(vesk::HelpFile()))) {

@@ -15,9 +15,17 @@
 #include "simulator/Faults.h"
 #include "simulator/Instrument.h"
 #include "simulator/LineServers.h"
+#include "vesk4710/support/Version.h"
 
 int main(int argc, char** argv) {
-    CLI::App app{"Serves a simulated Vesk Scientific 4710 on a pseudo-terminal or TCP port."};
+    CLI::App app{"Serves a simulated Vesk Scientific 4710 on a pseudo-terminal or TCP port.",
+                 "vesk4710-sim"};
+    app.set_version_flag("--version", "vesk4710-sim " + vesk::LibraryVersion());
+    app.footer(
+        "Exit status:\n"
+        "  0  stopped by Ctrl-C, SIGTERM or SIGHUP\n"
+        "  1  it could not serve (terminal, port, state or data file)\n"
+        "  2  usage: an unknown option or a bad value");
     bool pty = false;
     std::string tcp;
     std::string link;
@@ -43,7 +51,11 @@ int main(int argc, char** argv) {
     mode->add_option(app.get_option("--pty"));
     mode->add_option(app.get_option("--tcp"));
     mode->require_option(1);
-    CLI11_PARSE(app, argc, argv);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& e) {
+        return app.exit(e) == 0 ? 0 : 2;
+    }
     options.persist = !memory;
 
     // Signals are taken synchronously below, never in a handler.

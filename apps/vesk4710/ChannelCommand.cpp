@@ -211,7 +211,9 @@ void RunSet(Session& s, const Output& out, const ChannelOptions& o) {
 void AddChannelCommand(CLI::App& app, Commands& commands) {
     auto o = std::make_shared<ChannelOptions>();
     auto* sub = app.add_subcommand("channel", "Show a channel's settings, or change them");
-    sub->add_option("CH", o->channel, "Channel number")->required()->check(CLI::PositiveNumber);
+    sub->add_option("CH", o->channel, "Channel number, 1 to " + std::to_string(kMaxChannels))
+        ->required()
+        ->check(CLI::PositiveNumber);
     commands.push_back({sub, true, [o](Session* s, const Output& out) { RunShow(*s, out, *o); }});
 
     auto* set = sub->add_subcommand(

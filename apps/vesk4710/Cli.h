@@ -18,6 +18,7 @@
 #include "components/host/InstrumentText.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
 #include "vesk4710/core/CVesk4710.h"
+#include "vesk4710/modules/CVesk4710Card.h"
 #include "vesk4710/support/AutomationError.h"
 #include "vesk4710/support/Variant.h"
 
@@ -27,6 +28,9 @@ namespace vesk::cli {
 inline constexpr int kExitOk = 0;
 inline constexpr int kExitFailed = 1;  // instrument or communications error
 inline constexpr int kExitUsage = 2;
+
+// Channels an instrument can have: one per module.
+inline constexpr int kMaxChannels = kMaxModules * CVesk4710Card::kChannelsPerModule;
 
 // The units value for kelvin, which the library's units enumeration leaves out.
 inline constexpr int32_t kUnitsKelvin = 2;

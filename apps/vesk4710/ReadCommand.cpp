@@ -285,7 +285,9 @@ void AddReadCommand(CLI::App& app, Commands& commands) {
     auto o = std::make_shared<ReadOptions>();
     auto* sub = app.add_subcommand(
         "read", "Take readings with time stamps: one line each, CSV or JSON lines (Ctrl-C stops)");
-    sub->add_option("CH", o->channels, "Channels to read (default: every channel)")
+    sub->add_option(
+           "CH", o->channels,
+           "Channels to read, 1 to " + std::to_string(kMaxChannels) + " (default: every channel)")
         ->check(CLI::PositiveNumber);
     sub->add_option("--count,-n", o->count, "Readings per channel; 0 reads until Ctrl-C")
         ->capture_default_str();

@@ -6,6 +6,7 @@
 
 #include "apps/vesk4710/Cli.h"
 #include "ui/console/ConsoleUi.h"
+#include "vesk4710/support/Version.h"
 
 using namespace vesk::cli;
 
@@ -62,6 +63,7 @@ int main(int argc, char** argv) {
     CLI::App app{"Command-line tool for the Vesk Scientific 4710 thermometer readout", "vesk4710"};
     app.fallthrough();
     app.require_subcommand(1);
+    app.set_version_flag("--version", "vesk4710 " + vesk::LibraryVersion());
     GlobalOptions global;
     AddGlobalOptions(app, global);
 
@@ -74,6 +76,13 @@ int main(int argc, char** argv) {
     AddCalCommand(app, commands);
     AddLateBoundCommands(app, commands);
     AddRecordCommands(app, commands, global);
+    // Set after the commands, which would inherit it.
+    app.footer(
+        "Exit status:\n"
+        "  0    the command did its job\n"
+        "  1    it failed: the instrument, the link or a file (the message says which)\n"
+        "  2    usage: an unknown command, option, setting or value\n"
+        "  130  interrupted by Ctrl-C (SIGINT); 143 stopped by SIGTERM");
 
     try {
         app.parse(argc, argv);

@@ -35,7 +35,7 @@ echo "== install into $prefix"
 
 echo "== layout"
 lib=$prefix/$libdir
-for f in "$lib/libvesk4710.so" "$lib/libvesk4710.so.0" "$lib/libvesk_host.a" \
+for f in "$lib/libvesk4710.so" "$lib/libvesk4710.so.0.1" "$lib/libvesk_host.a" \
          "$prefix/include/vesk4710/core/CVesk4710.h" \
          "$prefix/include/vesk4710/components/host/DefaultHost.h" \
          "$prefix/include/vesk4710/simulator/EmbeddedLink.h" \
@@ -44,7 +44,7 @@ for f in "$lib/libvesk4710.so" "$lib/libvesk4710.so.0" "$lib/libvesk_host.a" \
     [[ -e "$f" ]] || fail "not installed: ${f#"$prefix"/}"
 done
 soname=$(readelf -d "$lib/libvesk4710.so" | sed -n 's/.*(SONAME).*\[\(.*\)\]/\1/p')
-[[ "$soname" == libvesk4710.so.0 ]] || fail "soname is '$soname'"
+[[ "$soname" == libvesk4710.so.0.1 ]] || fail "soname is '$soname'"
 # The package must not point back into the build or source tree.
 if grep -rlF -e "$build" -e "$src" "$lib/cmake" "$lib/pkgconfig" "$prefix/include"; then
     fail "installed files name the build or source tree"
