@@ -221,7 +221,8 @@ TEST_P(CliOnLink, InfoDescribesTheInstrumentItsModulesAndChannels) {
     const RunResult text = Cli("info");
     EXPECT_EQ(text.status, 0) << text.err;
     EXPECT_TRUE(std::regex_search(text.out, std::regex("Model +4710")));
-    EXPECT_TRUE(Contains(text.out, "Channel 2: off, probe TC2002, Thermocouple Type K"));
+    // Each channel's own state, not the first channel's.
+    EXPECT_TRUE(Contains(text.out, "Channel 2: on, probe TC2002, Thermocouple Type K"));
     // Only the embedded simulator is announced.
     EXPECT_EQ(Contains(text.err, "embedded simulator"), GetParam() == Link::Embedded);
 }
@@ -333,9 +334,16 @@ TEST_P(CliOnLink, ChannelShowsAndChangesItsSettings) {
     EXPECT_EQ(ch["conversionName"], "Thermocouple Type K");
     EXPECT_EQ(ch["rjcType"], 1);
 
-    // Without the passcode the locked instrument is not touched.
-    Fails(1, {"channel 1 set serial NEW1"});
-    EXPECT_EQ(CliJson("channel 1")["serial"], "S1001");
+    // Unprotected settings need no passcode; a protected one names itself when it is missing,
+    // and the locked instrument is not touched.
+    ExpectFields(CliJson("channel 1 set resolution 2 minop 7 caldate 2023-11-03"),
+                 {{"resolution", 2}, {"minop", 7}, {"calDate", "2023-11-03"}});
+    const RunResult locked = Cli("channel 1 set serial NEW1 resolution 1");
+    EXPECT_EQ(locked.status, 1);
+    EXPECT_TRUE(Contains(locked.err, "probe serial number of channel 1 needs")) << locked.err;
+    EXPECT_EQ(CliJson("channel 1")["resolution"], 2);
+    ExpectFields(CliJson("channel 1 set resolution 3 caldate 2023-11-02 minop -200"),
+                 {{"serial", "S1001"}, {"minop", -200}, {"resolution", 3}});
     // Bad names and values are usage errors; C0 belongs to thermocouples only.
     Fails(2, {"channel 1 set nope 1", "channel 1 set C0 1", "channel 1 set resolution 5",
               "channel 1 set conversion XYZ", "channel 1 set rjctemp 99", "channel 1 set serial",
