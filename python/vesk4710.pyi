@@ -1197,7 +1197,7 @@ class CVesk4710Channel(Dispatch):
         ...
 
     def UpdateInfo(self, parent: None = None) -> bool:
-        """Writes the changed settings and coefficients back; False after telling the user what failed."""
+        """Writes every setting and coefficient back and reads each one again, whether changed or not; the probe serial number among them, so it unlocks with the instrument's Passcode first. False after telling the user what failed. To change one unprotected setting, assign it and call its own Update method (UpdateResolution, UpdateMINOP, ...): no passcode is needed then."""
         ...
 
     def FillConversionTypeList(self, probeType: int) -> list[tuple[str, int]] | None:
@@ -1233,7 +1233,7 @@ class CVesk4710Channel(Dispatch):
         ...
 
     def UpdateSerialNumber(self) -> bool:
-        """Writes the probe serial number."""
+        """Writes the probe serial number (protected: unlock with UpdatePasscodeState first)."""
         ...
 
     def UpdateResolution(self) -> bool:
@@ -1242,6 +1242,50 @@ class CVesk4710Channel(Dispatch):
 
     def UpdateCalDate(self) -> bool:
         """Writes the calibration date."""
+        ...
+
+    def QueryMINOP(self) -> bool:
+        """Reads MINOP."""
+        ...
+
+    def UpdateMINOP(self) -> bool:
+        """Writes MINOP."""
+        ...
+
+    def QueryMAXOP(self) -> bool:
+        """Reads MAXOP."""
+        ...
+
+    def UpdateMAXOP(self) -> bool:
+        """Writes MAXOP."""
+        ...
+
+    def QueryProbeLock(self) -> bool:
+        """Reads the probe lock."""
+        ...
+
+    def UpdateProbeLock(self) -> bool:
+        """Writes the probe lock."""
+        ...
+
+    def QueryRJCType(self) -> bool:
+        """Reads the reference-junction type."""
+        ...
+
+    def UpdateRJCType(self) -> bool:
+        """Writes the reference-junction type."""
+        ...
+
+    def QueryExternalRJCTemperature(self) -> bool:
+        """Reads the external reference-junction temperature."""
+        ...
+
+    def UpdateExternalRJCTemperature(self) -> bool:
+        """Writes the external reference-junction temperature."""
+        ...
+
+    def UpdateConversionType(self) -> bool:
+        """Writes the conversion type (protected when conversions are)."""
         ...
 
 
@@ -1353,4 +1397,9 @@ def connect(device: str = 'sim', baud: int = 9600, trace: str | None = None, **k
     trace   file for an I/O trace of every command and reply
     Further keywords are those of CVesk4710(): timeout_ms, settings, passcodes, assume_yes, assume_no, console, passcode, progress, message.
     """
+    ...
+
+
+def read_channel_states(instrument: CVesk4710) -> list[int]:
+    """Asks each channel for its own state, sets every channel's Enabled to it and reads the probe serial number of each channel that is on; returns the numbers of those channels. Call it after QueryInfo(): QueryChannelState and QueryInfo judge every channel by the first one's state."""
     ...
