@@ -15,6 +15,7 @@
 #include "apps/vesk4710/Script.h"
 #include "apps/vesk4710/Text.h"
 #include "components/comm/Protocol.h"
+#include "components/host/InstrumentRequests.h"
 #include "components/host/InstrumentText.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
 #include "vesk4710/core/CVesk4710.h"

@@ -365,7 +365,18 @@ TEST_P(CliOnLink, LogStatusLabelAndClear) {
     // Clearing asks first; a no leaves the log alone.
     Fails(1, {"--no log clear demand"});
     EXPECT_EQ(CliJson("log status")["demandLogCount"], 300);
+    // The automatic log downloads through its own transfer; once cleared, a download of it
+    // did nothing and says so with status 1.
+    const std::string folder = OwnPath("auto");
+    const json files = CliJson("download --log auto --folder " + folder);
+    ASSERT_EQ(files["files"].size(), 1u);
+    const std::string autoFile = ReadFile(files["files"][0]);
+    EXPECT_TRUE(Contains(autoFile, "Log,auto\n")) << autoFile.substr(0, 200);
+    EXPECT_TRUE(std::regex_search(
+        autoFile, std::regex(R"(\n\d{4}-\d\d-\d\d,[0-9:]+,2,[A-Z]+,1\d\d\.\d+,C\n)")));
     Ok("--yes log clear auto");
+    Fails(1, {"download --log auto --folder " + folder});
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1);
     Fails(2, {"log label NINECHARS", "log clear everything"});
 }
 

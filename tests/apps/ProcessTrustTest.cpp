@@ -71,10 +71,11 @@ TEST(OnASerialLine, NoRunIsMisledOrMisleads) {
         // A failed channel write names the instrument's reason, not only the setting.
         {{"--fault", "error:3@id=135"},
          {{with({"channel", "1", "set", "minop", "5"}), 1,
-           "writing channel 1 failed: The instrument refused setting 135 (PROB:PAR): simulated"}}},
+           "writing the MINOP of channel 1 failed: The instrument refused setting 135 "
+           "(PROB:PAR)"}}},
         {{"--fault", "noreply@id=135"},
          {{with({"channel", "1", "set", "minop", "5"}), 1,
-           "writing channel 1 failed: The instrument did not reply to setting 135 (PROB:PAR)"}}},
+           "writing the MINOP of channel 1 failed: The instrument did not reply to setting 135"}}},
     };
     for (auto [options, steps] : cases) {
         FakeFileSystem folder;
