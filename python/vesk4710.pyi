@@ -1403,3 +1403,8 @@ def connect(device: str = 'sim', baud: int = 9600, trace: str | None = None, **k
 def read_channel_states(instrument: CVesk4710) -> list[int]:
     """Asks each channel for its own state, sets every channel's Enabled to it and reads the probe serial number of each channel that is on; returns the numbers of those channels. Call it after QueryInfo(): QueryChannelState and QueryInfo judge every channel by the first one's state."""
     ...
+
+
+def download_auto_log(instrument: CVesk4710, opt: E4710DownloadOption = E4710DownloadOption.DOWNLOAD_SINGLE_FILE, labelnum: int = 0, resol: int = -1) -> DownloadResult:
+    """Downloads the automatic log into files in the download folder, named and written like DownloadLogFiles' (which covers the demand log); returns a DownloadResult. outcome is 'no_readings' when the log (or label labelnum) holds none. Raises AutomationError when the link or a file fails."""
+    ...

@@ -165,7 +165,7 @@ void RunDownload(Session& s, const Output& out, const DownloadOptions& o) {
             LogHeld(inst, SET_DEMAND_LOG_STATUS, "demand", source);
             result = DownloadLogFiles(inst, request);
         } else {
-            result = DownloadAutoLog(inst, s.GetHost(), request, source);
+            result = DownloadAutoLog(inst, request, source);
         }
     }
     PrintFiles(out, result);

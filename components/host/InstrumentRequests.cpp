@@ -12,6 +12,7 @@
 #include "components/comm/CommErrors.h"
 #include "components/comm/Protocol.h"
 #include "vesk4710/core/mod4710Constants.h"
+#include "vesk4710/platform/Host.h"
 #include "vesk4710/platform/OutputFile.h"
 #include "vesk4710/platform/TextSplitter.h"
 #include "vesk4710/support/Date.h"
@@ -72,8 +73,9 @@ int32_t LogHeld(CVesk4710& inst, int32_t id, const std::string& log, const std::
     return static_cast<int32_t>(*held);
 }
 
-DownloadResult DownloadAutoLog(CVesk4710& inst, Host& host, const DownloadRequest& request,
+DownloadResult DownloadAutoLog(CVesk4710& inst, const DownloadRequest& request,
                                const std::string& source) {
+    Host& host = inst.GetHost();
     DownloadResult result;
     result.count = LogHeld(inst, comm::kSettingAutoLogStatus, "automatic", source);
     if (result.count == 0) {
@@ -117,6 +119,7 @@ DownloadResult DownloadAutoLog(CVesk4710& inst, Host& host, const DownloadReques
         if (lines->f(i).empty()) {
             continue;
         }
+        ++result.lines;
         fields->L(std::string(lines->f(i)));
         if (fields->NF() != 8) {
             ++notReadings;
@@ -154,6 +157,8 @@ DownloadResult DownloadAutoLog(CVesk4710& inst, Host& host, const DownloadReques
     for (auto& [label, file] : byLabel) {
         file->Close();
     }
+    result.readings = written;
+    result.skipped = notReadings;
     if (written == 0 && why.empty()) {
         result.outcome = DownloadOutcome::NoReadings;
     }

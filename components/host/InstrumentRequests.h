@@ -6,7 +6,6 @@
 
 #include "vesk4710/core/CVesk4710.h"
 #include "vesk4710/logging/LogDownload.h"
-#include "vesk4710/platform/Host.h"
 
 namespace vesk {
 
@@ -23,7 +22,7 @@ int32_t LogHeld(CVesk4710& inst, int32_t id, const std::string& log, const std::
 // The automatic log into download files like the demand log's (next free name, written whole,
 // marked when incomplete), through its own status and transfer requests. NoReadings when the
 // log (or the label asked for) holds none.
-DownloadResult DownloadAutoLog(CVesk4710& inst, Host& host, const DownloadRequest& request,
+DownloadResult DownloadAutoLog(CVesk4710& inst, const DownloadRequest& request,
                                const std::string& source);
 
 }  // namespace vesk

@@ -66,6 +66,24 @@ void RegisterSession(py::module_& m) {
         "channels. Call it after QueryInfo(): QueryChannelState and QueryInfo judge every "
         "channel by the first one's state.",
         LibraryCall());
+
+    m.def(
+        "download_auto_log",
+        [](CVesk4710& inst, E4710DownloadOption opt, int16_t labelnum, int16_t resol) {
+            DownloadRequest request;
+            request.log = DOWNLOAD_AUTO_LOG;
+            request.opt = opt;
+            request.label = labelnum;
+            request.decimals = resol;
+            return DownloadAutoLog(inst, request, "download_auto_log");
+        },
+        py::arg("instrument"), py::arg("opt") = DOWNLOAD_SINGLE_FILE, py::arg("labelnum") = 0,
+        py::arg("resol") = -1,
+        "Downloads the automatic log into files in the download folder, named and written like "
+        "DownloadLogFiles' (which covers the demand log); returns a DownloadResult. outcome is "
+        "NoReadings when the log (or label labelnum) holds none. Raises AutomationError when "
+        "the link or a file fails.",
+        LibraryCall());
 }
 
 }  // namespace vesk::python

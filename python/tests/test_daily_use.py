@@ -1,6 +1,8 @@
 """What a lab script does every day: each channel's own state, unprotected changes without
 the passcode, silence when asked."""
 
+import os
+
 import vesk4710
 
 
@@ -21,3 +23,15 @@ def test_an_unprotected_change_needs_no_passcode(inst, messages):
     assert channel.MINOP == before + 3 and not messages
     channel.MINOP = before
     assert channel.UpdateMINOP()
+
+
+def test_the_automatic_log_downloads_and_an_empty_one_says_so(inst, tmp_path):
+    inst.Registry.set("DownloadFolder", str(tmp_path))
+    result = vesk4710.download_auto_log(inst)
+    assert result.outcome == "written" and result.readings == result.count > 0
+    with open(result.files[0], encoding="utf-8") as f:
+        assert "Log,auto\n" in f.read()
+    assert inst.ClearAutoLog()
+    empty = vesk4710.download_auto_log(inst)
+    assert empty.outcome == "no_readings" and not empty.files
+    assert len(os.listdir(tmp_path)) == 1
