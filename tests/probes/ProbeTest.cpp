@@ -183,6 +183,9 @@ TEST_F(ProbeTest, RangeNumberPicksTheCoefficientCount) {
     high.Range(7);
     EXPECT_EQ(high.MinRange(), 7);
     EXPECT_EQ(high.NumCoefficients(), 3);
+    // -1: the range is not in use, and has no coefficients.
+    high.Range(-1);
+    EXPECT_EQ(high.NumCoefficients(), 0);
 }
 
 TEST_F(ProbeTest, BadInputIsRefusedAndNothingIsLost) {
@@ -191,7 +194,7 @@ TEST_F(ProbeTest, BadInputIsRefusedAndNothingIsLost) {
     its.HighRange().Coefficients(0, 1e-4);
     probe->Changed(false);
     EXPECT_EQ(ErrorNumber([&] { its.HighRange().Range(12); }), kErrInvalidProcedureCall);
-    EXPECT_EQ(ErrorNumber([&] { its.HighRange().Range(-1); }), kErrInvalidProcedureCall);
+    EXPECT_EQ(ErrorNumber([&] { its.HighRange().Range(-2); }), kErrInvalidProcedureCall);
     EXPECT_EQ(ErrorNumber([&] { its.RTPW(std::nan("")); }), kErrInvalidProcedureCall);
     EXPECT_EQ(ErrorNumber([&] { its.HighRange().Coefficients(0, INFINITY); }),
               kErrInvalidProcedureCall);
