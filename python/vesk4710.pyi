@@ -82,6 +82,7 @@ UNITS_RAW_VALUE: E4710Units
 UNITS_NONE: E4710Units
 UNITS_DEGREESC: E4710Units
 UNITS_DEGREESF: E4710Units
+UNITS_KELVIN: int
 INT_AUTO: E4710Interval
 INT_1_SEC: E4710Interval
 INT_2_SEC: E4710Interval
@@ -761,7 +762,7 @@ class CVesk4710(Dispatch):
 
     @property
     def Units(self) -> E4710Units | int:
-        """Measurement units (E4710Units); 2 (kelvin) reads as the plain int 2."""
+        """Measurement units (E4710Units), or UNITS_KELVIN (the plain int 2)."""
         ...
 
     @Units.setter

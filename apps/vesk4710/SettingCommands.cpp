@@ -191,7 +191,8 @@ const std::vector<Setting>& Settings() {
         {"autopower", "automatic power off: on or off",
          [](Session& s) -> nlohmann::json {
              Check(s.Instrument().QueryAutoPower(), "reading automatic power off");
-             return s.Instrument().AutoPower();
+             // In the words set takes.
+             return s.Instrument().AutoPower() ? "on" : "off";
          },
          [](Session& s, const std::string& v) {
              s.Instrument().AutoPower(ParseOnOff("autopower", v));

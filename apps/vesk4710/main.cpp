@@ -62,6 +62,9 @@ int main(int argc, char** argv) {
     CLI::App app{"Command-line tool for the Vesk Scientific 4710 thermometer readout", "vesk4710"};
     app.fallthrough();
     app.require_subcommand(1);
+    app.footer(
+        "Exit status: 0 done; 1 failed, with a message on stderr saying what failed; 2 a usage "
+        "error; 130 or 143 interrupted by Ctrl-C or SIGTERM.");
     GlobalOptions global;
     AddGlobalOptions(app, global);
 

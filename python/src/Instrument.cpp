@@ -231,7 +231,7 @@ void RegisterInstrument(py::module_& m) {
         .VESK_RW(SelectedChannel, "The selected channel (instrument-wide number).")
         .VESK_RO(Firmware, "Firmware version.")
         .VESK_RO(NumChannels, "Number of channels.")
-        .VESK_RW(Units, "Measurement units (E4710Units); 2 (kelvin) reads as the plain int 2.")
+        .VESK_RW(Units, "Measurement units (E4710Units), or UNITS_KELVIN (the plain int 2).")
         .VESK_RO(NumModules, "Number of modules.")
         .def("Edit", &C::Edit, "Opens the settings dialog (needs a toolkit that shows it).", guard)
         .def("ViewLogStatus", &C::ViewLogStatus, "Opens the log status dialog.", guard)

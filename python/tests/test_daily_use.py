@@ -35,3 +35,11 @@ def test_the_automatic_log_downloads_and_an_empty_one_says_so(inst, tmp_path):
     empty = vesk4710.download_auto_log(inst)
     assert empty.outcome == "no_readings" and not empty.files
     assert len(os.listdir(tmp_path)) == 1
+
+
+def test_kelvin_is_a_named_unit_the_instrument_keeps(inst):
+    inst.Units = vesk4710.UNITS_KELVIN
+    assert inst.UpdateUnits() and inst.QueryUnits()
+    assert inst.Units == vesk4710.UNITS_KELVIN == 2
+    inst.Units = vesk4710.UNITS_DEGREESC
+    assert inst.UpdateUnits()
