@@ -393,7 +393,7 @@ class CVesk4710(Dispatch):
         settings    per-user settings file (default: the user's own)
         passcodes   answers to the passcode prompt, in turn
         assume_yes, assume_no  answer every question so
-        console     False keeps the terminal out: no prompts, no progress bars
+        console     False writes nothing to the terminal: no prompts, messages or progress bars
         passcode    callable () -> str | None asked for the passcode (None cancels)
         progress    callable (text, percent) -> bool | None told of progress; returning False cancels the operation
         message     callable (prompt, style, caption) -> int | None shown every message box; an int is the answer (ANSWER_OK, ANSWER_YES, ...), None passes the box on to the console
@@ -653,7 +653,7 @@ class CVesk4710(Dispatch):
         ...
 
     def QueryInfo(self, frm: None = None, inclchannels: bool = False, inclmodules: bool = False) -> bool:
-        """Reads the device information: identification, protection, channels, modules, units, calibration, and every switched-on channel. False (after telling the user which step failed) when a step fails or the progress is cancelled."""
+        """Reads the device information: identification, protection, channels, modules, units, calibration, and every switched-on channel. False after telling the user which step failed (another model, a step that reports failure, a cancel); an error raised inside a step is raised again as AutomationError with the source 'CVesk4710 - QueryInfo'."""
         ...
 
     def QueryIdentification(self, setprops: bool = True) -> bool:
@@ -661,7 +661,7 @@ class CVesk4710(Dispatch):
         ...
 
     def VerifyMinimumFirmware(self) -> bool:
-        """Whether the firmware is recent enough, telling the user when not."""
+        """Whether the firmware is at least 0.06; shows no message."""
         ...
 
     @property
@@ -686,7 +686,7 @@ class CVesk4710(Dispatch):
         ...
 
     def UpdateInfo(self, frm: None = None, inclchannels: bool = False, inclmodules: bool = False) -> bool:
-        """Writes the changed settings back, unlocking first when needed."""
+        """Writes the instrument's settings back in a fixed order, changed or not, unlocking first when needed; raises AutomationError (source 'CVesk4710 - UpdateInfo') when a step fails. A property assigned in Python reaches the instrument only through this or its own Update method."""
         ...
 
     def ClearAutoLog(self) -> bool:
@@ -726,7 +726,7 @@ class CVesk4710(Dispatch):
         ...
 
     def UpdateScanMode(self, override: bool = False, scmode: bool = False) -> bool:
-        """Writes the scan mode; with override, writes scmode instead of ScanMode."""
+        """Writes ScanMode; with override True nothing is sent (and the result is True); scmode is ignored."""
         ...
 
     def UpdateLoggingLabel(self, labelname: str) -> bool:
@@ -744,7 +744,7 @@ class CVesk4710(Dispatch):
 
     @property
     def SelectedChannel(self) -> int:
-        """The selected channel (instrument-wide number)."""
+        """The selected channel as a 0-based index (0 is channel 1), -1 for none."""
         ...
 
     @SelectedChannel.setter

@@ -43,3 +43,12 @@ def test_kelvin_is_a_named_unit_the_instrument_keeps(inst):
     assert inst.Units == vesk4710.UNITS_KELVIN == 2
     inst.Units = vesk4710.UNITS_DEGREESC
     assert inst.UpdateUnits()
+
+
+def test_without_the_console_nothing_is_written(capfd):
+    inst = vesk4710.connect(console=False)
+    assert inst.QueryInfo()
+    channel = inst.GetChannelReference(1)
+    # Refused (locked), which the channel tells the user about: here, nobody.
+    assert not channel.UpdateSerialNumber()
+    assert capfd.readouterr() == ("", "")
