@@ -82,6 +82,7 @@ UNITS_RAW_VALUE: E4710Units
 UNITS_NONE: E4710Units
 UNITS_DEGREESC: E4710Units
 UNITS_DEGREESF: E4710Units
+UNITS_KELVIN: int
 INT_AUTO: E4710Interval
 INT_1_SEC: E4710Interval
 INT_2_SEC: E4710Interval
@@ -392,7 +393,7 @@ class CVesk4710(Dispatch):
         settings    per-user settings file (default: the user's own)
         passcodes   answers to the passcode prompt, in turn
         assume_yes, assume_no  answer every question so
-        console     False keeps the terminal out: no prompts, no progress bars
+        console     False writes nothing to the terminal: no prompts, messages or progress bars
         passcode    callable () -> str | None asked for the passcode (None cancels)
         progress    callable (text, percent) -> bool | None told of progress; returning False cancels the operation
         message     callable (prompt, style, caption) -> int | None shown every message box; an int is the answer (ANSWER_OK, ANSWER_YES, ...), None passes the box on to the console
@@ -652,7 +653,7 @@ class CVesk4710(Dispatch):
         ...
 
     def QueryInfo(self, frm: None = None, inclchannels: bool = False, inclmodules: bool = False) -> bool:
-        """Reads the device information: identification, protection, channels, modules, units, calibration, and every switched-on channel. False (after telling the user which step failed) when a step fails or the progress is cancelled."""
+        """Reads the device information: identification, protection, channels, modules, units, calibration, and every switched-on channel. False after telling the user which step failed (another model, a step that reports failure, a cancel); an error raised inside a step is raised again as AutomationError with the source 'CVesk4710 - QueryInfo'."""
         ...
 
     def QueryIdentification(self, setprops: bool = True) -> bool:
@@ -660,7 +661,7 @@ class CVesk4710(Dispatch):
         ...
 
     def VerifyMinimumFirmware(self) -> bool:
-        """Whether the firmware is recent enough, telling the user when not."""
+        """Whether the firmware is at least 0.06; shows no message."""
         ...
 
     @property
@@ -685,7 +686,7 @@ class CVesk4710(Dispatch):
         ...
 
     def UpdateInfo(self, frm: None = None, inclchannels: bool = False, inclmodules: bool = False) -> bool:
-        """Writes the changed settings back, unlocking first when needed."""
+        """Writes the instrument's settings back in a fixed order, changed or not, unlocking first when needed; raises AutomationError (source 'CVesk4710 - UpdateInfo') when a step fails. A property assigned in Python reaches the instrument only through this or its own Update method."""
         ...
 
     def ClearAutoLog(self) -> bool:
@@ -725,7 +726,7 @@ class CVesk4710(Dispatch):
         ...
 
     def UpdateScanMode(self, override: bool = False, scmode: bool = False) -> bool:
-        """Writes the scan mode; with override, writes scmode instead of ScanMode."""
+        """Writes ScanMode; with override True nothing is sent (and the result is True); scmode is ignored."""
         ...
 
     def UpdateLoggingLabel(self, labelname: str) -> bool:
@@ -743,7 +744,7 @@ class CVesk4710(Dispatch):
 
     @property
     def SelectedChannel(self) -> int:
-        """The selected channel (instrument-wide number)."""
+        """The selected channel as a 0-based index (0 is channel 1), -1 for none."""
         ...
 
     @SelectedChannel.setter
@@ -761,7 +762,7 @@ class CVesk4710(Dispatch):
 
     @property
     def Units(self) -> E4710Units | int:
-        """Measurement units (E4710Units); 2 (kelvin) reads as the plain int 2."""
+        """Measurement units (E4710Units), or UNITS_KELVIN (the plain int 2)."""
         ...
 
     @Units.setter
@@ -1197,7 +1198,7 @@ class CVesk4710Channel(Dispatch):
         ...
 
     def UpdateInfo(self, parent: None = None) -> bool:
-        """Writes the changed settings and coefficients back; False after telling the user what failed."""
+        """Writes every setting and coefficient back and reads each one again, whether changed or not; the probe serial number among them, so it unlocks with the instrument's Passcode first. False after telling the user what failed. To change one unprotected setting, assign it and call its own Update method (UpdateResolution, UpdateMINOP, ...): no passcode is needed then."""
         ...
 
     def FillConversionTypeList(self, probeType: int) -> list[tuple[str, int]] | None:
@@ -1233,7 +1234,7 @@ class CVesk4710Channel(Dispatch):
         ...
 
     def UpdateSerialNumber(self) -> bool:
-        """Writes the probe serial number."""
+        """Writes the probe serial number (protected: unlock with UpdatePasscodeState first)."""
         ...
 
     def UpdateResolution(self) -> bool:
@@ -1242,6 +1243,50 @@ class CVesk4710Channel(Dispatch):
 
     def UpdateCalDate(self) -> bool:
         """Writes the calibration date."""
+        ...
+
+    def QueryMINOP(self) -> bool:
+        """Reads MINOP."""
+        ...
+
+    def UpdateMINOP(self) -> bool:
+        """Writes MINOP."""
+        ...
+
+    def QueryMAXOP(self) -> bool:
+        """Reads MAXOP."""
+        ...
+
+    def UpdateMAXOP(self) -> bool:
+        """Writes MAXOP."""
+        ...
+
+    def QueryProbeLock(self) -> bool:
+        """Reads the probe lock."""
+        ...
+
+    def UpdateProbeLock(self) -> bool:
+        """Writes the probe lock."""
+        ...
+
+    def QueryRJCType(self) -> bool:
+        """Reads the reference-junction type."""
+        ...
+
+    def UpdateRJCType(self) -> bool:
+        """Writes the reference-junction type."""
+        ...
+
+    def QueryExternalRJCTemperature(self) -> bool:
+        """Reads the external reference-junction temperature."""
+        ...
+
+    def UpdateExternalRJCTemperature(self) -> bool:
+        """Writes the external reference-junction temperature."""
+        ...
+
+    def UpdateConversionType(self) -> bool:
+        """Writes the conversion type (protected when conversions are)."""
         ...
 
 
@@ -1420,4 +1465,14 @@ def connect(device: str = 'sim', baud: int = 9600, trace: str | None = None, **k
     trace   file for an I/O trace of every command and reply
     Further keywords are those of CVesk4710(): timeout_ms, settings, passcodes, assume_yes, assume_no, console, passcode, progress, message.
     """
+    ...
+
+
+def read_channel_states(instrument: CVesk4710) -> list[int]:
+    """Asks each channel for its own state, sets every channel's Enabled to it and reads the probe serial number of each channel that is on; returns the numbers of those channels. Call it after QueryInfo(): QueryChannelState and QueryInfo judge every channel by the first one's state."""
+    ...
+
+
+def download_auto_log(instrument: CVesk4710, opt: E4710DownloadOption = E4710DownloadOption.DOWNLOAD_SINGLE_FILE, labelnum: int = 0, resol: int = -1) -> DownloadResult:
+    """Downloads the automatic log into files in the download folder, named and written like DownloadLogFiles' (which covers the demand log); returns a DownloadResult. outcome is 'no_readings' when the log (or label labelnum) holds none. Raises AutomationError when the link or a file fails."""
     ...

@@ -488,14 +488,16 @@ void Instrument::CatchUpAutoLog(double now) {
         return;
     }
     auto whole = static_cast<int64_t>(std::floor(now));
+    // The logging interval, or a minute while it is automatic.
+    const int64_t period = state_.interval > 0 ? state_.interval : kAutoLogPeriod;
     if (state_.autoLogNext == 0) {
-        state_.autoLogNext = (whole / kAutoLogPeriod + 1) * kAutoLogPeriod;
+        state_.autoLogNext = (whole / period + 1) * period;
         return;
     }
     // After a long pause only the newest readings can still be in the log.
-    int64_t oldest = whole - static_cast<int64_t>(state_.autoCapacity) * kAutoLogPeriod;
+    int64_t oldest = whole - static_cast<int64_t>(state_.autoCapacity) * period;
     if (state_.autoLogNext < oldest) {
-        state_.autoLogNext = (oldest / kAutoLogPeriod) * kAutoLogPeriod;
+        state_.autoLogNext = (oldest / period) * period;
     }
     while (state_.autoLogNext <= whole) {
         for (size_t i = 0; i < state_.channels.size(); ++i) {
@@ -509,7 +511,7 @@ void Instrument::CatchUpAutoLog(double now) {
                 // An out-of-range probe logs nothing, as the real logger skips an over-range.
             }
         }
-        state_.autoLogNext += kAutoLogPeriod;
+        state_.autoLogNext += period;
     }
     if (state_.autoLog.size() > static_cast<size_t>(state_.autoCapacity)) {
         state_.autoLog.erase(state_.autoLog.begin(), state_.autoLog.end() - state_.autoCapacity);
@@ -1006,13 +1008,18 @@ std::vector<std::string> Instrument::Dispatch(int32_t id, const Args& args, doub
             return {ok};
         }
         case 278:
-            return Transfer(args, std::nullopt);
+            return Transfer(args, state_.demandLog, std::nullopt);
         case 279:
-            return Transfer(args, args.RequireInt(Param::kValue, 1, kMaxLabels));
-        case 280: {
-            auto held = static_cast<int32_t>(state_.demandLog.size());
-            return {fmt::format("{},{}", std::max(0, state_.demandCapacity - held), held)};
+            return Transfer(args, state_.demandLog, args.RequireInt(Param::kValue, 1, kMaxLabels));
+        case 280:
+        case 281: {
+            const bool demand = id == 280;
+            auto held = static_cast<int32_t>((demand ? state_.demandLog : state_.autoLog).size());
+            const int32_t capacity = demand ? state_.demandCapacity : state_.autoCapacity;
+            return {fmt::format("{},{}", std::max(0, capacity - held), held)};
         }
+        case 282:
+            return Transfer(args, state_.autoLog, std::nullopt);
         case 283:
             if (args.Require(Param::kValue) != "0") {
                 throw SimError{Code(InstrumentError::kInvalidValue),
@@ -1069,7 +1076,8 @@ std::vector<std::string> Instrument::Dispatch(int32_t id, const Args& args, doub
     }
 }
 
-std::vector<std::string> Instrument::Transfer(const Args& args, std::optional<int32_t> label) {
+std::vector<std::string> Instrument::Transfer(const Args& args, const std::vector<Reading>& log,
+                                              std::optional<int32_t> label) {
     int32_t count = 0;
     if (auto text = args.Get(Param::kCount)) {
         auto n = StrictInt(*text);
@@ -1081,7 +1089,7 @@ std::vector<std::string> Instrument::Transfer(const Args& args, std::optional<in
     std::vector<std::string> lines;
     lines.emplace_back();  // the begin marker, once the number is known
     int32_t seq = 0;
-    for (const Reading& r : state_.demandLog) {
+    for (const Reading& r : log) {
         ++seq;
         if (label && r.label != *label) {
             continue;

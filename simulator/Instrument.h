@@ -93,7 +93,8 @@ class Instrument {
                                      const comm::SettingCommand* setting);
     std::vector<std::string> Dispatch(int32_t id, const Args& args, double now);
     bool TakeDemandReadings(double now);
-    std::vector<std::string> Transfer(const Args& args, std::optional<int32_t> label);
+    std::vector<std::string> Transfer(const Args& args, const std::vector<Reading>& log,
+                                      std::optional<int32_t> label);
 
     double NowSeconds() const;
     double CelsiusAt(int32_t channel, double seconds) const;

@@ -114,7 +114,7 @@ void RunSet(Session& s, const Output& out, const CalSetOptions& o) {
     const int32_t row = kCalFirstPointRow + o.point - 1;
     grid.TextMatrix(row, col, NumberText(*reference));
     grid.TextMatrix(row, col + 1, NumberText(*value));
-    s.WithUnlock([&] { inst.UpdateCalParameters(grid); });
+    s.WithUnlock("the calibration", [&] { inst.UpdateCalParameters(grid); });
     FillGrid(inst);
     if (out.Json()) {
         out.Json({{"range", grid.TextMatrix(0, col)}, {"points", RangeJson(grid, col)}});
@@ -129,7 +129,7 @@ void RunDate(Session& s, const Output& out, const std::optional<std::string>& te
         const Date d = ParseCalDate(*text);
         s.Identify();
         inst.CalDate(d);
-        s.WithUnlock([&] { inst.UpdateCalibrationDate(); });
+        s.WithUnlock("the calibration date", [&] { inst.UpdateCalibrationDate(); });
     } else {
         s.Identify();
     }

@@ -172,7 +172,58 @@ void RunShow(Session& s, const Output& out, const ChannelOptions& o) {
     s.ReadTopology();
     auto ch = s.Channel(o.channel);
     s.Require([&] { return ch->QueryInfo(); }, "reading channel " + std::to_string(o.channel));
+    ch->Enabled(ChannelIsOn(s.Instrument(), static_cast<int16_t>(o.channel)));
     Show(out, *ch);
+}
+
+// One write of a changed setting; guarded when the instrument protects it.
+struct ChannelWrite {
+    std::string item;
+    bool guarded = false;
+    std::function<bool()> write;
+};
+
+// The writes for the settings named on the command line, in the instrument's order, each
+// once. Only these are written: an unprotected change never needs the passcode.
+std::vector<ChannelWrite> ChangedWrites(CVesk4710& inst, CVesk4710Channel& ch,
+                                        const std::vector<std::string>& pairs) {
+    std::vector<std::string> keys;
+    for (size_t i = 0; i < pairs.size(); i += 2) {
+        std::string key = Lower(pairs[i]);
+        key = key == "rjctype" ? "rjc" : key == "rjctemperature" ? "rjctemp" : key;
+        key = key == "lock" ? "probelock" : key;
+        if (std::find(keys.begin(), keys.end(), key) == keys.end()) {
+            keys.push_back(key);
+        }
+    }
+    auto named = [&](const char* key) {
+        return std::find(keys.begin(), keys.end(), key) != keys.end();
+    };
+    const bool conversionsGuarded = inst.ProtectConversion();
+    std::vector<ChannelWrite> writes;
+    auto add = [&](const char* key, std::string item, bool guarded, bool (CVesk4710Channel::*w)()) {
+        if (named(key)) {
+            writes.push_back({std::move(item), guarded, [&ch, w] { return (ch.*w)(); }});
+        }
+    };
+    add("serial", "probe serial number", true, &CVesk4710Channel::UpdateSerialNumber);
+    add("conversion", "conversion", conversionsGuarded, &CVesk4710Channel::UpdateConversionType);
+    add("caldate", "calibration date", false, &CVesk4710Channel::UpdateCalDate);
+    add("rjc", "reference junction", false, &CVesk4710Channel::UpdateRJCType);
+    add("rjctemp", "reference junction temperature", false,
+        &CVesk4710Channel::UpdateExternalRJCTemperature);
+    add("resolution", "resolution", false, &CVesk4710Channel::UpdateResolution);
+    add("minop", "MINOP", false, &CVesk4710Channel::UpdateMINOP);
+    add("maxop", "MAXOP", false, &CVesk4710Channel::UpdateMAXOP);
+    add("probelock", "probe lock", false, &CVesk4710Channel::UpdateProbeLock);
+    for (const auto& c : Coefficients(ch)) {
+        if (named(Lower(c.name).c_str())) {
+            writes.push_back({"coefficient " + c.name, conversionsGuarded, [&ch, c] {
+                                  return ch.UpdateCoefficient(c.name, c.get(), c.format());
+                              }});
+        }
+    }
+    return writes;
 }
 
 void RunSet(Session& s, const Output& out, const ChannelOptions& o) {
@@ -187,6 +238,7 @@ void RunSet(Session& s, const Output& out, const ChannelOptions& o) {
         }
     }
     s.ReadTopology();
+    CVesk4710& inst = s.Instrument();
     auto ch = s.Channel(o.channel);
     const std::string what = "channel " + std::to_string(o.channel);
     s.Require([&] { return ch->QueryInfo(); }, "reading " + what);
@@ -198,11 +250,30 @@ void RunSet(Session& s, const Output& out, const ChannelOptions& o) {
             ApplySetting(*ch, o.pairs[i], o.pairs[i + 1]);
         }
     }
-    // The write-back covers protected settings (probe serial, conversion): it unlocks with
-    // the instrument object's passcode, which must be known first.
-    s.EnsurePasscode();
-    s.Require([&] { return ch->UpdateInfo(); }, "writing " + what);
+    Check(inst.QueryPasscodeProtection(), "reading the passcode protection");
+    const auto writes = ChangedWrites(inst, *ch, o.pairs);
+    std::string guarded;
+    for (const auto& w : writes) {
+        if (w.guarded) {
+            guarded += (guarded.empty() ? "" : ", ") + w.item;
+        }
+    }
+    // With a protected change among them, all are written unlocked: a missing passcode then
+    // leaves the channel as it was.
+    auto writeAll = [&] {
+        for (const auto& w : writes) {
+            s.Require(w.write, "writing the " + w.item + " of " + what);
+        }
+    };
+    if (guarded.empty()) {
+        writeAll();
+    } else {
+        s.Unlocked("the " + guarded + " of " + what, writeAll);
+    }
+    // What the instrument kept, read afresh.
+    s.Require([&] { return ch->QueryInfo(); }, "reading back " + what);
     ch->Changed(false);
+    ch->Enabled(ChannelIsOn(inst, static_cast<int16_t>(o.channel)));
     Show(out, *ch);
 }
 

@@ -15,6 +15,7 @@
 #include "apps/vesk4710/Script.h"
 #include "apps/vesk4710/Text.h"
 #include "components/comm/Protocol.h"
+#include "components/host/InstrumentRequests.h"
 #include "components/host/InstrumentText.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
 #include "vesk4710/core/CVesk4710.h"
@@ -110,18 +111,19 @@ class Session {
     // A channel by its instrument-wide number; a usage error outside 1 .. NumChannels.
     std::shared_ptr<CVesk4710Channel> Channel(int32_t number);
 
-    // Runs a protected write; when the instrument asks for the passcode, prompts for it
-    // (ValidatePasscode), presents it, writes again and locks the instrument afterwards.
-    void WithUnlock(const std::function<void()>& write);
-    // Makes sure the instrument object holds an accepted passcode before an operation that
-    // unlocks by itself (channel UpdateInfo): prompts when the instrument is locked.
-    void EnsurePasscode();
+    // Runs a protected write of `what`; when the instrument asks for the passcode, prompts for
+    // it (ValidatePasscode), presents it, writes again and locks the instrument afterwards.
+    void WithUnlock(const std::string& what, const std::function<void()>& write);
+    // Runs writes known to be protected: unlocked first unless the instrument already is, and
+    // locked again afterwards. A missing passcode fails naming `what`.
+    void Unlocked(const std::string& what, const std::function<void()>& write);
     // Runs an operation that reports a failure only as false (its message already shown);
     // fails with what went wrong on the line during it, the instrument's own reason.
     void Require(const std::function<bool()>& operation, const std::string& what);
 
   private:
-    void Unlock();
+    void Unlock(const std::string& what);
+    void UnlockedWrite(const std::string& what, const std::function<void()>& write);
     void Relock();
 
     GlobalOptions options_;
@@ -155,6 +157,7 @@ struct Coefficient {
     std::string name;
     std::function<double()> get;
     std::function<void(double)> set;
+    std::function<std::string()> format;  // how it is written
 };
 std::vector<Coefficient> Coefficients(CVesk4710Channel& channel);
 // One channel as info and channel print it.

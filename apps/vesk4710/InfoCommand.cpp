@@ -40,6 +40,8 @@ void RunInfo(Session& s, const Output& out, bool full) {
             Check(ch->QueryConversionType(), what);
             Check(ch->QueryResolution(), what);
         }
+        // After the reads above, which chose by the library's view of the channel.
+        ch->Enabled(ChannelIsOn(inst, c));
         channels.push_back(ch);
     }
 

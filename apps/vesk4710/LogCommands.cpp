@@ -7,6 +7,7 @@
 #include "components/comm/CommErrors.h"
 #include "components/comm/Communications.h"
 #include "components/comm/Protocol.h"
+#include "components/host/InstrumentRequests.h"
 #include "ui/console/ConsoleUi.h"
 #include "vesk4710/logging/LogDownload.h"
 #include "vesk4710/support/modMessages.h"
@@ -59,29 +60,10 @@ struct DownloadOptions {
     std::string folder;
 };
 
-// The demand log's status as the instrument gave it. The library reads a reply that is not two
-// counts as an empty log; here it is what it is, an unreadable reply.
-void CheckLogStatus(CVesk4710& inst, const std::string& source) {
-    auto comm = inst.Communications();
-    comm->params().ClearAll();
-    const std::string reply = comm->ReadSetting(SET_DEMAND_LOG_STATUS, true, "");
-    const size_t comma = reply.find(',');
-    const auto free = ParseInteger(std::string_view(reply).substr(0, comma));
-    const auto held = comma == std::string::npos
-                          ? std::nullopt
-                          : ParseInteger(std::string_view(reply).substr(comma + 1));
-    if (!free || !held || *free < 0 || *held < 0) {
-        throw AutomationError(comm::kCommMalformedReply,
-                              "The instrument's demand-log status \"" + comm::Printable(reply, 40) +
-                                  "\" is not two counts (free,held)",
-                              source);
-    }
-}
-
 void RunStatus(Session& s, const Output& out) {
     CVesk4710& inst = s.Instrument();
     s.Identify();
-    CheckLogStatus(inst, "vesk4710 log status");
+    LogHeld(inst, SET_DEMAND_LOG_STATUS, "demand", "vesk4710 log status");
     inst.QueryDemandLogStatus();
     std::string label;
     inst.QueryLoggingLabel(label);
@@ -180,9 +162,11 @@ void RunDownload(Session& s, const Output& out, const DownloadOptions& o) {
         // The download takes an unreadable log status for an empty log; ask first so that a
         // failing link or a garbled reply is reported as such.
         if (request.log == DOWNLOAD_DEMAND_LOG) {
-            CheckLogStatus(inst, source);
+            LogHeld(inst, SET_DEMAND_LOG_STATUS, "demand", source);
+            result = DownloadLogFiles(inst, request);
+        } else {
+            result = DownloadAutoLog(inst, request, source);
         }
-        result = DownloadLogFiles(inst, request);
     }
     PrintFiles(out, result);
     const bool interrupted = ConsoleUi::InterruptSignal() != 0;
@@ -194,11 +178,13 @@ void RunDownload(Session& s, const Output& out, const DownloadOptions& o) {
             break;
         case DownloadOutcome::NoReadings:
             if (!result.statusError.empty()) {
-                throw Failed("the demand log's reading count could not be read: " +
-                             result.statusError);
+                throw Failed("the " + o.log +
+                             " log's reading count could not be read: " + result.statusError);
             }
-            out.Notice(result.message);
-            break;
+            // Nothing was downloaded: the command did not do its job.
+            throw Failed("the " + o.log + " log holds no readings" +
+                         (o.label > 0 ? " under label " + std::to_string(o.label) : "") +
+                         "; nothing was downloaded");
         case DownloadOutcome::Aborted:
         case DownloadOutcome::EndedEarly:
             throw AutomationError(kErrTransferEndedEarly, result.message, source);

@@ -42,16 +42,20 @@ void Output::Error(int32_t number, const std::string& description,
                   << std::flush;
         return;
     }
-    std::string line = "vesk4710: error";
-    if (number != 0) {
-        line += " " + ErrorNumberText(number);
-    }
-    line += ": " + description;
+    // The sentence first; the error number and where it arose after it, for a report.
+    std::string line = "vesk4710: error: " + description;
     if (const std::string hint = CommErrorHint(number); !hint.empty()) {
         line += " (" + hint + ")";
     }
-    if (!source.empty()) {
-        line += " [" + source + "]";
+    std::string origin;
+    if (number != 0) {
+        origin = "error " + ErrorNumberText(number);
+    }
+    if (!source.empty() && source != "vesk4710") {
+        origin += (origin.empty() ? "" : ", ") + source;
+    }
+    if (!origin.empty()) {
+        line += " [" + origin + "]";
     }
     std::cerr << line << '\n' << std::flush;
 }

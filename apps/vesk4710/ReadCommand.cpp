@@ -51,7 +51,8 @@ class InterruptHook {
     uint32_t start_ = ConsoleUi::InterruptCount();
 };
 
-// A thermocouple's emf arrives in microvolts and the reading divides it by 1000.
+// A thermocouple's emf arrives in microvolts and the reading divides it by 1000: every tool
+// shows it in millivolts.
 std::string UnitOf(int32_t conversionType, bool raw, E4710Units units) {
     const bool emf = conversionType == kConvVolts || conversionType == kConvThermocouple;
     if (raw) {
@@ -294,7 +295,9 @@ void AddReadCommand(CLI::App& app, Commands& commands) {
     sub->add_option("--every", o->every, "Seconds between rounds of readings")
         ->capture_default_str();
     sub->add_flag("--new", o->fresh, "Wait for a new reading before each one");
-    sub->add_flag("--raw", o->raw, "Raw sensor values (ohms or volts) instead of temperatures");
+    sub->add_flag(
+        "--raw", o->raw,
+        "Raw sensor values (ohms, or millivolts for thermocouples) instead of temperatures");
     sub->add_flag("--csv", o->csv, "Comma-separated values with a header line");
     commands.push_back({sub, true, [o](Session* s, const Output& out) { RunRead(*s, out, *o); }});
 

@@ -81,12 +81,12 @@ std::shared_ptr<CVesk4710Channel> Session::Channel(int32_t number) {
     return channel;
 }
 
-void Session::Unlock() {
+void Session::Unlock(const std::string& what) {
     CVesk4710& inst = Instrument();
     if (!inst.ValidatePasscode(nullptr)) {
-        throw Failed(
-            "the instrument asks for its passcode; none was accepted (give it with "
-            "--passcode-file, VESK4710_PASSCODE or at the prompt)");
+        throw Failed("changing " + what +
+                     " needs the instrument's passcode; none was accepted (give it with "
+                     "--passcode-file, VESK4710_PASSCODE or at the prompt)");
     }
     inst.UpdatePasscodeState(inst.Passcode());
 }
@@ -98,7 +98,7 @@ void Session::Relock() {
     inst.Passcode("");
 }
 
-void Session::WithUnlock(const std::function<void()>& write) {
+void Session::WithUnlock(const std::string& what, const std::function<void()>& write) {
     try {
         write();
         return;
@@ -107,7 +107,20 @@ void Session::WithUnlock(const std::function<void()>& write) {
             throw;
         }
     }
-    Unlock();
+    UnlockedWrite(what, write);
+}
+
+void Session::Unlocked(const std::string& what, const std::function<void()>& write) {
+    Check(Instrument().QueryPasscodeState(), "reading the passcode state");
+    if (Instrument().PasscodeState() == PS_ENABLED) {
+        write();
+        return;
+    }
+    UnlockedWrite(what, write);
+}
+
+void Session::UnlockedWrite(const std::string& what, const std::function<void()>& write) {
+    Unlock(what);
     try {
         write();
     } catch (const AutomationError& e) {
@@ -122,19 +135,6 @@ void Session::WithUnlock(const std::function<void()>& write) {
         throw;
     }
     Relock();
-}
-
-void Session::EnsurePasscode() {
-    CVesk4710& inst = Instrument();
-    Check(inst.QueryPasscodeState(), "reading the passcode state");
-    if (inst.PasscodeState() == PS_ENABLED) {
-        return;
-    }
-    if (!inst.ValidatePasscode(nullptr)) {
-        throw Failed(
-            "the instrument is locked by its passcode; none was accepted (give it with "
-            "--passcode-file, VESK4710_PASSCODE or at the prompt)");
-    }
 }
 
 void Session::Require(const std::function<bool()>& operation, const std::string& what) {

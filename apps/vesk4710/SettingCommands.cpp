@@ -129,7 +129,7 @@ const std::vector<Setting>& Settings() {
              }
              s.Identify();
              s.Instrument().Serial(v);
-             s.WithUnlock([&] { s.Instrument().UpdateSerialNumber(); });
+             s.WithUnlock("the serial number", [&] { s.Instrument().UpdateSerialNumber(); });
          }},
         {"units", "temperature units: C, F or K",
          [](Session& s) -> nlohmann::json {
@@ -191,7 +191,8 @@ const std::vector<Setting>& Settings() {
         {"autopower", "automatic power off: on or off",
          [](Session& s) -> nlohmann::json {
              Check(s.Instrument().QueryAutoPower(), "reading automatic power off");
-             return s.Instrument().AutoPower();
+             // In the words set takes.
+             return s.Instrument().AutoPower() ? "on" : "off";
          },
          [](Session& s, const std::string& v) {
              s.Instrument().AutoPower(ParseOnOff("autopower", v));
@@ -215,7 +216,7 @@ const std::vector<Setting>& Settings() {
          },
          [](Session& s, const std::string& v) {
              s.Instrument().CalDate(ParseCalDate(v));
-             s.WithUnlock([&] { s.Instrument().UpdateCalibrationDate(); });
+             s.WithUnlock("the calibration date", [&] { s.Instrument().UpdateCalibrationDate(); });
          }},
         {"label", "current logging label",
          [](Session& s) -> nlohmann::json {

@@ -130,15 +130,24 @@ std::vector<Coefficient> Coefficients(CVesk4710Channel& channel) {
     }
     const int32_t type = probe->ConversionType();
     IConversion& conv = probe->ActiveConversion();
-    auto indexed = [&](const std::string& name, auto& set, int32_t i) {
+    // The format each family writes with: per index for Callendar-Van Dusen and PT100, one
+    // for the rest.
+    auto indexed = [&](const std::string& name, auto& set, int32_t i, bool perIndex = false) {
         out.push_back({name, [&set, i] { return set.Coefficients(i); },
-                       [&set, i](double v) { set.Coefficients(i, v); }});
+                       [&set, i](double v) { set.Coefficients(i, v); },
+                       [&conv, &set, i, perIndex]() -> std::string {
+                           if (perIndex) {
+                               return conv.ValueFormat(i);
+                           }
+                           return set.ValueFormat();
+                       }});
     };
     switch (type) {
         case kConvITS90:
         case kConvITS90Subrange5: {
-            out.push_back(
-                {"RTPW", [&conv] { return conv.RTPW(); }, [&conv](double v) { conv.RTPW(v); }});
+            out.push_back({"RTPW", [&conv] { return conv.RTPW(); },
+                           [&conv](double v) { conv.RTPW(v); },
+                           [&conv] { return conv.RTPWFormat(); }});
             IConversionRange& low = conv.LowRange();
             if (low.Range() != -1) {
                 const char* names[] = {"A", "B"};
@@ -159,12 +168,12 @@ std::vector<Coefficient> Coefficients(CVesk4710Channel& channel) {
         case kConvCVD: {
             const char* names[] = {"R0", "A", "B", "C"};
             for (int32_t i = 0; i < 4; ++i) {
-                indexed(names[i], conv, i);
+                indexed(names[i], conv, i, true);
             }
             break;
         }
         case kConvPT100:
-            indexed("R0", conv, 0);
+            indexed("R0", conv, 0, true);
             break;
         case kConvThermistor:
             for (int32_t i = 0; i < conv.NumCoefficients(); ++i) {

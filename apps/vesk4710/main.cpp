@@ -64,6 +64,9 @@ int main(int argc, char** argv) {
     app.fallthrough();
     app.require_subcommand(1);
     app.set_version_flag("--version", "vesk4710 " + vesk::LibraryVersion());
+    app.footer(
+        "Exit status: 0 done; 1 failed, with a message on stderr saying what failed; 2 a usage "
+        "error; 130 or 143 interrupted by Ctrl-C or SIGTERM.");
     GlobalOptions global;
     AddGlobalOptions(app, global);
 

@@ -33,7 +33,7 @@ constexpr SettingCommand Cmd(int32_t id, Access access, std::string_view mnemoni
     return {id, access, mnemonic, {a, b, c}, 3, meaning};
 }
 
-// Every setting identifier the library uses, in identifier order.
+// Every setting identifier the library and the tools use, in identifier order.
 constexpr SettingCommand kTable[] = {
     Cmd(0, W, "SYST:INIT", "initialise the interface"),
     Cmd(2, W, "PASS", P::kValue, "present the passcode"),
@@ -86,6 +86,8 @@ constexpr SettingCommand kTable[] = {
     Cmd(278, T, "LOG:DATA?", P::kCount, "demand log readings, at most the count"),
     Cmd(279, T, "LOG:DATA:LAB?", P::kCount, P::kValue, "demand log readings of one label"),
     Cmd(280, R, "LOG:DEM:STAT?", "demand log: free,held"),
+    Cmd(281, R, "LOG:AUTO:STAT?", "automatic log: free,held"),
+    Cmd(282, T, "LOG:AUTO:DATA?", P::kCount, "automatic log readings, at most the count"),
     Cmd(283, W, "LOG:AUTO:CLE", P::kValue, "clear the automatic log"),
     Cmd(284, W, "LOG:DEM:CLE", "clear the demand log"),
     Cmd(285, R, "LOG:LAB?", "current logging label"),

@@ -12,12 +12,19 @@ namespace {
 
 constexpr const char* kSource = "vesk4710.probes.Conversion";
 
+// -1 marks a range not in use, as the channel's reads and writes treat it: no coefficients.
+constexpr int32_t kRangeNotInUse = -1;
+
+int32_t CoefficientCount(int32_t range) {
+    return range == kRangeNotInUse ? 0 : Its90CoefficientCount(range);
+}
+
 void CheckSubrange(int32_t range) {
-    if (Its90CoefficientCount(range) < 0) {
-        throw AutomationError(
-            kErrInvalidProcedureCall,
-            "ITS-90 subrange " + detail::Num(range) + " does not exist (0 for none, 1 to 11)",
-            kSource);
+    if (CoefficientCount(range) < 0) {
+        throw AutomationError(kErrInvalidProcedureCall,
+                              "ITS-90 subrange " + detail::Num(range) +
+                                  " does not exist (-1 not in use, 0 for none, 1 to 11)",
+                              kSource);
     }
 }
 
@@ -39,7 +46,7 @@ void CheckIndexIn(int32_t index, size_t size) {
 // ---------------- ConversionRange ----------------
 
 ConversionRange::ConversionRange(int32_t range, int32_t minRange, int32_t maxRange, bool& changed)
-    : values_(static_cast<size_t>(Its90CoefficientCount(range)), 0.0),
+    : values_(static_cast<size_t>(CoefficientCount(range)), 0.0),
       range_(range),
       minRange_(minRange),
       maxRange_(maxRange),
@@ -69,7 +76,7 @@ void ConversionRange::Range(int32_t range) {
     if (range != range_) {
         changed_ = true;
         range_ = range;
-        values_.resize(static_cast<size_t>(Its90CoefficientCount(range)), 0.0);
+        values_.resize(static_cast<size_t>(CoefficientCount(range)), 0.0);
     }
 }
 

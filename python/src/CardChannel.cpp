@@ -99,8 +99,11 @@ void RegisterCardAndChannel(py::module_& m) {
             .def(
                 "UpdateInfo", [](C& c, const py::none&) { return c.UpdateInfo(nullptr); },
                 py::arg("parent") = py::none(),
-                "Writes the changed settings and coefficients back; False after telling the "
-                "user what failed.",
+                "Writes every setting and coefficient back and reads each one again, whether "
+                "changed or not; the probe serial number among them, so it unlocks with the "
+                "instrument's Passcode first. False after telling the user what failed. To "
+                "change one unprotected setting, assign it and call its own Update method "
+                "(UpdateResolution, UpdateMINOP, ...): no passcode is needed then.",
                 guard)
             .def(
                 "FillConversionTypeList",
@@ -131,10 +134,26 @@ void RegisterCardAndChannel(py::module_& m) {
             .def("QueryConversionType", &C::QueryConversionType, "Reads the conversion type.",
                  guard)
             .def("QueryResolution", &C::QueryResolution, "Reads the resolution.", guard)
-            .def("UpdateSerialNumber", &C::UpdateSerialNumber, "Writes the probe serial number.",
+            .def("UpdateSerialNumber", &C::UpdateSerialNumber,
+                 "Writes the probe serial number (protected: unlock with "
+                 "UpdatePasscodeState first).",
                  guard)
             .def("UpdateResolution", &C::UpdateResolution, "Writes the resolution.", guard)
             .def("UpdateCalDate", &C::UpdateCalDate, "Writes the calibration date.", guard)
+            .def("QueryMINOP", &C::QueryMINOP, "Reads MINOP.", guard)
+            .def("UpdateMINOP", &C::UpdateMINOP, "Writes MINOP.", guard)
+            .def("QueryMAXOP", &C::QueryMAXOP, "Reads MAXOP.", guard)
+            .def("UpdateMAXOP", &C::UpdateMAXOP, "Writes MAXOP.", guard)
+            .def("QueryProbeLock", &C::QueryProbeLock, "Reads the probe lock.", guard)
+            .def("UpdateProbeLock", &C::UpdateProbeLock, "Writes the probe lock.", guard)
+            .def("QueryRJCType", &C::QueryRJCType, "Reads the reference-junction type.", guard)
+            .def("UpdateRJCType", &C::UpdateRJCType, "Writes the reference-junction type.", guard)
+            .def("QueryExternalRJCTemperature", &C::QueryExternalRJCTemperature,
+                 "Reads the external reference-junction temperature.", guard)
+            .def("UpdateExternalRJCTemperature", &C::UpdateExternalRJCTemperature,
+                 "Writes the external reference-junction temperature.", guard)
+            .def("UpdateConversionType", &C::UpdateConversionType,
+                 "Writes the conversion type (protected when conversions are).", guard)
             .def("__repr__", [](const C& c) {
                 return "<CVesk4710Channel " +
                        std::to_string(RunInLibrary([&] { return c.ActualChannel(); })) + ">";

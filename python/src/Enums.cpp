@@ -33,12 +33,14 @@ void AddEnum(py::module_& m, const char* name, const char* doc,
 
 void RegisterEnums(py::module_& m) {
     AddEnum<E4710Units>(m, "E4710Units",
-                        "Measurement units. A units property may also hold 2 (kelvin), which "
-                        "has no member and reads as the plain int 2.",
+                        "Measurement units. A units property may also hold kelvin, which has "
+                        "no member: it reads as the plain int 2, the module's UNITS_KELVIN.",
                         {{"UNITS_RAW_VALUE", UNITS_RAW_VALUE},
                          {"UNITS_NONE", UNITS_NONE},
                          {"UNITS_DEGREESC", UNITS_DEGREESC},
                          {"UNITS_DEGREESF", UNITS_DEGREESF}});
+    // Kelvin, which the instrument offers beside the enumeration's members.
+    m.attr("UNITS_KELVIN") = py::int_(2);
     AddEnum<E4710Interval>(m, "E4710Interval", "Measurement interval in seconds.",
                            {{"INT_AUTO", INT_AUTO},
                             {"INT_1_SEC", INT_1_SEC},

@@ -69,55 +69,56 @@ void RegisterInstrument(py::module_& m) {
 
     auto cls = ClassOf<C, IDispatchable>(m, "CVesk4710");
 
-    cls.def(py::init([](const std::string& device, int32_t baud,
-                        const std::optional<std::string>& trace, int32_t timeout_ms,
-                        const std::optional<std::string>& settings,
-                        const std::vector<std::string>& passcodes, bool assume_yes, bool assume_no,
-                        bool console, const py::object& passcode, const py::object& progress,
-                        const py::object& message) {
-                SessionOptions o;
-                o.device = device;
-                o.baud = baud;
-                o.trace = trace.value_or("");
-                o.timeoutMs = timeout_ms;
-                o.settings = settings.value_or("");
-                o.passcodes = passcodes;
-                o.assumeYes = assume_yes;
-                o.assumeNo = assume_no;
-                o.console = console;
-                o.passcode = passcode;
-                o.progress = progress;
-                o.message = message;
-                auto host = MakeSessionHost(o);
-                auto instrument = C::Create(host);
-                instrument->SetRegistry(host->CreateRegistry());
-                return instrument;
-            }),
-            py::kw_only(), py::arg("device") = "sim", py::arg("baud") = 9600,
-            py::arg("trace") = py::none(), py::arg("timeout_ms") = 2000,
-            py::arg("settings") = py::none(), py::arg("passcodes") = std::vector<std::string>{},
-            py::arg("assume_yes") = false, py::arg("assume_no") = false, py::arg("console") = true,
-            py::arg("passcode") = py::none(), py::arg("progress") = py::none(),
-            py::arg("message") = py::none(),
-            "A new instrument object; no session is open yet (see InitializeCommunications, "
-            "or vesk4710.connect which does both).\n\n"
-            "device      'sim' (the embedded simulator), 'sim:N' (simulator on port N), a "
-            "serial device path such as '/dev/ttyUSB0', or 'tcp://HOST:PORT'\n"
-            "baud        baud rate of a serial device\n"
-            "trace       file to write an I/O trace of every command and reply to\n"
-            "timeout_ms  reply time-out\n"
-            "settings    per-user settings file (default: the user's own)\n"
-            "passcodes   answers to the passcode prompt, in turn\n"
-            "assume_yes, assume_no  answer every question so\n"
-            "console     False keeps the terminal out: no prompts, no progress bars\n"
-            "passcode    callable () -> str | None asked for the passcode (None cancels)\n"
-            "progress    callable (text, percent) -> bool | None told of progress; returning "
-            "False cancels the operation\n"
-            "message     callable (prompt, style, caption) -> int | None shown every message "
-            "box; an int is the answer (ANSWER_OK, ANSWER_YES, ...), None passes the box on to "
-            "the console\n\n"
-            "A callback that raises ends the operation; the exception is raised again when "
-            "the call returns.");
+    cls.def(
+        py::init([](const std::string& device, int32_t baud,
+                    const std::optional<std::string>& trace, int32_t timeout_ms,
+                    const std::optional<std::string>& settings,
+                    const std::vector<std::string>& passcodes, bool assume_yes, bool assume_no,
+                    bool console, const py::object& passcode, const py::object& progress,
+                    const py::object& message) {
+            SessionOptions o;
+            o.device = device;
+            o.baud = baud;
+            o.trace = trace.value_or("");
+            o.timeoutMs = timeout_ms;
+            o.settings = settings.value_or("");
+            o.passcodes = passcodes;
+            o.assumeYes = assume_yes;
+            o.assumeNo = assume_no;
+            o.console = console;
+            o.passcode = passcode;
+            o.progress = progress;
+            o.message = message;
+            auto host = MakeSessionHost(o);
+            auto instrument = C::Create(host);
+            instrument->SetRegistry(host->CreateRegistry());
+            return instrument;
+        }),
+        py::kw_only(), py::arg("device") = "sim", py::arg("baud") = 9600,
+        py::arg("trace") = py::none(), py::arg("timeout_ms") = 2000,
+        py::arg("settings") = py::none(), py::arg("passcodes") = std::vector<std::string>{},
+        py::arg("assume_yes") = false, py::arg("assume_no") = false, py::arg("console") = true,
+        py::arg("passcode") = py::none(), py::arg("progress") = py::none(),
+        py::arg("message") = py::none(),
+        "A new instrument object; no session is open yet (see InitializeCommunications, "
+        "or vesk4710.connect which does both).\n\n"
+        "device      'sim' (the embedded simulator), 'sim:N' (simulator on port N), a "
+        "serial device path such as '/dev/ttyUSB0', or 'tcp://HOST:PORT'\n"
+        "baud        baud rate of a serial device\n"
+        "trace       file to write an I/O trace of every command and reply to\n"
+        "timeout_ms  reply time-out\n"
+        "settings    per-user settings file (default: the user's own)\n"
+        "passcodes   answers to the passcode prompt, in turn\n"
+        "assume_yes, assume_no  answer every question so\n"
+        "console     False writes nothing to the terminal: no prompts, messages or progress bars\n"
+        "passcode    callable () -> str | None asked for the passcode (None cancels)\n"
+        "progress    callable (text, percent) -> bool | None told of progress; returning "
+        "False cancels the operation\n"
+        "message     callable (prompt, style, caption) -> int | None shown every message "
+        "box; an int is the answer (ANSWER_OK, ANSWER_YES, ...), None passes the box on to "
+        "the console\n\n"
+        "A callback that raises ends the operation; the exception is raised again when "
+        "the call returns.");
 
     cls.VESK_RW(DVCICommError, "Help context given to communications errors.")
         .VESK_RO(DateFormat, "The instrument's date format (E4710DateFormat).")
@@ -176,13 +177,15 @@ void RegisterInstrument(py::module_& m) {
             py::arg("frm") = py::none(), py::arg("inclchannels") = false,
             py::arg("inclmodules") = false,
             "Reads the device information: identification, protection, channels, modules, "
-            "units, calibration, and every switched-on channel. False (after telling the "
-            "user which step failed) when a step fails or the progress is cancelled.",
+            "units, calibration, and every switched-on channel. False after telling the user "
+            "which step failed (another model, a step that reports failure, a cancel); an "
+            "error raised inside a step is raised again as AutomationError with the source "
+            "'CVesk4710 - QueryInfo'.",
             guard)
         .def("QueryIdentification", &C::QueryIdentification, py::arg("setprops") = true,
              "Reads the identification; with setprops also model, serial and firmware.", guard)
         .def("VerifyMinimumFirmware", &C::VerifyMinimumFirmware,
-             "Whether the firmware is recent enough, telling the user when not.", guard)
+             "Whether the firmware is at least 0.06; shows no message.", guard)
         .VESK_RO(MinFirmwareRequired, "Oldest firmware the library drives.")
         .def("QueryUnits", &C::QueryUnits, "Reads the measurement units.", guard)
         .def("QueryMeasurement", &C::QueryMeasurement, py::arg("chan") = -1,
@@ -207,7 +210,11 @@ void RegisterInstrument(py::module_& m) {
             },
             py::arg("frm") = py::none(), py::arg("inclchannels") = false,
             py::arg("inclmodules") = false,
-            "Writes the changed settings back, unlocking first when needed.", guard)
+            "Writes the instrument's settings back in a fixed order, changed or not, unlocking "
+            "first when needed; raises AutomationError (source 'CVesk4710 - UpdateInfo') when a "
+            "step fails. A property assigned in Python reaches the instrument only through this or "
+            "its own Update method.",
+            guard)
         .def("ClearAutoLog", &C::ClearAutoLog, "Clears the automatic log.", guard)
         .def("ClearDemandLog", &C::ClearDemandLog, "Clears the demand log.", guard)
         .def("UpdateUnits", &C::UpdateUnits, "Writes the units.", guard)
@@ -222,16 +229,19 @@ void RegisterInstrument(py::module_& m) {
              guard)
         .def("UpdateScanMode", &C::UpdateScanMode, py::arg("override") = false,
              py::arg("scmode") = false,
-             "Writes the scan mode; with override, writes scmode instead of ScanMode.", guard)
+             "Writes ScanMode; with override True nothing is sent (and the result is True); scmode "
+             "is ignored.",
+             guard)
         .def("UpdateLoggingLabel", &C::UpdateLoggingLabel, py::arg("labelname"),
              "Writes the logging label.", guard)
         .def("InitializeCommunicationSettings", &C::InitializeCommunicationSettings,
              "Initialises the instrument's interface for a session.", guard)
         .VESK_RO(HasScanSeqDelay, "Whether the instrument has a scan sequence delay.")
-        .VESK_RW(SelectedChannel, "The selected channel (instrument-wide number).")
+        .VESK_RW(SelectedChannel,
+                 "The selected channel as a 0-based index (0 is channel 1), -1 for none.")
         .VESK_RO(Firmware, "Firmware version.")
         .VESK_RO(NumChannels, "Number of channels.")
-        .VESK_RW(Units, "Measurement units (E4710Units); 2 (kelvin) reads as the plain int 2.")
+        .VESK_RW(Units, "Measurement units (E4710Units), or UNITS_KELVIN (the plain int 2).")
         .VESK_RO(NumModules, "Number of modules.")
         .def("Edit", &C::Edit, "Opens the settings dialog (needs a toolkit that shows it).", guard)
         .def("ViewLogStatus", &C::ViewLogStatus, "Opens the log status dialog.", guard)

@@ -191,6 +191,17 @@ class PyUi : public IUiServices {
     py::object message_;
 };
 
+// The console of console=False: the same answers, written nowhere (a stream without a
+// buffer drops everything), one stream per console.
+struct NullStream {
+    std::ostream stream{nullptr};
+};
+class SilentConsole : private NullStream, public ConsoleUi {
+  public:
+    explicit SilentConsole(ConsoleOptions options)
+        : ConsoleUi(std::move(options), NullStream::stream, nullptr, false) {}
+};
+
 }  // namespace
 
 std::shared_ptr<Host> MakeSessionHost(const SessionOptions& options) {
@@ -204,10 +215,9 @@ std::shared_ptr<Host> MakeSessionHost(const SessionOptions& options) {
     console.assumeYes = options.assumeYes;
     console.assumeNo = options.assumeNo;
     console.passcodes = options.passcodes;
-    std::shared_ptr<IUiServices> base =
-        options.console
-            ? std::make_shared<ConsoleUi>(std::move(console))
-            : std::make_shared<ConsoleUi>(std::move(console), std::cerr, nullptr, false);
+    std::shared_ptr<IUiServices> base = options.console
+                                            ? std::make_shared<ConsoleUi>(std::move(console))
+                                            : std::make_shared<SilentConsole>(std::move(console));
     host.ui = std::make_shared<PyUi>(std::move(base), options);
     return MakeDefaultHost(host);
 }

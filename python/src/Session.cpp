@@ -1,6 +1,10 @@
 // vesk4710.connect: an instrument object with its session open, as the command-line tool
 // makes one.
+#include "components/comm/Communications.h"
+#include "components/host/InstrumentRequests.h"
 #include "python/src/Objects.h"
+#include "vesk4710/channel/CVesk4710Channel.h"
+#include "vesk4710/core/CVesk4710.h"
 
 namespace vesk::python {
 
@@ -27,6 +31,59 @@ void RegisterSession(py::module_& m) {
         "trace   file for an I/O trace of every command and reply\n"
         "Further keywords are those of CVesk4710(): timeout_ms, settings, passcodes, "
         "assume_yes, assume_no, console, passcode, progress, message.");
+
+    m.def(
+        "read_channel_states",
+        [](CVesk4710& inst) {
+            std::vector<int16_t> on;
+            for (int16_t c = 1; c <= inst.NumChannels(); ++c) {
+                const bool state = ChannelIsOn(inst, c);
+                auto channel = inst.GetChannelReference(c);
+                if (channel) {
+                    channel->Enabled(state);
+                }
+                if (state) {
+                    const auto* link =
+                        dynamic_cast<const comm::Communications*>(inst.Communications().get());
+                    const uint64_t mark = link != nullptr ? link->RequestCount() : 0;
+                    if (channel && !channel->QuerySerialNumber()) {
+                        const auto cause =
+                            link != nullptr ? link->FailureSince(mark) : std::nullopt;
+                        throw AutomationError(kErrGeneric,
+                                              "Reading the probe serial number of channel " +
+                                                  std::to_string(c) + " failed" +
+                                                  (cause ? ": " + *cause : std::string()),
+                                              "read_channel_states");
+                    }
+                    on.push_back(c);
+                }
+            }
+            return on;
+        },
+        py::arg("instrument"),
+        "Asks each channel for its own state, sets every channel's Enabled to it and reads the "
+        "probe serial number of each channel that is on; returns the numbers of those "
+        "channels. Call it after QueryInfo(): QueryChannelState and QueryInfo judge every "
+        "channel by the first one's state.",
+        LibraryCall());
+
+    m.def(
+        "download_auto_log",
+        [](CVesk4710& inst, E4710DownloadOption opt, int16_t labelnum, int16_t resol) {
+            DownloadRequest request;
+            request.log = DOWNLOAD_AUTO_LOG;
+            request.opt = opt;
+            request.label = labelnum;
+            request.decimals = resol;
+            return DownloadAutoLog(inst, request, "download_auto_log");
+        },
+        py::arg("instrument"), py::arg("opt") = DOWNLOAD_SINGLE_FILE, py::arg("labelnum") = 0,
+        py::arg("resol") = -1,
+        "Downloads the automatic log into files in the download folder, named and written like "
+        "DownloadLogFiles' (which covers the demand log); returns a DownloadResult. outcome is "
+        "NoReadings when the log (or label labelnum) holds none. Raises AutomationError when "
+        "the link or a file fails.",
+        LibraryCall());
 }
 
 }  // namespace vesk::python

@@ -221,7 +221,8 @@ TEST_P(CliOnLink, InfoDescribesTheInstrumentItsModulesAndChannels) {
     const RunResult text = Cli("info");
     EXPECT_EQ(text.status, 0) << text.err;
     EXPECT_TRUE(std::regex_search(text.out, std::regex("Model +4710")));
-    EXPECT_TRUE(Contains(text.out, "Channel 2: off, probe TC2002, Thermocouple Type K"));
+    // Each channel's own state, not the first channel's.
+    EXPECT_TRUE(Contains(text.out, "Channel 2: on, probe TC2002, Thermocouple Type K"));
     // Only the embedded simulator is announced.
     EXPECT_EQ(Contains(text.err, "embedded simulator"), GetParam() == Link::Embedded);
 }
@@ -267,8 +268,8 @@ TEST_P(CliOnLink, GetAndSetWriteThroughTheInstrument) {
     EXPECT_EQ(Ok("set interval auto"), "auto\n");
     EXPECT_EQ(Ok("set scanchannels 2"), "2\n");
     EXPECT_EQ(Ok("set scanchannels 1,2"), "1,2\n");
-    EXPECT_EQ(Ok("set autopower on"), "true\n");
-    EXPECT_EQ(Ok("set autopower off"), "false\n");
+    EXPECT_EQ(Ok("set autopower on"), "on\n");
+    EXPECT_EQ(Ok("set autopower off"), "off\n");
     EXPECT_EQ(CliJson("get model")["value"], "4710");
     EXPECT_EQ(CliJson("get numchannels")["value"], 2);
 
@@ -333,9 +334,16 @@ TEST_P(CliOnLink, ChannelShowsAndChangesItsSettings) {
     EXPECT_EQ(ch["conversionName"], "Thermocouple Type K");
     EXPECT_EQ(ch["rjcType"], 1);
 
-    // Without the passcode the locked instrument is not touched.
-    Fails(1, {"channel 1 set serial NEW1"});
-    EXPECT_EQ(CliJson("channel 1")["serial"], "S1001");
+    // Unprotected settings need no passcode; a protected one names itself when it is missing,
+    // and the locked instrument is not touched.
+    ExpectFields(CliJson("channel 1 set resolution 2 minop 7 caldate 2023-11-03"),
+                 {{"resolution", 2}, {"minop", 7}, {"calDate", "2023-11-03"}});
+    const RunResult locked = Cli("channel 1 set serial NEW1 resolution 1");
+    EXPECT_EQ(locked.status, 1);
+    EXPECT_TRUE(Contains(locked.err, "probe serial number of channel 1 needs")) << locked.err;
+    EXPECT_EQ(CliJson("channel 1")["resolution"], 2);
+    ExpectFields(CliJson("channel 1 set resolution 3 caldate 2023-11-02 minop -200"),
+                 {{"serial", "S1001"}, {"minop", -200}, {"resolution", 3}});
     // Bad names and values are usage errors; C0 belongs to thermocouples only.
     Fails(2, {"channel 1 set nope 1", "channel 1 set C0 1", "channel 1 set resolution 5",
               "channel 1 set conversion XYZ", "channel 1 set rjctemp 99", "channel 1 set serial",
@@ -357,7 +365,18 @@ TEST_P(CliOnLink, LogStatusLabelAndClear) {
     // Clearing asks first; a no leaves the log alone.
     Fails(1, {"--no log clear demand"});
     EXPECT_EQ(CliJson("log status")["demandLogCount"], 300);
+    // The automatic log downloads through its own transfer; once cleared, a download of it
+    // did nothing and says so with status 1.
+    const std::string folder = OwnPath("auto");
+    const json files = CliJson("download --log auto --folder " + folder);
+    ASSERT_EQ(files["files"].size(), 1u);
+    const std::string autoFile = ReadFile(files["files"][0]);
+    EXPECT_TRUE(Contains(autoFile, "Log,auto\n")) << autoFile.substr(0, 200);
+    EXPECT_TRUE(std::regex_search(
+        autoFile, std::regex(R"(\n\d{4}-\d\d-\d\d,[0-9:]+,2,[A-Z]+,1\d\d\.\d+,C\n)")));
     Ok("--yes log clear auto");
+    Fails(1, {"download --log auto --folder " + folder});
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1);
     Fails(2, {"log label NINECHARS", "log clear everything"});
 }
 
@@ -435,14 +454,20 @@ TEST_P(CliOnLink, CallInvokesMembersByName) {
 
     RunResult r = Cli("call Frobnicate");
     EXPECT_EQ(r.status, 1);
-    EXPECT_TRUE(Contains(r.err, "error 438: Object doesn't support this property or method"))
+    EXPECT_TRUE(Contains(r.err, "Object doesn't support this property or method [error 438"))
         << r.err;
     r = Cli("--json call Modules 7");
     EXPECT_EQ(r.status, 1);
     const json e = ParseJson(r.err.substr(r.err.rfind("{\"error\"")));
     EXPECT_EQ(e["error"]["number"], static_cast<int32_t>(0x800403EAu));
     EXPECT_EQ(e["error"]["source"], "CVesk4710 - Modules");
-    EXPECT_TRUE(Contains(Cli("call QueryMeasurement -1").err, "error 0x800403E9"));
+    // The sentence first, the number and the source after it.
+    const std::string said = Cli("call QueryMeasurement -1").err;
+    EXPECT_TRUE(std::regex_search(
+        said,
+        std::regex(
+            R"(vesk4710: error: [A-Z][^\[]+ \[error 0x800403E9, CVesk4710 - QueryMeasurement\]\n$)")))
+        << said;
     EXPECT_TRUE(Contains(Cli("call UpdateScanMode 1 2 3").err, "error 450"));
 }
 

@@ -71,10 +71,15 @@ TEST(OnASerialLine, NoRunIsMisledOrMisleads) {
         // A failed channel write names the instrument's reason, not only the setting.
         {{"--fault", "error:3@id=135"},
          {{with({"channel", "1", "set", "minop", "5"}), 1,
-           "writing channel 1 failed: The instrument refused setting 135 (PROB:PAR): simulated"}}},
+           "writing the MINOP of channel 1 failed: The instrument refused setting 135 "
+           "(PROB:PAR)"}}},
+        // A garbled channel state or log status is no "off" and no empty log.
+        {{"--fault", "reply:1x@id=88*9"}, {{{"info"}, 1, "\"1x\" is not a whole number"}}},
+        {{"--fault", "reply:9@id=281"},
+         {{{"download", "--log", "auto"}, 1, "\"9\" is not two counts"}}},
         {{"--fault", "noreply@id=135"},
          {{with({"channel", "1", "set", "minop", "5"}), 1,
-           "writing channel 1 failed: The instrument did not reply to setting 135 (PROB:PAR)"}}},
+           "writing the MINOP of channel 1 failed: The instrument did not reply to setting 135"}}},
     };
     for (auto [options, steps] : cases) {
         FakeFileSystem folder;

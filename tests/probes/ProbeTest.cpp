@@ -152,6 +152,9 @@ TEST_F(ProbeTest, RangeNumberPicksTheCoefficientCount) {
     high.Range(7);
     EXPECT_EQ(high.MinRange(), 7);
     EXPECT_EQ(high.NumCoefficients(), 3);
+    // -1: the range is not in use, and has no coefficients.
+    high.Range(-1);
+    EXPECT_EQ(high.NumCoefficients(), 0);
 }
 
 TEST_F(ProbeTest, BadInputIsRefusedAndNothingIsLost) {
@@ -160,7 +163,7 @@ TEST_F(ProbeTest, BadInputIsRefusedAndNothingIsLost) {
     its.HighRange().Coefficients(0, 1e-4);
     probe->Changed(false);
     EXPECT_EQ(test::Raised([&] { its.HighRange().Range(12); }).Number(), kErrInvalidProcedureCall);
-    EXPECT_EQ(test::Raised([&] { its.HighRange().Range(-1); }).Number(), kErrInvalidProcedureCall);
+    EXPECT_EQ(test::Raised([&] { its.HighRange().Range(-2); }).Number(), kErrInvalidProcedureCall);
     EXPECT_EQ(test::Raised([&] { its.RTPW(std::nan("")); }).Number(), kErrInvalidProcedureCall);
     EXPECT_EQ(test::Raised([&] { its.HighRange().Coefficients(0, INFINITY); }).Number(),
               kErrInvalidProcedureCall);

@@ -265,6 +265,17 @@ TEST_F(SimInstrument, AutomaticLogRecordsEveryMinuteWhileMeasuring) {
     clock.Advance(std::chrono::hours(24 * 30));
     Ask("UNIT?");
     EXPECT_EQ(inst->State().autoLog.size(), 2000u);
+    // At the logging interval once one is set; the status counts what the log holds.
+    EXPECT_EQ(Ask("LOG:AUTO:CLE 0"), "OK");
+    EXPECT_EQ(Ask("SAMP:INT 5"), "OK");
+    clock.Advance(1min);
+    Ask("UNIT?");
+    const size_t held = inst->State().autoLog.size();
+    clock.Advance(1min);
+    Ask("UNIT?");
+    EXPECT_EQ(inst->State().autoLog.size(), held + 24);
+    EXPECT_EQ(Ask("LOG:AUTO:STAT?"),
+              std::to_string(2000 - held - 24) + "," + std::to_string(held + 24));
 }
 
 TEST_F(SimInstrument, TheSeedMakesItRepeatable) {
