@@ -2,32 +2,16 @@
 // dropped link and the way back, instrument errors, and the guard against timer re-entry.
 #include <gtest/gtest.h>
 
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <chrono>
 
 #include "apps/vesk4710-gui/model/LiveSession.h"
 #include "components/comm/CommErrors.h"
 #include "components/host/DefaultHost.h"
+#include "tests/apps/Processes.h"
 #include "tests/gui/GuiTestSupport.h"
 
 namespace vesk::gui {
 namespace {
-
-// A loopback port nothing listens on.
-int32_t ClosedPort() {
-    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in addr{};
-    addr.sin_family = AF_INET;
-    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t len = sizeof addr;
-    ::bind(fd, reinterpret_cast<sockaddr*>(&addr), len);
-    ::getsockname(fd, reinterpret_cast<sockaddr*>(&addr), &len);
-    ::close(fd);
-    return ntohs(addr.sin_port);
-}
 
 class LiveSessionTest : public ::testing::Test {
   protected:
@@ -107,7 +91,7 @@ TEST_F(LiveSessionTest, ADroppedLinkLosesTheSessionKeepsTheRoundSoFarAndReconnec
 
 TEST_F(LiveSessionTest, AnUnreachableDeviceFailsOnceWithTheLinkError) {
     const auto target =
-        *ConnectionTarget::Parse("tcp://127.0.0.1:" + std::to_string(ClosedPort()), 9600);
+        *ConnectionTarget::Parse("tcp://127.0.0.1:" + std::to_string(vesk::test::FreePort()), 9600);
     const auto started = std::chrono::steady_clock::now();
     EXPECT_FALSE(session.Connect(target));
     EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(3));
