@@ -11,7 +11,6 @@
 #include <iterator>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "components/host/DefaultHost.h"
 #include "simulator/EmbeddedLink.h"
@@ -89,17 +88,6 @@ class SimulatedLab {
     }
 
     std::string Trace() const { return ReadFileText(tracePath); }
-
-    // Every regular file under the lab's folder, relative to it.
-    std::vector<std::string> Files() const {
-        std::vector<std::string> out;
-        for (const auto& e : std::filesystem::recursive_directory_iterator(root)) {
-            if (e.is_regular_file()) {
-                out.push_back(std::filesystem::relative(e.path(), root).string());
-            }
-        }
-        return out;
-    }
 
     std::shared_ptr<Host> host;
     std::shared_ptr<sim::Instrument> instrument;
