@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "tests/apps/Processes.h"
+#include "tests/testsupport/FakeFileSystem.h"
 
 namespace vesk::test {
 namespace {
@@ -39,12 +40,12 @@ class World : public ::testing::Environment {
         return *world;
     }
     std::map<std::string, std::string> Env() const {
-        return {{"XDG_STATE_HOME", folder_ + "/state"},
-                {"XDG_CONFIG_HOME", folder_ + "/config"},
-                {"HOME", folder_},
-                {"TMPDIR", folder_}};
+        return {{"XDG_STATE_HOME", Folder() + "/state"},
+                {"XDG_CONFIG_HOME", Folder() + "/config"},
+                {"HOME", Folder()},
+                {"TMPDIR", Folder()}};
     }
-    const std::string& Folder() const { return folder_; }
+    const std::string& Folder() const { return folder_.Root(); }
     SimServer& Server(SimServer::Kind kind) {
         auto& slot = servers_[static_cast<int>(kind)];
         if (!slot) {
@@ -56,18 +57,12 @@ class World : public ::testing::Environment {
         servers_[0].reset();
         servers_[1].reset();
         std::error_code ec;
-        std::filesystem::remove_all(folder_, ec);
+        std::filesystem::remove_all(Folder(), ec);
     }
 
   private:
-    World() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "vesk-cli-XXXXXX").string();
-        if (::mkdtemp(pattern.data()) == nullptr) {
-            throw std::runtime_error("mkdtemp failed");
-        }
-        folder_ = pattern;
-    }
-    std::string folder_;
+    World() = default;
+    FakeFileSystem folder_;  // never destroyed (gtest keeps its environments): removed above
     std::unique_ptr<SimServer> servers_[2];
 };
 
@@ -399,14 +394,15 @@ TEST_P(CliOnLink, CalibrationShowSetAndDate) {
     json j = CliJson("cal show");
     EXPECT_EQ(j["calDate"], "2024-01-15");
     ASSERT_EQ(j["ranges"]["LO_OHMS"].size(), 3u);
-    EXPECT_EQ(j["ranges"]["LO_OHMS"][1], json({{"reference", 100.0}, {"value", 100.00154}}));
+    EXPECT_EQ(j["ranges"]["LO_OHMS"][1],
+              json({{"point", 2}, {"reference", 100.0}, {"value", 100.00154}}));
     const size_t mvPoints = j["ranges"]["MV"].size();
 
     // Rewrite MV's first point (the simulator's state lives on within this run).
     j = CliJson("--passcode 1234 cal set mv 1 -0.5 -0.4985");
     EXPECT_EQ(j["range"], "MV");
     ASSERT_EQ(j["points"].size(), mvPoints);
-    EXPECT_EQ(j["points"][0], json({{"reference", -0.5}, {"value", -0.4985}}));
+    EXPECT_EQ(j["points"][0], json({{"point", 1}, {"reference", -0.5}, {"value", -0.4985}}));
     EXPECT_EQ(CliJson("cal show")["ranges"]["MV"][0]["value"], -0.4985);
     Ok("--passcode 1234 cal set MV 1 0 0.0004");
 
