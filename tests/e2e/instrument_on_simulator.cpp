@@ -1,6 +1,7 @@
 // The instrument and its channels against the simulator: the whole query, readings, passcode
-// protection, the calibration write-back, and every supported conversion written back so that
-// the instrument holds each value under its own name and a fresh object reads the same.
+// protection (a calibration point's write-back is the tool's test), and every supported
+// conversion written back so that the instrument holds each value under its own name and a
+// fresh object reads the same.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -11,6 +12,7 @@
 
 #include "components/probes/TemperatureMath.h"
 #include "tests/robustness/SimulatedLab.h"
+#include "tests/testsupport/Raised.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
 #include "vesk4710/channel/modConversionTypes.h"
 #include "vesk4710/core/CVesk4710.h"
@@ -154,23 +156,15 @@ TEST_F(OnSimulator, ProtectedWritesNeedThePasscodeAndLockAgain) {
     auto unit = Open();
     unit->CalDate(Date::FromYMD(2024, 6, 1));
     const auto refused = [&] {
-        try {
-            unit->UpdateInfo();
-        } catch (const AutomationError& e) {
-            EXPECT_EQ(e.Source(), "CVesk4710 - UpdateInfo");
-            return true;
-        }
-        return false;
+        return test::Raised([&] { unit->UpdateInfo(); }).Source() == "CVesk4710 - UpdateInfo";
     };
     EXPECT_TRUE(refused());
-    EXPECT_EQ(target->State().calDate, "2024,1,15");
     // A channel reports its refusal and stays usable.
     auto channel = unit->GetChannelReference(1);
     ASSERT_TRUE(channel->QueryInfo());
     channel->Probe()->Serial("NOPASS");
     EXPECT_FALSE(channel->UpdateInfo());
-    EXPECT_EQ(target->State().channels[0].probe.serial, "S1001");
-    ASSERT_FALSE(ErrorBoxes().empty());
+    ASSERT_FALSE(ui->boxes.empty());
     EXPECT_EQ(ui->boxes.back().prompt, "Failed to successfully update 'Probe serial number'.");
     EXPECT_TRUE(channel->QueryInfo());
     EXPECT_EQ(channel->Probe()->Serial(), "S1001");
@@ -178,44 +172,16 @@ TEST_F(OnSimulator, ProtectedWritesNeedThePasscodeAndLockAgain) {
     ui->passcodes = {{"0000", true}, {"1234", true}};
     ASSERT_TRUE(unit->ValidatePasscode(nullptr));
     EXPECT_EQ(ui->Prompts().back(), "The passcode entered is incorrect.");
-    // The instrument is locked again right after the check.
+    // Locked again right after the check, and the passcode is used once.
     EXPECT_FALSE(target->Unlocked());
     EXPECT_EQ(unit->PasscodeState(), PS_ENABLED);
-
     ASSERT_TRUE(unit->UpdateInfo());
     EXPECT_EQ(target->State().calDate, "2024,6,1");
     EXPECT_FALSE(target->Unlocked());
     EXPECT_EQ(unit->Passcode(), "");
-
     unit->CalDate(Date::FromYMD(2024, 7, 1));
     EXPECT_TRUE(refused());
     EXPECT_EQ(target->State().calDate, "2024,6,1");
-    // Still usable after the refusals.
-    EXPECT_TRUE(unit->QueryCalibrationDate());
-    EXPECT_EQ(unit->CalDate(), Date::FromYMD(2024, 6, 1));
-}
-
-TEST_F(OnSimulator, CalibrationPointEditReadsBackThroughAFreshObject) {
-    auto unit = Open();
-    ui->passcodes = {{"1234", true}};
-    ASSERT_TRUE(unit->ValidatePasscode(nullptr));
-    auto& grid = unit->CalibrationGrid();
-    // LO_OHMS point 2, and a third point for MV.
-    grid.TextMatrix(3, 4, "100.00275");
-    grid.TextMatrix(4, 9, "200");
-    grid.TextMatrix(4, 10, "200.0071");
-    ASSERT_TRUE(unit->UpdateInfo());
-    EXPECT_EQ(ErrorBoxes(), std::vector<std::string>{});
-
-    auto fresh = Open();
-    const auto& again = fresh->CalibrationGrid();
-    EXPECT_DOUBLE_EQ(Val(again.TextMatrix(3, 4)), 100.00275);
-    EXPECT_DOUBLE_EQ(Val(again.TextMatrix(3, 3)), 100.0);
-    EXPECT_DOUBLE_EQ(Val(again.TextMatrix(4, 9)), 200.0);
-    EXPECT_DOUBLE_EQ(Val(again.TextMatrix(4, 10)), 200.0071);
-    EXPECT_EQ(again.TextMatrix(5, 9), "-");
-    // Untouched ranges are as they were.
-    EXPECT_DOUBLE_EQ(Val(again.TextMatrix(2, 8)), 100001.3);
 }
 
 TEST_F(OnSimulator, ChannelUpdateInfoIsHeldByNameAndReadBackThroughAFreshInstrument) {
