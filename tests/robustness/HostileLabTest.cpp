@@ -1,6 +1,6 @@
 // Hostile text end to end on the default host and the simulator: passcodes never reach the I/O
-// trace, a label the line cannot carry ends a download without losing what arrived, and a probe
-// serial the line cannot carry is refused before anything is sent.
+// trace, a passcode or probe serial the line cannot carry is refused before anything is sent,
+// and a label the line cannot carry ends a download without losing what arrived.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -48,7 +48,7 @@ void ExpectNotIn(const std::string& text, const std::string& passcode) {
     }
 }
 
-TEST(HostileLab, PasscodesNeverReachTheTraceOrTheError) {
+TEST(HostileLab, PasscodesNeverReachTheTraceAndUnsendableTextIsRefusedBeforeTheLine) {
     SimulatedLab lab(61);
     auto unit = lab.Open();
     // Passcodes the line cannot carry are refused before the line, without quoting them. A NUL
@@ -83,6 +83,19 @@ TEST(HostileLab, PasscodesNeverReachTheTraceOrTheError) {
     ASSERT_TRUE(unit->ValidatePasscode(nullptr));
     ASSERT_TRUE(channel->UpdateInfo()) << lab.Ui().Prompts().back();
     EXPECT_FALSE(lab.instrument->Unlocked());
+    // A probe serial the line cannot carry is refused and told; the instrument is relocked and
+    // the next query reads its own serial back.
+    const std::string serial = lab.instrument->State().channels[0].probe.serial;
+    lab.Ui().passcodes.push_back({kPasscode, true});
+    ASSERT_TRUE(unit->ValidatePasscode(nullptr));
+    channel->Probe()->Serial("..\\X\x01/\x1b[2J");
+    const size_t boxes = lab.Ui().boxes.size();
+    EXPECT_FALSE(channel->UpdateInfo());
+    EXPECT_GT(lab.Ui().boxes.size(), boxes) << "the refusal was not reported";
+    EXPECT_EQ(lab.instrument->State().channels[0].probe.serial, serial);
+    EXPECT_FALSE(lab.instrument->Unlocked());
+    ASSERT_TRUE(channel->QueryInfo());
+    EXPECT_EQ(channel->Probe()->Serial(), serial);
 
     const std::string trace = lab.Trace();
     ASSERT_NE(trace.find("PASS"), std::string::npos) << "no passcode request was traced";
@@ -121,25 +134,6 @@ TEST(HostileLab, ControlCharacterInALabelEndsTheTransferWithNothingLost) {
     bool ok = false;
     EXPECT_NO_THROW(ok = unit->QueryDemandLogStatus());
     EXPECT_TRUE(ok);
-}
-
-TEST(HostileLab, ProbeSerialTheLineCannotCarryIsRefusedAndTheInstrumentRelocked) {
-    SimulatedLab lab(65);
-    auto unit = lab.Open();
-    auto channel = unit->GetChannelReference(1);
-    ASSERT_TRUE(channel->QueryInfo());
-    const std::string before = lab.instrument->State().channels[0].probe.serial;
-    lab.Ui().passcodes.push_back({kPasscode, true});
-    ASSERT_TRUE(unit->ValidatePasscode(nullptr));
-    channel->Probe()->Serial("..\\X\x01/\x1b[2J");
-    const size_t boxes = lab.Ui().boxes.size();
-    EXPECT_FALSE(channel->UpdateInfo());
-    EXPECT_GT(lab.Ui().boxes.size(), boxes) << "the refusal was not reported";
-    EXPECT_EQ(lab.instrument->State().channels[0].probe.serial, before);
-    EXPECT_FALSE(lab.instrument->Unlocked());
-    // The next query reads the instrument's serial back.
-    ASSERT_TRUE(channel->QueryInfo());
-    EXPECT_EQ(channel->Probe()->Serial(), before);
 }
 
 }  // namespace

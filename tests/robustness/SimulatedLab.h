@@ -16,6 +16,7 @@
 #include "simulator/EmbeddedLink.h"
 #include "simulator/Instrument.h"
 #include "tests/testsupport/EnvGuard.h"
+#include "tests/testsupport/FakeFileSystem.h"
 #include "tests/testsupport/FakeUi.h"
 #include "vesk4710/core/CVesk4710.h"
 #include "vesk4710/platform/Registry.h"
@@ -33,8 +34,6 @@ class SimulatedLab {
     explicit SimulatedLab(int32_t port, int32_t timeoutMs = 2000,
                           std::shared_ptr<FakeUi> ui = std::make_shared<FakeUi>())
         : ui_(std::move(ui)) {
-        char pattern[] = "/tmp/vesk-lab-XXXXXX";
-        root = mkdtemp(pattern);
         temp = root + "/temp";
         downloads = root + "/downloads";
         tracePath = root + "/io.trace";
@@ -68,8 +67,6 @@ class SimulatedLab {
         instrument.reset();
         sim::Instrument::ReleaseAll();
         comm::UnregisterLinkScheme("sim");
-        std::error_code ec;
-        std::filesystem::remove_all(root, ec);
     }
     SimulatedLab(const SimulatedLab&) = delete;
     SimulatedLab& operator=(const SimulatedLab&) = delete;
@@ -89,9 +86,13 @@ class SimulatedLab {
 
     std::string Trace() const { return ReadFileText(tracePath); }
 
+  private:
+    FakeFileSystem scratch_;  // a fresh folder, removed afterwards
+
+  public:
     std::shared_ptr<Host> host;
     std::shared_ptr<sim::Instrument> instrument;
-    std::string root;
+    const std::string root = scratch_.Root();
     std::string temp;
     std::string downloads;
     std::string tracePath;
