@@ -283,11 +283,8 @@ TEST_P(CliOnLink, ProtectedWritesAskForThePasscode) {
         }
     }
     EXPECT_TRUE(told) << r.err;
-    // The trace records the exchange but never the passcode.
-    const std::string trace = OwnPath("trace");
-    Ok("--trace " + trace + " --passcode 1234 set serial A47100");
-    EXPECT_TRUE(Contains(ReadFile(trace), "A47100"));
-    EXPECT_FALSE(Contains(ReadFile(trace), kPasscode));
+    // The trace keeps the passcode secret: checked below with every way to give one.
+    Ok("--passcode 1234 set serial A47100");
 
     // Afterwards the instrument is locked again.
     EXPECT_EQ(CliJson("passcode --status")["passcodeState"], 1);
@@ -627,22 +624,7 @@ TEST(CliLink, FailingLinkEndsWithStatusOneAndAClearMessage) {
         EXPECT_EQ(r.status, 1);
         EXPECT_TRUE(Contains(r.err, "dropped")) << r.err;
     }
-    // Faults the server injects, and a port where nothing listens.
-    {
-        SimServer server(SimServer::Kind::Pty, World::Get().Env(), {"--fault", "drop@id=12"});
-        const RunResult r = RunCli("--device " + server.Device() + " read 1");
-        EXPECT_EQ(r.status, 1);
-        EXPECT_TRUE(Contains(r.err, "the link to the instrument was dropped")) << r.err;
-    }
-    {
-        SimServer server(SimServer::Kind::Tcp, World::Get().Env(), {"--fault", "noreply@id=18"});
-        const RunResult r = RunCli("--json --device " + server.Device() + " --timeout 300 info");
-        EXPECT_EQ(r.status, 1);
-        const auto lines = JsonLines(r.err);
-        ASSERT_FALSE(lines.empty());
-        EXPECT_TRUE(lines.back().contains("error")) << r.err;
-        EXPECT_EQ(lines.back()["error"]["source"], "CVesk4710 - QueryInfo");
-    }
+    // A port where nothing listens. (Faults the server injects: ProcessTrustTest.)
     const RunResult closed = RunCli("--device tcp://127.0.0.1:1 info");
     EXPECT_EQ(closed.status, 1);
     EXPECT_TRUE(Contains(closed.err, "could not be opened")) << closed.err;
@@ -687,19 +669,8 @@ TEST(CliDownload, SignalsInMidTransferKeepEveryReadingReceived) {
     }
 }
 
-// What the download cannot vouch for fails naming the cause: an unreadable log status (once
-// taken for an empty log), and files the disk has no room for (once left empty or cut).
-TEST(CliDownload, BadStatusAndFullDiskFailWithTheirCause) {
-    for (const char* reply : {"700,abc", "x"}) {
-        SimServer server(SimServer::Kind::Tcp, World::Get().Env(),
-                         {"--fault", std::string("reply:") + reply + "@id=280*2"});
-        for (const char* command : {"download", "log status"}) {
-            const RunResult r = RunCli("--device " + server.Device() + " " + command);
-            EXPECT_EQ(r.status, 1) << command;
-            EXPECT_TRUE(Contains(r.err, std::string("\"") + reply + "\" is not two counts"))
-                << r.err;
-        }
-    }
+// Files the disk has no room for fail naming the cause (they were once left empty or cut).
+TEST(CliDownload, FullDiskFailsWithItsCause) {
     SimServer server(SimServer::Kind::Tcp, World::Get().Env());
     const std::string folder = World::Get().Folder() + "/full";
     // Files may grow to 4 KiB; the CSV needs three times that.
