@@ -50,7 +50,8 @@ TEST_F(LiveSessionTest, ConnectReadsTheInstrumentAndBothChannelsThenReadsThem) {
     ASSERT_EQ(channels.size(), 2u);
     EXPECT_TRUE(channels[0].enabled);
     EXPECT_TRUE(channels[0].live);
-    EXPECT_TRUE(channels[1].live) << "channel 2 is in the instrument's scan list";
+    EXPECT_TRUE(channels[1].enabled) << "channel 2's own state, not the first channel's";
+    EXPECT_TRUE(channels[1].live);
     EXPECT_EQ(channels[0].serial, "S1001");
     EXPECT_EQ(channels[1].serial, "TC2002");
     EXPECT_EQ(channels[1].unit, "\u00B0C");
