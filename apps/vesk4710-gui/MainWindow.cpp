@@ -699,8 +699,11 @@ void MainWindow::ShowReadings() {
         if (!latest) {
             continue;
         }
-        // Every digit of the reading, none added: the instrument's value, not a rounding of it.
-        label->setText(locale.toString(latest->value, 'f', QLocale::FloatingPointShortest) + " " +
+        // Every digit of the reading, never rounded, padded with the zeros the channel's other
+        // readings show: the instrument sends them, the number does not keep them.
+        int32_t& decimals = readingDecimals_[number];
+        decimals = std::max(decimals, DecimalsOf(latest->value));
+        label->setText(locale.toString(latest->value, 'f', decimals) + " " +
                        ToQString(buffer_.Unit(number)));
         label->setToolTip(ToQString(IsoLocalTime(latest->time)));
     }

@@ -71,6 +71,14 @@ class LocaleScope {
 
 // ---- reading buffer ----
 
+TEST(ReadingText, DecimalsAreThoseOfTheShortestExactText) {
+    const std::vector<std::pair<double, int32_t>> cases = {
+        {25.007, 3}, {150.0, 0}, {150.39, 2}, {-0.0001, 4}, {1e-5, 5}, {100.00154, 5}};
+    for (const auto& [value, decimals] : cases) {
+        EXPECT_EQ(DecimalsOf(value), decimals) << value;
+    }
+}
+
 std::string Slurp(const std::string& path) {
     std::ifstream in(path);
     std::stringstream text;
