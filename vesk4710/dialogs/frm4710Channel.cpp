@@ -535,7 +535,8 @@ bool frm4710Channel::WriteChannel(const Values& now) {
         const bool tc = now.conversionType == kConvThermocouple;
         write(now.serial != was.serial,
               [&] { return ch.UpdateSerialNumber() && ch.QuerySerialNumber(); });
-        write(ConversionChanged(now), [&] { return ch.UpdateConversionType(); });
+        write(ConversionChanged(now),
+              [&] { return ch.UpdateConversionType() && ch.QueryConversionType(); });
         write(now.calDate != was.calDate, [&] { return ch.UpdateCalDate() && ch.QueryCalDate(); });
         write(tc && now.rjcType != was.rjcType,
               [&] { return ch.UpdateRJCType() && ch.QueryRJCType(); });
