@@ -116,8 +116,8 @@ TEST_F(MainWindowTest, ConnectsShowsTheInstrumentAndPlotsBothChannels) {
         ASSERT_NE(reading, nullptr);
         EXPECT_TRUE(reading->text().endsWith(QString::fromUtf8(" \u00B0C")))
             << reading->text().toStdString();
-        EXPECT_EQ(QLocale().toDouble(reading->text().section(' ', 0, 0)),
-                  std::round(latest->value * 10000) / 10000);
+        EXPECT_EQ(QLocale().toDouble(reading->text().section(' ', 0, 0)), latest->value)
+            << "shown as read, not rounded";
     }
     EXPECT_EQ(window->Chart()->Shown().to, clock.Now()) << "following the newest readings";
     EXPECT_EQ(window->Chart()->Shown().Span(), TimeWindow::kDefaultSpan);
@@ -146,7 +146,20 @@ TEST_F(MainWindowTest, EveryDialogOpensFromItsActionAndClosesAgain) {
     auto window = Open();
     ASSERT_TRUE(window->ConnectTo(sim));
     Run(*window, 2);
-    test::ModalCloser closer;
+    // What the settings list and the download's log choice offered, as the user saw them.
+    QStringList seen;
+    test::ModalCloser closer([&seen](QWidget* dialog) {
+        if (auto* list = dialog->findChild<QListWidget*>("lstChannels")) {
+            for (int i = 0; i < list->count(); ++i) {
+                seen << list->item(i)->text();
+            }
+        }
+        if (auto* logs = dialog->findChild<QComboBox*>("cboLog")) {
+            for (int i = 0; i < logs->count(); ++i) {
+                seen << logs->itemText(i);
+            }
+        }
+    });
     const std::vector<std::pair<QAction*, std::string>> dialogs = {
         {window->actSettings, "frm4710Settings"},   {window->actChannel, "frm4710Channel"},
         {window->actLogStatus, "frm4710LogStatus"}, {window->actLabel, "frm4710Labels"},
@@ -164,6 +177,9 @@ TEST_F(MainWindowTest, EveryDialogOpensFromItsActionAndClosesAgain) {
         EXPECT_EQ(window->Buffer().Count(), before) << "no readings while a dialog is open";
     }
     EXPECT_EQ(closer.closed.size(), dialogs.size()) << "no message box came up on the way";
+    EXPECT_EQ(seen.join(" | ").toStdString(),
+              "Channel 1)\tS1001 | Channel 2)\tTC2002 | Demand log | Automatic log")
+        << "each channel's own state and serial; the automatic log beside the demand log";
     Run(*window, 1);
     // One reading at the connection, two before and one after the dialogs.
     EXPECT_EQ(window->Buffer().Count(1), 4u) << "readings resume after the dialogs";

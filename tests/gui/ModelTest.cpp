@@ -70,6 +70,16 @@ class LocaleScope {
     bool active_ = false;
 };
 
+// ---- reading buffer ----
+
+TEST(ReadingText, DecimalsAreThoseOfTheShortestExactText) {
+    const std::vector<std::pair<double, int32_t>> cases = {
+        {25.007, 3}, {150.0, 0}, {150.39, 2}, {-0.0001, 4}, {1e-5, 5}, {100.00154, 5}};
+    for (const auto& [value, decimals] : cases) {
+        EXPECT_EQ(DecimalsOf(value), decimals) << value;
+    }
+}
+
 TEST(ReadingBuffer, ExportWritesTheOneLayoutInTimeOrderWithPeriodDecimalsInAnyLocale) {
     LocaleScope german("de_DE.UTF-8");
     test::TempDir dir;
