@@ -9,7 +9,7 @@ set(VESK_INSTALL_CMAKEDIR ${CMAKE_INSTALL_LIBDIR}/cmake/vesk4710 CACHE STRING
     "Where the CMake package files go, relative to the prefix")
 set(VESK_INSTALL_PKGCONFIGDIR ${CMAKE_INSTALL_LIBDIR}/pkgconfig CACHE STRING
     "Where the pkg-config files go, relative to the prefix")
-# Component headers keep their repository paths ("components/host/DefaultHost.h") below a
+# Component headers keep their repository paths ("host/DefaultHost.h") below a
 # folder of their own, so they cannot clash with anything else in the include folder.
 set(VESK_COMPONENT_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/vesk4710)
 
@@ -69,9 +69,10 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/vesk4710/ DESTINATION ${CMAKE_INSTALL_IN
 
 # --- the components a client needs to make the default host ------------------------------
 # Listed in link order for the pkg-config file: each before the ones it uses.
-set(VESK_HOST_COMPONENTS host console simulator outputfile readingfile comm registry splitter
-    probes)
-set(_vesk_dir_host components/host)
+set(VESK_HOST_COMPONENTS host console simulator filesystem outputfile readingfile comm registry
+    splitter probes)
+set(_vesk_dir_host host)
+set(_vesk_dir_filesystem components/filesystem)
 set(_vesk_dir_console ui/console)
 set(_vesk_dir_simulator simulator)
 set(_vesk_dir_outputfile components/outputfile)

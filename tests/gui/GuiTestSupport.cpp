@@ -4,7 +4,7 @@
 #include <QDialog>
 #include <QWidget>
 
-#include "components/host/DefaultHost.h"
+#include "host/DefaultHost.h"
 #include "simulator/EmbeddedLink.h"
 #include "simulator/SimOptions.h"
 #include "tests/qt/QtTestApplication.h"

@@ -37,7 +37,7 @@ echo "== layout"
 lib=$prefix/$libdir
 for f in "$lib/libvesk4710.so" "$lib/libvesk4710.so.0.1" "$lib/libvesk_host.a" \
          "$prefix/include/vesk4710/core/CVesk4710.h" \
-         "$prefix/include/vesk4710/components/host/DefaultHost.h" \
+         "$prefix/include/vesk4710/host/DefaultHost.h" \
          "$prefix/include/vesk4710/simulator/EmbeddedLink.h" \
          "$lib/cmake/vesk4710/vesk4710Config.cmake" "$lib/pkgconfig/vesk4710.pc" \
          "$lib/pkgconfig/vesk4710-host.pc" "$prefix/bin/vesk4710" "$prefix/bin/vesk4710-sim"; do

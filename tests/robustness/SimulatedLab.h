@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "components/host/DefaultHost.h"
+#include "host/DefaultHost.h"
 #include "simulator/EmbeddedLink.h"
 #include "simulator/Instrument.h"
 #include "tests/testsupport/EnvGuard.h"

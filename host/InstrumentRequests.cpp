@@ -1,4 +1,4 @@
-#include "components/host/InstrumentRequests.h"
+#include "host/InstrumentRequests.h"
 
 #include <fmt/format.h>
 
