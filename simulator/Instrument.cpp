@@ -16,6 +16,7 @@
 #include "components/comm/CommErrors.h"
 #include "components/comm/Protocol.h"
 #include "simulator/ProbeModel.h"
+#include "vesk4710/platform/SettingIds.h"
 #include "vesk4710/support/AutomationError.h"
 #include "vesk4710/support/modStrings.h"
 
@@ -724,39 +725,39 @@ std::vector<std::string> Instrument::Dispatch(int32_t id, const Args& args, doub
         }
     };
     switch (id) {
-        case 0:
+        case SET_INIT_INTERFACE:
             state_.serialDisabled = false;
             return {ok};
-        case 2:
+        case SET_PASSCODE:
             unlocked_ =
                 state_.passcode.empty() || args.Get(Param::kValue).value_or("") == state_.passcode;
             return {ok};
-        case 3:
+        case SET_PASSCODE_STATE:
             return {state_.passcode.empty() || unlocked_ ? "1" : "0"};
-        case 4:
+        case SET_PASSCODE_LOCK:
             unlocked_ = false;
             return {ok};
-        case 5:
+        case SET_CONV_PROTECTION:
             return {state_.protectConversion ? "1" : "0"};
-        case 10:
+        case SET_START_MEASURE:
             if (!state_.measuring) {
                 state_.measuring = true;
                 state_.autoLogNext = 0;
                 lastReportedReading_ = LatestReadingTime(now);
             }
             return {ok};
-        case 11:
+        case SET_STOP_MEASURE:
             if (state_.measuring) {
                 state_.measuring = false;
                 state_.stoppedAt = static_cast<int64_t>(std::floor(now));
             }
             return {ok};
-        case 12: {
+        case SET_TEMPERATURE: {
             ChannelState& ch = ChannelArg(args);
             requireOn(ch);
             return {ValueText(ReadingAt(channelNumber(ch), readingTime))};
         }
-        case 13: {
+        case SET_RAW_VALUE: {
             ChannelState& ch = ChannelArg(args);
             requireOn(ch);
             if (MeasuresVoltage(ch.probe)) {
@@ -766,7 +767,7 @@ std::vector<std::string> Instrument::Dispatch(int32_t id, const Args& args, doub
             return {
                 fmt::format("{:.5f}", RawAt(ch.probe, CelsiusAt(channelNumber(ch), readingTime)))};
         }
-        case 14: {
+        case SET_RAW_MILLI: {
             ChannelState& ch = ChannelArg(args);
             requireOn(ch);
             if (!MeasuresVoltage(ch.probe)) {
@@ -776,12 +777,12 @@ std::vector<std::string> Instrument::Dispatch(int32_t id, const Args& args, doub
             double millivolts = RawAt(ch.probe, CelsiusAt(channelNumber(ch), readingTime));
             return {fmt::format("{:.3f}", millivolts * 1000.0)};
         }
-        case 15:
+        case SET_READING_STATE:
             return {NewReadingReady(now) ? "16" : "0"};
-        case 18:
+        case SET_IDENTIFICATION:
             return {fmt::format("{},{},{},{}", state_.maker, state_.model, state_.serial,
                                 state_.firmware)};
-        case 23: {
+        case SET_SERIAL: {
             RequireUnlocked("serial number");
             std::string serial = args.Require(Param::kValue);
             if (serial.empty() || !ValidSerial(serial, 12)) {
@@ -791,34 +792,34 @@ std::vector<std::string> Instrument::Dispatch(int32_t id, const Args& args, doub
             state_.serial = serial;
             return {ok};
         }
-        case 32:
+        case SET_INTERVAL_READ:
             return {state_.interval == 0 ? std::string("AUTO") : std::to_string(state_.interval)};
-        case 33: {
+        case SET_INTERVAL_WRITE: {
             std::string value = Upper(args.Require(Param::kValue));
             state_.interval = value == "AUTO" ? 0 : args.RequireInt(Param::kValue, 1, 60);
             return {ok};
         }
-        case 39:
+        case SET_SCAN_SEQ_DELAY:
             state_.scanSeqDelay = args.RequireInt(Param::kValue, 0, 3600);
             return {ok};
-        case 40: {
+        case SET_MODULE_LIST: {
             std::string list;
             for (size_t i = 0; i < state_.channels.size(); ++i) {
                 list += i == 0 ? "PRT" : ",PRT";
             }
             return {list};
         }
-        case 41:
-        case 43:
+        case SET_NUM_MODULES:
+        case SET_NUM_CHANNELS:
             return {std::to_string(state_.channels.size())};
-        case 46: {
+        case SET_SCAN_LIST_READ: {
             std::string list = "(@";
             for (size_t i = 0; i < state_.scanList.size(); ++i) {
                 list += (i == 0 ? "" : ",") + std::to_string(state_.scanList[i]);
             }
             return {list + ")"};
         }
-        case 47: {
+        case SET_SCAN_LIST_WRITE: {
             std::string group = args.Require(Param::kChannelList);
             if (group.size() < 3 || group.rfind("(@", 0) != 0 || group.back() != ')') {
                 throw SimError{Code(InstrumentError::kInvalidValue), "a channel list reads (@1,2)"};
@@ -841,25 +842,25 @@ std::vector<std::string> Instrument::Dispatch(int32_t id, const Args& args, doub
             state_.scanList = channels;
             return {ok};
         }
-        case 56:
+        case SET_SCAN_MODE_READ:
             return {std::to_string(state_.scanMode)};
-        case 57:
+        case SET_SCAN_MODE_WRITE:
             state_.scanMode = args.RequireInt(Param::kValue, 0, 1);
             return {ok};
-        case 66: {
+        case SET_RESOLUTION_READ: {
             const ChannelState& ch = ChannelArg(args);
             return {ch.resolution < 0 ? std::string("AUTO") : std::to_string(ch.resolution)};
         }
-        case 67: {
+        case SET_RESOLUTION: {
             ChannelState& ch = ChannelArg(args);
             ch.resolution = Upper(args.Require(Param::kValue)) == "AUTO"
                                 ? -1
                                 : args.RequireInt(Param::kValue, 0, 3);
             return {ok};
         }
-        case 72:
+        case SET_CAL_DATE_READ:
             return {state_.calDate};
-        case 73: {
+        case SET_CAL_DATE_WRITE: {
             RequireUnlocked("calibration date");
             auto date = NormalizedDate(args.Require(Param::kValue));
             if (!date) {
@@ -869,7 +870,7 @@ std::vector<std::string> Instrument::Dispatch(int32_t id, const Args& args, doub
             state_.calDate = *date;
             return {ok};
         }
-        case 77: {
+        case SET_CAL_RANGE: {
             std::string range = Upper(args.Require(Param::kValue));
             if (range == "NORMAL") {
                 selectedRange_.clear();
@@ -883,16 +884,16 @@ std::vector<std::string> Instrument::Dispatch(int32_t id, const Args& args, doub
             selectedRange_ = range;
             return {ok};
         }
-        case 78:
+        case SET_CAL_COUNT_READ:
             return {std::to_string(SelectedRange().size())};
-        case 79: {
+        case SET_CAL_COUNT_WRITE: {
             std::vector<CalPoint>& points = SelectedRange();
             RequireUnlocked("calibration");
             points.resize(static_cast<size_t>(args.RequireInt(Param::kValue, 0, kMaxCalPoints)));
             return {ok};
         }
-        case 80:
-        case 82: {
+        case SET_CAL_VALUE_READ:
+        case SET_CAL_REFERENCE_READ: {
             std::vector<CalPoint>& points = SelectedRange();
             int32_t p = args.RequireInt(Param::kPointNumber, 1,
                                         std::max<int32_t>(1, static_cast<int32_t>(points.size())));
@@ -900,10 +901,10 @@ std::vector<std::string> Instrument::Dispatch(int32_t id, const Args& args, doub
                 throw SimError{Code(InstrumentError::kInvalidValue), "the range has no points"};
             }
             const CalPoint& point = points[static_cast<size_t>(p - 1)];
-            return {Number(id == 80 ? point.value : point.reference)};
+            return {Number(id == SET_CAL_VALUE_READ ? point.value : point.reference)};
         }
-        case 81:
-        case 83: {
+        case SET_CAL_VALUE_WRITE:
+        case SET_CAL_REFERENCE_WRITE: {
             std::vector<CalPoint>& points = SelectedRange();
             RequireUnlocked("calibration");
             if (points.empty()) {
@@ -913,14 +914,14 @@ std::vector<std::string> Instrument::Dispatch(int32_t id, const Args& args, doub
                 args.RequireInt(Param::kPointNumber, 1, static_cast<int32_t>(points.size()));
             double value = args.RequireNumber(Param::kValue);
             CalPoint& point = points[static_cast<size_t>(p - 1)];
-            (id == 81 ? point.value : point.reference) = value;
+            (id == SET_CAL_VALUE_WRITE ? point.value : point.reference) = value;
             return {ok};
         }
-        case 88:
+        case SET_CHANNEL_STATE:
             return {ChannelArg(args, true).on ? "0" : "1"};
-        case 122:
+        case SET_PROBE_SERIAL_READ:
             return {ChannelArg(args).probe.serial};
-        case 123: {
+        case SET_PROBE_SERIAL_WRITE: {
             ChannelState& ch = ChannelArg(args);
             RequireUnlocked("probe serial number");
             std::string serial = args.Get(Param::kValue).value_or("");
@@ -931,9 +932,9 @@ std::vector<std::string> Instrument::Dispatch(int32_t id, const Args& args, doub
             ch.probe.serial = serial;
             return {ok};
         }
-        case 126:
+        case SET_PROBE_CAL_DATE_READ:
             return {ChannelArg(args).probe.calDate};
-        case 127: {
+        case SET_PROBE_CAL_DATE_WRITE: {
             ChannelState& ch = ChannelArg(args);
             auto date = NormalizedDate(args.Require(Param::kValue));
             if (!date) {
@@ -943,9 +944,9 @@ std::vector<std::string> Instrument::Dispatch(int32_t id, const Args& args, doub
             ch.probe.calDate = *date;
             return {ok};
         }
-        case 130:
+        case SET_CONVERSION_READ:
             return {ChannelArg(args).probe.conversion};
-        case 131: {
+        case SET_CONVERSION_WRITE: {
             ChannelState& ch = ChannelArg(args);
             if (state_.protectConversion) {
                 RequireUnlocked("conversion");
@@ -964,7 +965,7 @@ std::vector<std::string> Instrument::Dispatch(int32_t id, const Args& args, doub
             }
             return {ok};
         }
-        case 134: {
+        case SET_PARAMETER_READ: {
             const ChannelState& ch = ChannelArg(args);
             std::string name = Upper(args.Require(Param::kParamName));
             if (!IsParameterName(name)) {
@@ -973,7 +974,7 @@ std::vector<std::string> Instrument::Dispatch(int32_t id, const Args& args, doub
             auto it = ch.probe.params.find(name);
             return {it == ch.probe.params.end() ? std::string("0") : Number(it->second)};
         }
-        case 135: {
+        case SET_PARAMETER_WRITE: {
             ChannelState& ch = ChannelArg(args);
             std::string name = Upper(args.Require(Param::kParamName));
             if (!IsParameterName(name)) {
@@ -990,16 +991,16 @@ std::vector<std::string> Instrument::Dispatch(int32_t id, const Args& args, doub
             ch.probe.params[name] = value;
             return {ok};
         }
-        case 144:
+        case SET_PROBE_LOCK_READ:
             return {ChannelArg(args).probe.locked ? "1" : "0"};
-        case 145: {
+        case SET_PROBE_LOCK_WRITE: {
             ChannelState& ch = ChannelArg(args);
             ch.probe.locked = args.RequireInt(Param::kValue, 0, 1) == 1;
             return {ok};
         }
-        case 168:
+        case SET_UNITS_READ:
             return {state_.units};
-        case 169: {
+        case SET_UNITS_WRITE: {
             std::string units = Upper(args.Require(Param::kValue));
             if (units != "C" && units != "F" && units != "K") {
                 throw SimError{Code(InstrumentError::kInvalidValue), "units are C, F or K"};
@@ -1007,39 +1008,39 @@ std::vector<std::string> Instrument::Dispatch(int32_t id, const Args& args, doub
             state_.units = units;
             return {ok};
         }
-        case 278:
+        case SET_TRANSFER_ALL:
             return Transfer(args, state_.demandLog, std::nullopt);
-        case 279:
+        case SET_TRANSFER_LABEL:
             return Transfer(args, state_.demandLog, args.RequireInt(Param::kValue, 1, kMaxLabels));
-        case 280:
-        case 281: {
-            const bool demand = id == 280;
+        case SET_DEMAND_LOG_STATUS:
+        case SET_AUTO_LOG_STATUS: {
+            const bool demand = id == SET_DEMAND_LOG_STATUS;
             auto held = static_cast<int32_t>((demand ? state_.demandLog : state_.autoLog).size());
             const int32_t capacity = demand ? state_.demandCapacity : state_.autoCapacity;
             return {fmt::format("{},{}", std::max(0, capacity - held), held)};
         }
-        case 282:
+        case SET_AUTO_LOG_TRANSFER:
             return Transfer(args, state_.autoLog, std::nullopt);
-        case 283:
+        case SET_CLEAR_AUTO_LOG:
             if (args.Require(Param::kValue) != "0") {
                 throw SimError{Code(InstrumentError::kInvalidValue),
                                "the automatic log is cleared with 0"};
             }
             state_.autoLog.clear();
             return {ok};
-        case 284:
+        case SET_CLEAR_DEMAND_LOG:
             state_.demandLog.clear();
             return {ok};
-        case 285:
+        case SET_LOGGING_LABEL_READ:
             return {state_.labels[static_cast<size_t>(state_.currentLabel - 1)]};
-        case 287: {
+        case SET_LOGGING_LABEL_LIST: {
             std::string list;
             for (const std::string& label : state_.labels) {
                 list += (list.empty() ? "" : ",") + label;
             }
             return {list};
         }
-        case 286: {
+        case SET_LOGGING_LABEL_WRITE: {
             std::string label = args.Get(Param::kValue).value_or("");
             if (!ValidLabel(label)) {
                 throw SimError{Code(InstrumentError::kInvalidValue),
@@ -1057,9 +1058,9 @@ std::vector<std::string> Instrument::Dispatch(int32_t id, const Args& args, doub
             state_.currentLabel = static_cast<int32_t>(it - state_.labels.begin()) + 1;
             return {ok};
         }
-        case 304:
+        case SET_AUTO_POWER_READ:
             return {state_.autoPower ? "ON" : "OFF"};
-        case 305: {
+        case SET_AUTO_POWER_WRITE: {
             std::string value = Upper(args.Require(Param::kValue));
             if (value != "ON" && value != "OFF") {
                 throw SimError{Code(InstrumentError::kInvalidValue), "ON or OFF"};
@@ -1067,7 +1068,7 @@ std::vector<std::string> Instrument::Dispatch(int32_t id, const Args& args, doub
             state_.autoPower = value == "ON";
             return {ok};
         }
-        case 306:
+        case SET_DISABLE_SERIAL:
             state_.serialDisabled = true;
             return {ok};
         default:
