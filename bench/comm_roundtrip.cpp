@@ -9,6 +9,7 @@
 #include "components/comm/Protocol.h"
 #include "simulator/EmbeddedLink.h"
 #include "simulator/Instrument.h"
+#include "vesk4710/platform/SettingIds.h"
 
 namespace {
 
@@ -52,13 +53,13 @@ void RoundTrip(benchmark::State& state, int32_t id, const std::string& channel,
 }
 
 void BM_ReadUnits(benchmark::State& state) {
-    RoundTrip(state, 168, "", "UNIT?", "C");
+    RoundTrip(state, vesk::SET_UNITS_READ, "", "UNIT?", "C");
 }
 void BM_ReadTemperature(benchmark::State& state) {
-    RoundTrip(state, 12, "1", "MEAS:TEMP? 1", "25.0000");
+    RoundTrip(state, vesk::SET_TEMPERATURE, "1", "MEAS:TEMP? 1", "25.0000");
 }
 void BM_ReadIdentification(benchmark::State& state) {
-    RoundTrip(state, 18, "", "*IDN?", "Vesk Scientific,4710,A47100,1.10");
+    RoundTrip(state, vesk::SET_IDENTIFICATION, "", "*IDN?", "Vesk Scientific,4710,A47100,1.10");
 }
 
 }  // namespace

@@ -18,7 +18,7 @@
 #include <memory>
 #include <string>
 
-#include "components/host/LocalFileSystem.h"
+#include "components/filesystem/LocalFileSystem.h"
 #include "components/outputfile/OutputFile.h"
 #include "components/registry/Registry.h"
 #include "components/splitter/TextSplitter.h"

@@ -29,7 +29,7 @@
 #include <vector>
 
 #include "components/comm/CommErrors.h"
-#include "components/host/DefaultHost.h"
+#include "host/DefaultHost.h"
 #include "vesk4710/core/CVesk4710.h"
 #include "vesk4710/platform/Progress.h"
 #include "vesk4710/platform/UiServices.h"

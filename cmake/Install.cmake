@@ -9,7 +9,7 @@ set(VESK_INSTALL_CMAKEDIR ${CMAKE_INSTALL_LIBDIR}/cmake/vesk4710 CACHE STRING
     "Where the CMake package files go, relative to the prefix")
 set(VESK_INSTALL_PKGCONFIGDIR ${CMAKE_INSTALL_LIBDIR}/pkgconfig CACHE STRING
     "Where the pkg-config files go, relative to the prefix")
-# Component headers keep their repository paths ("components/host/DefaultHost.h") below a
+# Component headers keep their repository paths ("host/DefaultHost.h") below a
 # folder of their own, so they cannot clash with anything else in the include folder.
 set(VESK_COMPONENT_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/vesk4710)
 
@@ -64,14 +64,13 @@ endfunction()
 install(TARGETS vesk4710 EXPORT vesk4710Targets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/vesk4710/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vesk4710
-        COMPONENT dev FILES_MATCHING PATTERN "*.h" PATTERN "*Internal.h" EXCLUDE)
 
 # --- the components a client needs to make the default host ------------------------------
 # Listed in link order for the pkg-config file: each before the ones it uses.
-set(VESK_HOST_COMPONENTS host console simulator outputfile readingfile comm registry splitter
-    probes)
-set(_vesk_dir_host components/host)
+set(VESK_HOST_COMPONENTS host console simulator filesystem outputfile readingfile comm registry
+    splitter probes)
+set(_vesk_dir_host host)
+set(_vesk_dir_filesystem components/filesystem)
 set(_vesk_dir_console ui/console)
 set(_vesk_dir_simulator simulator)
 set(_vesk_dir_outputfile components/outputfile)
@@ -89,6 +88,9 @@ foreach(name IN LISTS VESK_HOST_COMPONENTS)
     install(DIRECTORY ${PROJECT_SOURCE_DIR}/${dir}/ DESTINATION ${VESK_COMPONENT_INCLUDEDIR}/${dir}
             COMPONENT dev FILES_MATCHING PATTERN "*.h" PATTERN "*Internal.h" EXCLUDE
             PATTERN "data" EXCLUDE)
+    file(GLOB_RECURSE headers RELATIVE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/${dir}/*.h)
+    list(FILTER headers EXCLUDE REGEX "Internal\\.h$")
+    list(APPEND _vesk_installed_component_headers ${headers})
     get_target_property(type vesk_${name} TYPE)
     if(type STREQUAL "STATIC_LIBRARY")
         string(APPEND VESK_HOST_LIBS " -l$<TARGET_FILE_BASE_NAME:vesk_${name}>")
@@ -106,9 +108,43 @@ if(TARGET vesk_qt)
             ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT dev)
     install(DIRECTORY ${PROJECT_SOURCE_DIR}/ui/qt/ DESTINATION ${VESK_COMPONENT_INCLUDEDIR}/ui/qt
             COMPONENT dev FILES_MATCHING PATTERN "*.h")
+    file(GLOB headers RELATIVE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/ui/qt/*.h)
+    list(APPEND _vesk_installed_component_headers ${headers})
     install(EXPORT vesk4710QtTargets NAMESPACE vesk4710:: DESTINATION ${VESK_INSTALL_CMAKEDIR}
             FILE vesk4710QtTargets.cmake COMPONENT dev)
 endif()
+
+# The library's installed headers are its public API: the object classes, enumerations,
+# automation values, late-bound dispatch and platform interfaces, and what the installed
+# component headers (the default host, the Qt binding) include of it. Internals (string ids,
+# transfer helpers, dispatch templates, dialog helpers) stay in the source tree.
+set(_vesk_public_roots core/CVesk4710.h modules/CVesk4710Card.h channel/CVesk4710Channel.h
+    support/AutomationError.h support/Variant.h support/Date.h support/Dispatch.h
+    support/Version.h logging/LogDownload.h)
+list(TRANSFORM _vesk_public_roots PREPEND vesk4710/)
+file(GLOB _vesk_platform RELATIVE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/vesk4710/platform/*.h)
+set(_vesk_todo ${_vesk_public_roots} ${_vesk_platform} ${_vesk_installed_component_headers})
+set(_vesk_seen)
+while(_vesk_todo)
+    list(POP_FRONT _vesk_todo header)
+    if(header IN_LIST _vesk_seen OR NOT EXISTS ${PROJECT_SOURCE_DIR}/${header})
+        continue()
+    endif()
+    list(APPEND _vesk_seen ${header})
+    file(STRINGS ${PROJECT_SOURCE_DIR}/${header} _vesk_includes REGEX "^#include \"[^\"]+\"")
+    foreach(line IN LISTS _vesk_includes)
+        string(REGEX REPLACE "^#include \"([^\"]+)\".*" "\\1" included "${line}")
+        list(APPEND _vesk_todo ${included})
+    endforeach()
+endwhile()
+foreach(header IN LISTS _vesk_seen)
+    if(header MATCHES "^vesk4710/")
+        get_filename_component(dir ${header} DIRECTORY)
+        install(FILES ${PROJECT_SOURCE_DIR}/${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${dir}
+                COMPONENT dev)
+    endif()
+endforeach()
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${_vesk_seen})
 
 # install --strip (and cpack) leaves static archives alone: their debug information is most of
 # their size, and no client debugs into them from a package.

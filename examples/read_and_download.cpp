@@ -15,7 +15,7 @@
 #include <thread>
 #include <vector>
 
-#include "components/host/DefaultHost.h"
+#include "host/DefaultHost.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
 #include "vesk4710/core/CVesk4710.h"
 #include "vesk4710/logging/LogDownload.h"

@@ -5,7 +5,7 @@
 #include <ostream>
 
 #include "components/comm/Communications.h"
-#include "components/host/DefaultHost.h"
+#include "host/DefaultHost.h"
 #include "recorder/SharedLink.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
 #include "vesk4710/channel/modConversionTypes.h"

@@ -24,6 +24,8 @@ struct SettingCommand;
 
 namespace vesk::sim {
 
+class RequestArgs;
+
 // What the instrument does with one request line: the reply lines (without terminators),
 // how long it waits before the first, and whether the link drops afterwards.
 struct Exchange {
@@ -75,11 +77,7 @@ class Instrument {
   private:
     explicit Instrument(const SimOptions& options);
 
-    struct SimError {
-        int32_t code;
-        std::string text;
-    };
-    class Args;
+    using Reply = std::optional<std::vector<std::string>>;
 
     InstrumentState FreshState() const;
     void SeedLogs(InstrumentState& state) const;
@@ -91,9 +89,18 @@ class Instrument {
     std::optional<Fault> TakeFault(int32_t id);
     std::vector<std::string> Execute(const comm::CommandLine& command,
                                      const comm::SettingCommand* setting);
-    std::vector<std::string> Dispatch(int32_t id, const Args& args, double now);
+    // The request handlers by group, one source each under requests/; each answers the
+    // identifiers of its group and leaves the rest (nullopt).
+    std::vector<std::string> Dispatch(int32_t id, const RequestArgs& args, double now);
+    Reply SystemRequest(int32_t id, const RequestArgs& args, double now);
+    Reply PasscodeRequest(int32_t id, const RequestArgs& args, double now);
+    Reply MeasurementRequest(int32_t id, const RequestArgs& args, double now);
+    Reply ScanRequest(int32_t id, const RequestArgs& args, double now);
+    Reply CalibrationRequest(int32_t id, const RequestArgs& args, double now);
+    Reply ChannelRequest(int32_t id, const RequestArgs& args, double now);
+    Reply LogRequest(int32_t id, const RequestArgs& args, double now);
     bool TakeDemandReadings(double now);
-    std::vector<std::string> Transfer(const Args& args, const std::vector<Reading>& log,
+    std::vector<std::string> Transfer(const RequestArgs& args, const std::vector<Reading>& log,
                                       std::optional<int32_t> label);
 
     double NowSeconds() const;
@@ -102,7 +109,9 @@ class Instrument {
     void CatchUpAutoLog(double now);
     double LatestReadingTime(double now) const;
     bool NewReadingReady(double now);
-    ChannelState& ChannelArg(const Args& args, bool optional = false);
+    ChannelState& ChannelArg(const RequestArgs& args, bool optional = false);
+    int32_t ChannelNumber(const ChannelState& ch) const;
+    void RequireOn(const ChannelState& ch) const;
     void RequireUnlocked(std::string_view what) const;
     std::vector<CalPoint>& SelectedRange();
 

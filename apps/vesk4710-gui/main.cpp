@@ -10,7 +10,7 @@
 #include <memory>
 
 #include "apps/vesk4710-gui/MainWindow.h"
-#include "components/host/DefaultHost.h"
+#include "host/DefaultHost.h"
 #include "simulator/EmbeddedLink.h"
 #include "ui/qt/QtControls.h"
 #include "ui/qt/QtUi.h"

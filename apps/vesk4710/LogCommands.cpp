@@ -7,7 +7,7 @@
 #include "components/comm/CommErrors.h"
 #include "components/comm/Communications.h"
 #include "components/comm/Protocol.h"
-#include "components/host/InstrumentRequests.h"
+#include "host/InstrumentRequests.h"
 #include "ui/console/ConsoleUi.h"
 #include "vesk4710/logging/LogDownload.h"
 #include "vesk4710/support/modMessages.h"

@@ -6,7 +6,7 @@
 #include "components/comm/CommErrors.h"
 #include "components/comm/Communications.h"
 #include "components/comm/Protocol.h"
-#include "components/host/DefaultHost.h"
+#include "host/DefaultHost.h"
 #include "simulator/EmbeddedLink.h"
 #include "vesk4710/modules/CVesk4710Card.h"
 

@@ -3,6 +3,7 @@
 #include "components/comm/CommErrors.h"
 #include "components/comm/IoTrace.h"
 #include "components/comm/SerialLink.h"
+#include "vesk4710/platform/SettingIds.h"
 #include "vesk4710/support/modStrings.h"
 
 namespace vesk::comm {
@@ -13,7 +14,7 @@ using Clock = std::chrono::steady_clock;
 
 // The passcode never reaches the trace.
 std::string Redacted(const SettingCommand& command, const std::string& line) {
-    if (command.id != 2) {
+    if (command.id != SET_PASSCODE) {
         return line;
     }
     size_t at = line.find(command.mnemonic);
@@ -277,7 +278,7 @@ ReplyLine Communications::AwaitReply(ILink& link, uint32_t tag, const SettingCom
 std::string Communications::Request(const SettingCommand& command) {
     TraceEntry trace;
     trace.id = command.id;
-    trace.params = params_.Describe(command.id == 2);
+    trace.params = params_.Describe(command.id == SET_PASSCODE);
     uint64_t cancelMark = cancels_.load();
     ++requests_;
     try {

@@ -43,11 +43,6 @@ const SettingCommand* FindSetting(int32_t id);
 // Case-insensitive, as a person typing at a terminal would expect.
 const SettingCommand* FindMnemonic(std::string_view mnemonic);
 
-// The automatic log's status and transfer: the tools download that log with them; the
-// library's own download covers the demand log.
-inline constexpr int32_t kSettingAutoLogStatus = 281;
-inline constexpr int32_t kSettingAutoLogTransfer = 282;
-
 inline constexpr std::string_view kReplyOk = "OK";
 inline constexpr std::string_view kErrorPrefix = "!ERR";
 inline constexpr std::string_view kBeginMarker = "#BEGIN";

@@ -4,7 +4,7 @@
 #include <iostream>
 #include <utility>
 
-#include "components/host/DefaultHost.h"
+#include "host/DefaultHost.h"
 #include "python/src/Errors.h"
 #include "simulator/EmbeddedLink.h"
 #include "ui/console/ConsoleUi.h"

@@ -1,7 +1,7 @@
 // vesk4710.connect: an instrument object with its session open, as the command-line tool
 // makes one.
 #include "components/comm/Communications.h"
-#include "components/host/InstrumentRequests.h"
+#include "host/InstrumentRequests.h"
 #include "python/src/Objects.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
 #include "vesk4710/core/CVesk4710.h"

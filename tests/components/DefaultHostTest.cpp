@@ -4,8 +4,8 @@
 #include <string>
 
 #include "components/comm/Communications.h"
-#include "components/host/DefaultHost.h"
 #include "components/registry/Registry.h"
+#include "host/DefaultHost.h"
 #include "tests/testsupport/FakeFileSystem.h"
 #include "tests/testsupport/FakeUi.h"
 #include "vesk4710/support/AutomationError.h"

@@ -8,7 +8,7 @@
 #include <string>
 #include <system_error>
 
-#include "components/host/LocalFileSystem.h"
+#include "components/filesystem/LocalFileSystem.h"
 #include "tests/testsupport/EnvGuard.h"
 #include "tests/testsupport/FakeFileSystem.h"
 #include "tests/testsupport/Raised.h"

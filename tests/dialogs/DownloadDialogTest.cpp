@@ -3,7 +3,7 @@
 #include <filesystem>
 
 #include "components/comm/Protocol.h"
-#include "components/host/InstrumentRequests.h"
+#include "host/InstrumentRequests.h"
 #include "components/outputfile/OutputFile.h"
 #include "components/splitter/TextSplitter.h"
 #include "tests/dialogs/DialogTestSupport.h"

@@ -6,7 +6,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "components/host/DefaultHost.h"
+#include "host/DefaultHost.h"
 #include "simulator/EmbeddedLink.h"
 #include "simulator/SimOptions.h"
 #include "tests/qt/QtTestApplication.h"

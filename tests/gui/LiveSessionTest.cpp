@@ -6,7 +6,7 @@
 
 #include "apps/vesk4710-gui/model/LiveSession.h"
 #include "components/comm/CommErrors.h"
-#include "components/host/DefaultHost.h"
+#include "host/DefaultHost.h"
 #include "tests/apps/Processes.h"
 #include "tests/gui/GuiTestSupport.h"
 

@@ -37,12 +37,14 @@ echo "== layout"
 lib=$prefix/$libdir
 for f in "$lib/libvesk4710.so" "$lib/libvesk4710.so.0.1" "$lib/libvesk_host.a" \
          "$prefix/include/vesk4710/core/CVesk4710.h" \
-         "$prefix/include/vesk4710/components/host/DefaultHost.h" \
+         "$prefix/include/vesk4710/host/DefaultHost.h" \
          "$prefix/include/vesk4710/simulator/EmbeddedLink.h" \
          "$lib/cmake/vesk4710/vesk4710Config.cmake" "$lib/pkgconfig/vesk4710.pc" \
          "$lib/pkgconfig/vesk4710-host.pc" "$prefix/bin/vesk4710" "$prefix/bin/vesk4710-sim"; do
     [[ -e "$f" ]] || fail "not installed: ${f#"$prefix"/}"
 done
+# The library's internals stay in the source tree.
+[[ ! -e "$prefix/include/vesk4710/vesk4710/support/DispatchBinder.h" ]] || fail "internal headers installed"
 soname=$(readelf -d "$lib/libvesk4710.so" | sed -n 's/.*(SONAME).*\[\(.*\)\]/\1/p')
 [[ "$soname" == libvesk4710.so.0.1 ]] || fail "soname is '$soname'"
 # The package must not point back into the build or source tree.

@@ -23,7 +23,7 @@
 #include <string>
 #include <vector>
 
-#include "components/host/DefaultHost.h"
+#include "host/DefaultHost.h"
 #include "ui/qt/QtUi.h"
 #include "vesk4710/core/CVesk4710.h"
 

@@ -12,7 +12,7 @@
 #include <memory>
 #include <string>
 
-#include "components/host/DefaultHost.h"
+#include "host/DefaultHost.h"
 #include "simulator/EmbeddedLink.h"
 #include "simulator/Instrument.h"
 #include "tests/testsupport/EnvGuard.h"

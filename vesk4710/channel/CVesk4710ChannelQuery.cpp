@@ -8,6 +8,7 @@
 #include "vesk4710/channel/ChannelProgress.h"
 #include "vesk4710/channel/ChannelTransfer.h"
 #include "vesk4710/channel/modConversionTypes.h"
+#include "vesk4710/platform/SettingIds.h"
 #include "vesk4710/support/AutomationError.h"
 #include "vesk4710/support/NumberText.h"
 #include "vesk4710/support/modMessages.h"
@@ -19,13 +20,6 @@ namespace vesk {
 using namespace channel_detail;
 
 namespace {
-
-constexpr int32_t kIdResolution = 66;
-constexpr int32_t kIdSerial = 122;
-constexpr int32_t kIdCalDate = 126;
-constexpr int32_t kIdConversion = 130;
-constexpr int32_t kIdParameter = 134;
-constexpr int32_t kIdProbeLock = 144;
 
 constexpr int32_t kResQueryFailed = 107;
 constexpr int32_t kResQueryAborted = 108;
@@ -88,7 +82,7 @@ bool CVesk4710Channel::WalkCoefficients(
 
 bool CVesk4710Channel::QuerySerialNumber() {
     try {
-        const std::string reply = ReadChannelSetting(kIdSerial);
+        const std::string reply = ReadChannelSetting(SET_PROBE_SERIAL_READ);
         if (!probe_) {
             throw AutomationError(kErrObjectRequired, "The channel has no probe object");
         }
@@ -102,7 +96,7 @@ bool CVesk4710Channel::QuerySerialNumber() {
 
 bool CVesk4710Channel::QueryCalDate() {
     try {
-        const std::string reply = ReadChannelSetting(kIdCalDate);
+        const std::string reply = ReadChannelSetting(SET_PROBE_CAL_DATE_READ);
         CalDate(DateFromYMD(reply));
         return true;
     } catch (...) {
@@ -114,7 +108,7 @@ bool CVesk4710Channel::QueryCalDate() {
 bool CVesk4710Channel::QueryConversionType() {
     ConversionCode code;
     try {
-        const std::string reply = ReadChannelSetting(kIdConversion);
+        const std::string reply = ReadChannelSetting(SET_CONVERSION_READ);
         code = ConversionTypeFromCode(UpperAscii(reply));
     } catch (...) {
         ReportFailure("QueryConversionType", kResQueryPhrase, LoadResString(kResConversionType));
@@ -126,7 +120,7 @@ bool CVesk4710Channel::QueryConversionType() {
 
 bool CVesk4710Channel::QueryProbeLock() {
     try {
-        const std::string reply = ReadChannelSetting(kIdProbeLock);
+        const std::string reply = ReadChannelSetting(SET_PROBE_LOCK_READ);
         ProbeLock(ReplyToBoolean(reply));
         return true;
     } catch (...) {
@@ -137,7 +131,7 @@ bool CVesk4710Channel::QueryProbeLock() {
 
 bool CVesk4710Channel::QueryResolution() {
     try {
-        const std::string reply = ReadChannelSetting(kIdResolution);
+        const std::string reply = ReadChannelSetting(SET_RESOLUTION_READ);
         // Case-sensitive on purpose: only the instrument's own "AUTO" means automatic.
         if (reply.find("AUT") != std::string::npos) {
             Resolution(-1);
@@ -153,7 +147,7 @@ bool CVesk4710Channel::QueryResolution() {
 
 bool CVesk4710Channel::QueryRJCType() {
     try {
-        const std::string reply = ReadChannelSetting(kIdParameter, "RJTYPE");
+        const std::string reply = ReadChannelSetting(SET_PARAMETER_READ, "RJTYPE");
         RJCType(Val(UpperAscii(reply)) == 1.0 ? 1 : 0);
         return true;
     } catch (...) {
@@ -164,7 +158,7 @@ bool CVesk4710Channel::QueryRJCType() {
 
 bool CVesk4710Channel::QueryExternalRJCTemperature() {
     try {
-        const std::string reply = ReadChannelSetting(kIdParameter, "RJTEMP");
+        const std::string reply = ReadChannelSetting(SET_PARAMETER_READ, "RJTEMP");
         RJCTemperature(Val(UpperAscii(reply)));
         return true;
     } catch (...) {
@@ -199,7 +193,7 @@ bool CVesk4710Channel::QueryMAXOP() {
 
 bool CVesk4710Channel::QueryCoefficient(const std::string& name, double& value) {
     try {
-        const std::string reply = ReadChannelSetting(kIdParameter, name);
+        const std::string reply = ReadChannelSetting(SET_PARAMETER_READ, name);
         value = Val(UpperAscii(reply));
         return true;
     } catch (...) {

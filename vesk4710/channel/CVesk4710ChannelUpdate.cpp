@@ -10,6 +10,7 @@
 #include "vesk4710/channel/ChannelTransfer.h"
 #include "vesk4710/channel/modConversionTypes.h"
 #include "vesk4710/core/CVesk4710.h"
+#include "vesk4710/platform/SettingIds.h"
 #include "vesk4710/support/AutomationError.h"
 #include "vesk4710/support/NumberText.h"
 #include "vesk4710/support/modMessages.h"
@@ -21,13 +22,6 @@ namespace vesk {
 using namespace channel_detail;
 
 namespace {
-
-constexpr int32_t kIdResolution = 67;
-constexpr int32_t kIdSerial = 123;
-constexpr int32_t kIdCalDate = 127;
-constexpr int32_t kIdConversion = 131;
-constexpr int32_t kIdParameter = 135;
-constexpr int32_t kIdProbeLock = 145;
 
 constexpr int32_t kResUpdateFailed = 112;
 constexpr int32_t kResUpdateAborted = 113;
@@ -45,7 +39,7 @@ bool CVesk4710Channel::UpdateSerialNumber() {
         if (!probe_) {
             throw AutomationError(kErrObjectRequired, "The channel has no probe object");
         }
-        WriteChannelSetting(kIdSerial, probe_->Serial());
+        WriteChannelSetting(SET_PROBE_SERIAL_WRITE, probe_->Serial());
         return true;
     } catch (...) {
         ReportFailure("UpdateSerialNumber", kResUpdatePhrase, LoadResString(kResSerial));
@@ -60,7 +54,7 @@ bool CVesk4710Channel::UpdateConversionType() {
         }
         const int32_t type = probe_->ConversionType();
         const int32_t tc = type == kConvThermocouple ? probe_->ActiveConversion().TCType() : 0;
-        WriteChannelSetting(kIdConversion, ConversionTypeCode(type, tc));
+        WriteChannelSetting(SET_CONVERSION_WRITE, ConversionTypeCode(type, tc));
         return true;
     } catch (...) {
         ReportFailure("UpdateConversionType", kResUpdatePhrase, LoadResString(kResConversionType));
@@ -72,7 +66,7 @@ bool CVesk4710Channel::UpdateCalDate() {
     try {
         const std::string text = NumberText(calDate_.Year()) + "," + NumberText(calDate_.Month()) +
                                  "," + NumberText(calDate_.Day());
-        WriteChannelSetting(kIdCalDate, text);
+        WriteChannelSetting(SET_PROBE_CAL_DATE_WRITE, text);
         return true;
     } catch (...) {
         ReportFailure("UpdateCalDate", kResUpdatePhrase, LoadResString(kResCalDate));
@@ -82,7 +76,7 @@ bool CVesk4710Channel::UpdateCalDate() {
 
 bool CVesk4710Channel::UpdateRJCType() {
     try {
-        WriteChannelSetting(kIdParameter, rjcType_ == 1 ? "1" : "0", "RJTYPE");
+        WriteChannelSetting(SET_PARAMETER_WRITE, rjcType_ == 1 ? "1" : "0", "RJTYPE");
         return true;
     } catch (...) {
         ReportFailure("UpdateRJCType", kResUpdatePhrase, LoadResString(kResRJCType));
@@ -93,8 +87,8 @@ bool CVesk4710Channel::UpdateRJCType() {
 bool CVesk4710Channel::UpdateExternalRJCTemperature() {
     try {
         WriteChannelSetting(
-            kIdParameter, ToInvariantDecimal(FormatNumber(rjcTemperature_, rjcTemperatureFormat_)),
-            "RJTEMP");
+            SET_PARAMETER_WRITE,
+            ToInvariantDecimal(FormatNumber(rjcTemperature_, rjcTemperatureFormat_)), "RJTEMP");
         return true;
     } catch (...) {
         ReportFailure("UpdateExternalRJCTemperature", kResUpdatePhrase,
@@ -107,7 +101,7 @@ bool CVesk4710Channel::UpdateResolution() {
     try {
         // Automatic is written as the finest resolution; the read-back tells what it became.
         const std::string value = resolution_ == -1 ? "3" : NumberText(resolution_);
-        WriteChannelSetting(kIdResolution, value);
+        WriteChannelSetting(SET_RESOLUTION, value);
         return true;
     } catch (...) {
         ReportFailure("UpdateResolution", kResUpdatePhrase, LoadResString(kResResolution));
@@ -125,7 +119,7 @@ bool CVesk4710Channel::UpdateMAXOP() {
 
 bool CVesk4710Channel::UpdateProbeLock() {
     try {
-        WriteChannelSetting(kIdProbeLock, probeLock_ ? "1" : "0");
+        WriteChannelSetting(SET_PROBE_LOCK_WRITE, probeLock_ ? "1" : "0");
         return true;
     } catch (...) {
         ReportFailure("UpdateProbeLock", kResUpdatePhrase, LoadResString(kResProbeLock));
@@ -137,7 +131,8 @@ bool CVesk4710Channel::UpdateCoefficient(const std::string& name, double value,
                                          const std::string& format) {
     try {
         // The instrument always reads "." as the decimal point.
-        WriteChannelSetting(kIdParameter, ToInvariantDecimal(FormatNumber(value, format)), name);
+        WriteChannelSetting(SET_PARAMETER_WRITE, ToInvariantDecimal(FormatNumber(value, format)),
+                            name);
         return true;
     } catch (...) {
         return false;

@@ -1,6 +1,16 @@
 #pragma once
 // One 4710 readout: the cached instrument settings, the communications session, the module
 // tree and every instrument-level query and update.
+//
+// Its members are defined in the sources named CVesk4710<Part>.cpp:
+//   CVesk4710.cpp             creation, session (communications, passcode), properties
+//   CVesk4710Info.cpp         identification, whole-instrument query and update
+//   CVesk4710Settings.cpp     single settings: one query or update each
+//   CVesk4710Measure.cpp      measuring on and off, channel state, readings, units lists
+//   CVesk4710Calibration.cpp  calibration parameters by range, calibration date
+//   CVesk4710Logging.cpp      demand-log status, clearing, logging label, download
+//   CVesk4710Topology.cpp     the module tree, channel numbering and selection
+//   CVesk4710Dispatch.cpp     the late-bound member table
 #include <cstdint>
 #include <memory>
 #include <string>

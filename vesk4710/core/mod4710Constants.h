@@ -2,6 +2,7 @@
 // Public enumerations of the 4710 object model and the model's fixed numbers.
 #include <cstdint>
 
+#include "vesk4710/platform/SettingIds.h"
 #include "vesk4710/support/AutomationError.h"
 
 namespace vesk {
@@ -85,56 +86,5 @@ inline constexpr int16_t kMaxModules = 2;
 // Argument-range errors: module-index errors (text 215), channel-selection errors (216).
 inline constexpr int32_t kErrInvalidModuleIndex = kObjectErrorBase + 1002;
 inline constexpr int32_t kErrInvalidChannel = kObjectErrorBase + 1001;
-
-// Setting identifiers of the instrument object.
-enum E4710Setting : int32_t {
-    SET_INIT_INTERFACE = 0,
-    SET_PASSCODE = 2,
-    SET_PASSCODE_STATE = 3,
-    SET_PASSCODE_LOCK = 4,
-    SET_CONV_PROTECTION = 5,
-    SET_START_MEASURE = 10,
-    SET_STOP_MEASURE = 11,
-    SET_TEMPERATURE = 12,
-    SET_RAW_VALUE = 13,
-    SET_RAW_MILLI = 14,
-    SET_READING_STATE = 15,
-    SET_IDENTIFICATION = 18,
-    SET_SERIAL = 23,
-    SET_INTERVAL_READ = 32,
-    SET_INTERVAL_WRITE = 33,
-    SET_SCAN_SEQ_DELAY = 39,
-    SET_MODULE_LIST = 40,
-    SET_NUM_MODULES = 41,
-    SET_NUM_CHANNELS = 43,
-    SET_SCAN_LIST_READ = 46,
-    SET_SCAN_LIST_WRITE = 47,
-    SET_SCAN_MODE_READ = 56,
-    SET_SCAN_MODE_WRITE = 57,
-    SET_RESOLUTION = 67,
-    SET_CAL_DATE_READ = 72,
-    SET_CAL_DATE_WRITE = 73,
-    SET_CAL_RANGE = 77,
-    SET_CAL_COUNT_READ = 78,
-    SET_CAL_COUNT_WRITE = 79,
-    SET_CAL_VALUE_READ = 80,
-    SET_CAL_VALUE_WRITE = 81,
-    SET_CAL_REFERENCE_READ = 82,
-    SET_CAL_REFERENCE_WRITE = 83,
-    SET_CHANNEL_STATE = 88,
-    SET_UNITS_READ = 168,
-    SET_UNITS_WRITE = 169,
-    SET_DEMAND_LOG_STATUS = 280,
-    SET_CLEAR_AUTO_LOG = 283,
-    SET_CLEAR_DEMAND_LOG = 284,
-    SET_LOGGING_LABEL_READ = 285,
-    SET_LOGGING_LABEL_WRITE = 286,
-    SET_LOGGING_LABEL_LIST = 287,
-    SET_AUTO_POWER_READ = 304,
-    SET_AUTO_POWER_WRITE = 305,
-    SET_DISABLE_SERIAL = 306,
-    SET_TRANSFER_ALL = 278,
-    SET_TRANSFER_LABEL = 279,
-};
 
 }  // namespace vesk

@@ -27,7 +27,7 @@ class Host {
     virtual IUiServices& Ui() = 0;
     virtual IFileSystem& Files() = 0;
 
-    // The process default: installed by the application (components/host wires the real
+    // The process default: installed by the application (host/ wires the real
     // components); objects created without a host use it.
     static std::shared_ptr<Host> Default();
     static void SetDefault(std::shared_ptr<Host> host);

@@ -1,6 +1,6 @@
 #include "apps/vesk4710-gui/model/InstrumentDialogs.h"
 
-#include "components/host/InstrumentRequests.h"
+#include "host/InstrumentRequests.h"
 #include "vesk4710/dialogs/frm4710Download.h"
 #include "vesk4710/dialogs/frm4710Settings.h"
 

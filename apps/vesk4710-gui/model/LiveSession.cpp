@@ -7,8 +7,8 @@
 #include <chrono>
 
 #include "components/comm/CommErrors.h"
-#include "components/host/InstrumentRequests.h"
-#include "components/host/InstrumentText.h"
+#include "host/InstrumentRequests.h"
+#include "host/InstrumentText.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
 #include "vesk4710/channel/modConversionTypes.h"
 #include "vesk4710/support/modMessages.h"

@@ -1,4 +1,4 @@
-#include "components/host/LocalFileSystem.h"
+#include "components/filesystem/LocalFileSystem.h"
 
 #include <fcntl.h>
 #include <pwd.h>

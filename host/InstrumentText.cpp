@@ -1,4 +1,4 @@
-#include "components/host/InstrumentText.h"
+#include "host/InstrumentText.h"
 
 namespace vesk {
 

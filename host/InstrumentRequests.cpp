@@ -1,4 +1,4 @@
-#include "components/host/InstrumentRequests.h"
+#include "host/InstrumentRequests.h"
 
 #include <fmt/format.h>
 
@@ -77,14 +77,14 @@ DownloadResult DownloadAutoLog(CVesk4710& inst, const DownloadRequest& request,
                                const std::string& source) {
     Host& host = inst.GetHost();
     DownloadResult result;
-    result.count = LogHeld(inst, comm::kSettingAutoLogStatus, "automatic", source);
+    result.count = LogHeld(inst, SET_AUTO_LOG_STATUS, "automatic", source);
     if (result.count == 0) {
         result.outcome = DownloadOutcome::NoReadings;
         return result;
     }
     auto comm = inst.Communications();
     comm->params().ClearAll();
-    const TransferResult transfer = comm->Transfer(comm::kSettingAutoLogTransfer, result.count, "");
+    const TransferResult transfer = comm->Transfer(SET_AUTO_LOG_TRANSFER, result.count, "");
 
     auto lines = host.CreateTextSplitter();
     auto fields = host.CreateTextSplitter();

@@ -1,9 +1,9 @@
-#include "components/host/DefaultHost.h"
+#include "host/DefaultHost.h"
 
 #include <iostream>
 #include <utility>
 
-#include "components/host/LocalFileSystem.h"
+#include "components/filesystem/LocalFileSystem.h"
 #include "components/outputfile/OutputFile.h"
 #include "components/probes/Probe.h"
 #include "components/registry/Registry.h"
