@@ -117,7 +117,7 @@ class TestDownload:
         rows = self._rows(tmp_path / files[0])
         assert len(rows) >= held
         # Every reading row ends in value,unit with the decimals asked for.
-        readings = [r for r in rows if r[-1] in ("C", "F", "K", "OHM", "V")]
+        readings = [r for r in rows if r[-1] in ("C", "F", "K", "OHM", "mV")]
         assert len(readings) == held
         assert all(len(r[-2].split(".")[1]) == 2 for r in readings)
 

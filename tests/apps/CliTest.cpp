@@ -371,9 +371,10 @@ TEST_P(CliOnLink, LogStatusLabelAndClear) {
     const json files = CliJson("download --log auto --folder " + folder);
     ASSERT_EQ(files["files"].size(), 1u);
     const std::string autoFile = ReadFile(files["files"][0]);
-    EXPECT_TRUE(Contains(autoFile, "Log,auto\n")) << autoFile.substr(0, 200);
+    EXPECT_TRUE(Contains(autoFile, "# log: auto\n")) << autoFile.substr(0, 200);
     EXPECT_TRUE(std::regex_search(
-        autoFile, std::regex(R"(\n\d{4}-\d\d-\d\d,[0-9:]+,2,[A-Z]+,1\d\d\.\d+,C\n)")));
+        autoFile,
+        std::regex(R"(\n\d+,\d{4}-\d\d-\d\dT[0-9:]+[-+]\d\d:\d\d,2,\d+,[A-Z]+,1\d\d\.\d+,C\n)")));
     Ok("--yes log clear auto");
     Fails(1, {"download --log auto --folder " + folder});
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1);

@@ -14,7 +14,7 @@ namespace vesk::test {
 namespace {
 
 struct RawReading {
-    std::string date, time, channel, labelNumber, label, value, unit;
+    std::string seq, date, time, channel, labelNumber, label, value, unit;
 };
 
 // The raw transfer file parsed on its own terms.
@@ -28,7 +28,7 @@ std::vector<RawReading> ParseRaw(const std::string& raw) {
             f.push_back(field);
         }
         if (f.size() == 8) {
-            out.push_back({f[1], f[2], f[3], f[4], f[5], f[6], f[7]});
+            out.push_back({f[0], f[1], f[2], f[3], f[4], f[5], f[6], f[7]});
         }
     }
     return out;
@@ -71,9 +71,9 @@ class SimulatorDownload : public LoggingTest {
             const RawReading& r = raw[i];
             std::string date = r.date;
             std::replace(date.begin(), date.end(), '/', '-');
-            const std::string prefix = date + "," + r.time + "," + r.channel + "," +
-                                       (r.label.find(' ') == 0 ? "\"" + r.label + "\"" : r.label) +
-                                       ",";
+            const std::string prefix =
+                r.seq + "," + date + "T" + r.time + "+00:00," + r.channel + "," + r.labelNumber +
+                "," + (r.label.find(' ') == 0 ? "\"" + r.label + "\"" : r.label) + ",";
             ASSERT_EQ(rows[i].rfind(prefix, 0), 0u) << rows[i] << " vs " << prefix;
             const std::string rest = rows[i].substr(prefix.size());
             const std::string value = rest.substr(0, rest.find(','));
@@ -115,7 +115,7 @@ TEST_F(SimulatorDownload, OneFilePerLabelSplitsTheLogExactly) {
         ASSERT_FALSE(fileRows.empty());
         // The file's label is the one in its first row.
         std::string label = fileRows[0];
-        for (int i = 0; i < 3; ++i) {
+        for (int i = 0; i < 4; ++i) {
             label = label.substr(label.find(',') + 1);
         }
         label = label.substr(0, label.find(','));
