@@ -230,7 +230,7 @@ TEST_P(CliOnLink, InfoDescribesTheInstrumentItsModulesAndChannels) {
 TEST_P(CliOnLink, ReadGivesTimeStampedReadingsInEveryFormat) {
     const auto lines = JsonLines(Ok("--json read 1 2 --count 2 --every 0.05"));
     ASSERT_EQ(lines.size(), 4u);
-    const std::regex iso(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d)");
+    const std::regex iso(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}[-+]\d\d:\d\d)");
     for (size_t i = 0; i < lines.size(); ++i) {
         EXPECT_EQ(lines[i]["channel"], i % 2 == 0 ? 1 : 2);
         EXPECT_EQ(lines[i]["unit"], "C");
@@ -239,9 +239,11 @@ TEST_P(CliOnLink, ReadGivesTimeStampedReadingsInEveryFormat) {
     }
 
     const auto rows = Lines(Ok("read 1 --csv"));
-    ASSERT_EQ(rows.size(), 2u);
-    EXPECT_EQ(rows[0], "time,channel,value,unit");
-    EXPECT_TRUE(std::regex_match(rows[1], std::regex(R"([-0-9T:]+,1,2[45]\.\d+,C)"))) << rows[1];
+    ASSERT_EQ(rows.size(), 6u) << Ok("read 1 --csv");
+    EXPECT_EQ(rows[4], "sequence,time,instrument,serial,channel,probe,value,unit,conversion");
+    EXPECT_TRUE(std::regex_match(
+        rows[5], std::regex(R"(1,[-0-9T:.+]+,\S+,A47100,1,S1001,2[45]\.\d+,C,ITS)")))
+        << rows[5];
 
     // Raw: ohms of the platinum probe, the thermocouple's emf in millivolts.
     const auto raw = JsonLines(Ok("--json read --raw 1 2"));
@@ -686,6 +688,29 @@ TEST(CliLink, FailingLinkEndsWithStatusOneAndAClearMessage) {
     EXPECT_TRUE(Contains(closed.err, "could not be opened")) << closed.err;
 }
 
+// read shows the reading the instrument sent, digit for digit, or fails.
+TEST(CliReading, ShowsTheInstrumentsDigitsAndRefusesANonNumber) {
+    struct Case {
+        const char* fault;
+        std::vector<std::string> args;
+        int status;
+        const char* shown;
+    };
+    const Case cases[] = {
+        {"reply:25.1000@id=12", {"read", "1"}, 0, "  25.1000 C\n"},
+        {"reply:6146.000@id=14", {"read", "--raw", "2"}, 0, "  6.146000 mV\n"},
+        {"reply:-0.5@id=14", {"read", "--csv", "--raw", "2"}, 0, ",-0.0005,mV,K\n"},
+        {"reply:OVER@id=12", {"read", "1"}, 1, "reading \"OVER\" is not a number"},
+    };
+    for (const Case& c : cases) {
+        SimServer server(SimServer::Kind::Tcp, World::Get().Env(), {"--fault", c.fault});
+        std::vector<std::string> args = {"--device", server.Device()};
+        args.insert(args.end(), c.args.begin(), c.args.end());
+        const RunResult r = RunArgs(args);
+        EXPECT_EQ(r.status, c.status) << c.fault << r.err;
+        EXPECT_NE((r.out + r.err).find(c.shown), std::string::npos) << c.fault << r.out << r.err;
+    }
+}
 // The tool with its temporary files (trace, raw transfer) and downloads in a folder of its own.
 Child InFolder(const std::string& folder, std::vector<std::string> argv) {
     std::filesystem::create_directories(folder);
