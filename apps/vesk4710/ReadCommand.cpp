@@ -6,7 +6,6 @@
 #include <cmath>
 
 #include "apps/vesk4710/Cli.h"
-#include "components/comm/Communications.h"
 #include "components/host/InstrumentRequests.h"
 #include "components/readingfile/ReadingFile.h"
 #include "components/statistics/WindowStatistics.h"
@@ -119,32 +118,6 @@ std::chrono::steady_clock::duration Seconds(double seconds) {
         std::chrono::duration<double>(seconds));
 }
 
-// The reading as the instrument sent it, trailing zeros and all, in the unit the tools show
-// (emf from microvolts to millivolts, every digit kept): the reply behind the value the library
-// returned, taken since request `since`. The library's number when the reply is not at hand.
-std::string ReadingText(CVesk4710& inst, uint64_t since, double value, int16_t channel) {
-    const auto* link = dynamic_cast<const comm::Communications*>(inst.Communications().get());
-    const auto reply = link != nullptr ? link->LastRead() : std::nullopt;
-    if (!reply || reply->request <= since ||
-        (reply->id != SET_TEMPERATURE && reply->id != SET_RAW_VALUE &&
-         reply->id != SET_RAW_MILLI)) {
-        return NumberString(value);
-    }
-    const size_t begin = reply->text.find_first_not_of(' ');
-    const size_t end = reply->text.find_last_not_of(' ');
-    const std::string sent =
-        begin == std::string::npos ? std::string() : reply->text.substr(begin, end - begin + 1);
-    const auto text = reply->id == SET_RAW_MILLI ? files::ShiftDecimal(sent, -3)
-                                                 : std::optional<std::string>(sent);
-    const auto parsed = text ? ParseNumber(*text) : std::nullopt;
-    // The library reads the leading number of a reply: "OVER" would pass for 0.
-    if (!parsed || std::fabs(*parsed - value) > 1e-9 * std::max(1.0, std::fabs(value))) {
-        throw Failed("channel " + std::to_string(channel) + ": the instrument's reading \"" +
-                     comm::Printable(sent, 40) + "\" is not a number");
-    }
-    return *text;
-}
-
 void RunRead(Session& s, const Output& out, const ReadOptions& o) {
     if (o.count < 0) {
         throw UsageError("--count must be 0 (until Ctrl-C) or more");
@@ -181,8 +154,6 @@ void RunRead(Session& s, const Output& out, const ReadOptions& o) {
         head.pop_back();
         out.Line(head);
     }
-    const auto* link = dynamic_cast<const comm::Communications*>(inst.Communications().get());
-
     InterruptHook hook(s.GetHost().Ui());
     uint64_t sequence = 0;
     try {
@@ -191,10 +162,10 @@ void RunRead(Session& s, const Output& out, const ReadOptions& o) {
             for (size_t i = 0; i < channels.size(); ++i) {
                 const auto& ch = channels[i];
                 const int16_t number = ch->ActualChannel();
-                const uint64_t since = link != nullptr ? link->RequestCount() : 0;
                 double value = 0.0;
+                std::string text;
                 try {
-                    value = inst.QueryMeasurement(number, o.fresh);
+                    text = MeasurementText(inst, number, o.fresh, &value);
                 } catch (const AutomationError&) {
                     if (hook.Interrupted()) {
                         return;
@@ -206,7 +177,6 @@ void RunRead(Session& s, const Output& out, const ReadOptions& o) {
                                      .count();
                 const std::string time =
                     files::IsoTime(now, 3, files::LocalUtcOffset(now / 1000000));
-                const std::string text = ReadingText(inst, since, value, number);
                 const std::string unit = UnitOf(ch->Probe()->ConversionType(), o.raw, inst.Units());
                 ++sequence;
                 if (out.Json()) {

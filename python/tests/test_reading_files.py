@@ -2,11 +2,12 @@
 loaded with pandas as it is and checked against what the simulator served."""
 
 import os
+import re
 import subprocess
 
 import pytest
 
-pd = pytest.importorskip("pandas")
+import vesk4710
 
 CLI = os.environ.get("VESK4710_CLI", "vesk4710")
 
@@ -20,7 +21,7 @@ def run(*args, cwd):
     return done.stdout
 
 
-def load(path):
+def load(pd, path):
     frame = pd.read_csv(path, comment="#")
     # Every time carries its offset: read as instants, they need no time zone guessed.
     frame["instant"] = pd.to_datetime(frame["time"], utc=True)
@@ -29,11 +30,12 @@ def load(path):
 
 
 def test_download_and_read_files_load_with_their_types_and_values(tmp_path):
+    pd = pytest.importorskip("pandas")
     run("download", "--folder", str(tmp_path), cwd=tmp_path)
     (name,) = [n for n in os.listdir(tmp_path) if n.endswith(".csv")]
     raw = (tmp_path / "TMPDWNLD.LOG").read_bytes().decode()
     served = [line.split(",") for line in raw.split("\r") if line]
-    log = load(tmp_path / name)
+    log = load(pd, tmp_path / name)
     assert list(log.columns[:7]) == [
         "sequence", "time", "channel", "label_number", "label", "value", "unit"]
     assert [str(log[c].dtype) for c in ("sequence", "channel", "label_number", "value")] == [
@@ -48,7 +50,7 @@ def test_download_and_read_files_load_with_their_types_and_values(tmp_path):
 
     csv = tmp_path / "read.csv"
     csv.write_text(run("read", "--csv", "--count", "2", "--every", "0.2", cwd=tmp_path))
-    live = load(csv)
+    live = load(pd, csv)
     assert [str(live[c].dtype) for c in ("sequence", "channel", "value")] == [
         "int64", "int64", "float64"]
     assert list(live["sequence"]) == [1, 2, 3, 4]
@@ -59,3 +61,9 @@ def test_download_and_read_files_load_with_their_types_and_values(tmp_path):
     assert 0.15 < gap < 5
     assert live["value"][0] == pytest.approx(25, abs=1) and live["value"][1] == pytest.approx(
         150, abs=1)
+
+
+def test_measurement_text_keeps_the_digits_sent(inst):
+    # The simulator sends temperatures with four places, trailing zeros included.
+    text = vesk4710.measurement_text(inst, 1)
+    assert re.fullmatch(r"-?\d+\.\d{4}", text) and float(text) == pytest.approx(25, abs=1)

@@ -700,7 +700,7 @@ TEST(CliReading, ShowsTheInstrumentsDigitsAndRefusesANonNumber) {
         {"reply:25.1000@id=12", {"read", "1"}, 0, "  25.1000 C\n"},
         {"reply:6146.000@id=14", {"read", "--raw", "2"}, 0, "  6.146000 mV\n"},
         {"reply:-0.5@id=14", {"read", "--csv", "--raw", "2"}, 0, ",-0.0005,mV,K\n"},
-        {"reply:OVER@id=12", {"read", "1"}, 1, "reading \"OVER\" is not a number"},
+        {"reply:OVER@id=12", {"read", "1"}, 1, "reading \"OVER\" of channel 1 is not a number"},
     };
     for (const Case& c : cases) {
         SimServer server(SimServer::Kind::Tcp, World::Get().Env(), {"--fault", c.fault});
