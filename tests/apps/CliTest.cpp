@@ -690,27 +690,21 @@ TEST(CliLink, FailingLinkEndsWithStatusOneAndAClearMessage) {
 
 // read shows the reading the instrument sent, digit for digit, or fails.
 TEST(CliReading, ShowsTheInstrumentsDigitsAndRefusesANonNumber) {
-    struct Case {
-        const char* fault;
-        std::vector<std::string> args;
-        int status;
-        const char* shown;
+    const std::tuple<const char*, const char*, int, const char*> cases[] = {
+        // fault, command, exit status, shown
+        {"reply:25.1000@id=12", "read 1", 0, "  25.1000 C\n"},
+        {"reply:6146.000@id=14", "read --raw 2", 0, "  6.146000 mV\n"},
+        {"reply:-0.5@id=14", "read --csv --raw 2", 0, ",-0.0005,mV,K\n"},
+        {"reply:OVER@id=12", "read 1", 1, "reading \"OVER\" of channel 1 is not a number"},
     };
-    const Case cases[] = {
-        {"reply:25.1000@id=12", {"read", "1"}, 0, "  25.1000 C\n"},
-        {"reply:6146.000@id=14", {"read", "--raw", "2"}, 0, "  6.146000 mV\n"},
-        {"reply:-0.5@id=14", {"read", "--csv", "--raw", "2"}, 0, ",-0.0005,mV,K\n"},
-        {"reply:OVER@id=12", {"read", "1"}, 1, "reading \"OVER\" of channel 1 is not a number"},
-    };
-    for (const Case& c : cases) {
-        SimServer server(SimServer::Kind::Tcp, World::Get().Env(), {"--fault", c.fault});
-        std::vector<std::string> args = {"--device", server.Device()};
-        args.insert(args.end(), c.args.begin(), c.args.end());
-        const RunResult r = RunArgs(args);
-        EXPECT_EQ(r.status, c.status) << c.fault << r.err;
-        EXPECT_NE((r.out + r.err).find(c.shown), std::string::npos) << c.fault << r.out << r.err;
+    for (const auto& [fault, command, status, shown] : cases) {
+        SimServer server(SimServer::Kind::Tcp, World::Get().Env(), {"--fault", fault});
+        const RunResult r = RunCli("--device " + server.Device() + " " + command);
+        EXPECT_EQ(r.status, status) << fault << r.err;
+        EXPECT_TRUE(Contains(r.out + r.err, shown)) << fault << r.out << r.err;
     }
 }
+
 // The tool with its temporary files (trace, raw transfer) and downloads in a folder of its own.
 Child InFolder(const std::string& folder, std::vector<std::string> argv) {
     std::filesystem::create_directories(folder);
