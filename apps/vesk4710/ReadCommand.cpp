@@ -89,8 +89,8 @@ std::vector<std::shared_ptr<CVesk4710Channel>> ChannelsToRead(Session& s,
         }
         if (channels.empty()) {
             throw Failed(
-                "no channel of the instrument is on; switch one on (vesk4710 channel N "
-                "set on) or name the channels to read");
+                "no channel of the instrument is on; switch one on at the instrument, or name the "
+                "channels to read");
         }
     }
     for (const auto& ch : channels) {

@@ -696,6 +696,8 @@ TEST(CliReading, ShowsTheInstrumentsDigitsAndRefusesANonNumber) {
         {"reply:6146.000@id=14", "read --raw 2", 0, "  6.146000 mV\n"},
         {"reply:-0.5@id=14", "read --csv --raw 2", 0, ",-0.0005,mV,K\n"},
         {"reply:OVER@id=12", "read 1", 1, "reading \"OVER\" of channel 1 is not a number"},
+        {"reply:1@id=88*3", "--json read", 0,
+         "{\"channel\":2,\"sequence\":1,"},  // channel 1 says off
     };
     for (const auto& [fault, command, status, shown] : cases) {
         SimServer server(SimServer::Kind::Tcp, World::Get().Env(), {"--fault", fault});
