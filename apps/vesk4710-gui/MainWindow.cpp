@@ -28,6 +28,7 @@
 #include "apps/vesk4710-gui/ConnectDialog.h"
 #include "apps/vesk4710-gui/StatisticsPanel.h"
 #include "apps/vesk4710-gui/StripChart.h"
+#include "apps/vesk4710-gui/model/InstrumentDialogs.h"
 #include "components/host/DefaultHost.h"
 #include "components/registry/Registry.h"
 #include "ui/qt/QtControls.h"
@@ -42,7 +43,6 @@ namespace {
 
 // The window's own entry in the per-user settings.
 constexpr const char* kFormName = "vesk4710-gui";
-constexpr int kReadingDecimals = 4;
 // The help topic of the window itself; the library's dialogs have theirs.
 constexpr int32_t kHelpMainWindow = 10000;
 
@@ -233,7 +233,7 @@ void MainWindow::BuildActions() {
     connect(actQuit, &QAction::triggered, this, &QWidget::close);
     connect(actSettings, &QAction::triggered, this, [this] {
         RunOperation("attempting to edit the instrument settings",
-                     [](CVesk4710& inst) { return inst.Edit(); });
+                     [](CVesk4710& inst) { return EditInstrumentSettings(inst); });
     });
     connect(actChannel, &QAction::triggered, this, [this] { EditChannel(); });
     connect(actLogStatus, &QAction::triggered, this, [this] {
@@ -246,7 +246,7 @@ void MainWindow::BuildActions() {
     });
     connect(actDownload, &QAction::triggered, this, [this] {
         RunOperation("attempting to download logged data",
-                     [](CVesk4710& inst) { return inst.DownloadLoggedData(); });
+                     [](CVesk4710& inst) { return DownloadLoggedData(inst); });
     });
     connect(actRefresh, &QAction::triggered, this, [this] {
         RunOperation("attempting to read the instrument",
@@ -699,7 +699,11 @@ void MainWindow::ShowReadings() {
         if (!latest) {
             continue;
         }
-        label->setText(locale.toString(latest->value, 'f', kReadingDecimals) + " " +
+        // Every digit of the reading, never rounded, padded with the zeros the channel's other
+        // readings show: the instrument sends them, the number does not keep them.
+        int32_t& decimals = readingDecimals_[number];
+        decimals = std::max(decimals, DecimalsOf(latest->value));
+        label->setText(locale.toString(latest->value, 'f', decimals) + " " +
                        ToQString(buffer_.Unit(number)));
         label->setToolTip(ToQString(IsoLocalTime(latest->time)));
     }

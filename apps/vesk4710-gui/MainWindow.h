@@ -167,6 +167,8 @@ class MainWindow : public QMainWindow, public IForm {
     std::unique_ptr<Recording> recording_;
     std::unique_ptr<QtListBox> channelList_;
     std::map<int16_t, QLabel*> readingLabels_;
+    // The most decimal places each channel's readings have shown.
+    std::map<int16_t, int32_t> readingDecimals_;
 };
 
 }  // namespace vesk::gui

@@ -1,5 +1,5 @@
 // Runs of the tool misled by what another left (a late reply, a shared state) or misleading
-// (an instrument left unlocked without a word, a failure that hides its cause).
+// (an instrument left unlocked without a word, a failure that hides its cause or its member).
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -77,6 +77,14 @@ TEST(OnASerialLine, NoRunIsMisledOrMisleads) {
         {{"--fault", "reply:1x@id=88*9"}, {{{"info"}, 1, "\"1x\" is not a whole number"}}},
         {{"--fault", "reply:9@id=281"},
          {{{"download", "--log", "auto"}, 1, "\"9\" is not two counts"}}},
+        {{"--fault", "reply:700,abc@id=280*2"},
+         {{{"download"}, 1, "\"700,abc\" is not two counts"},
+          {{"log", "status"}, 1, "\"700,abc\" is not two counts"}}},
+        {{"--fault", "reply:x@id=280"}, {{{"download"}, 1, "\"x\" is not two counts"}}},
+        // A dropped link or a missing reply says so, naming the member.
+        {{"--fault", "drop@id=12"}, {{{"read", "1"}, 1, "the link to the instrument was dropped"}}},
+        {{"--fault", "noreply@id=18"},
+         {{{"--timeout", "200", "--json", "info"}, 1, "\"source\":\"CVesk4710 - QueryInfo\""}}},
         {{"--fault", "noreply@id=135"},
          {{with({"channel", "1", "set", "minop", "5"}), 1,
            "writing the MINOP of channel 1 failed: The instrument did not reply to setting 135"}}},

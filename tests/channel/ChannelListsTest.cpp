@@ -70,25 +70,5 @@ TEST_F(ChannelLists, EditOpensTheChannelDialogModally) {
     EXPECT_EQ(store, registry);
 }
 
-TEST_F(ChannelLists, EditUsesTheInstalledDialogLogic) {
-    struct Custom : ChannelEditDialog {
-        using ChannelEditDialog::ChannelEditDialog;
-    };
-    int made = 0;
-    auto previous = ChannelEditDialog::SetFactory([&](std::shared_ptr<CVesk4710Channel> ch) {
-        ++made;
-        return std::make_unique<Custom>(std::move(ch));
-    });
-    bool custom = false;
-    host->ui.onShowModal = [&](IDialogLogic& logic) {
-        custom = dynamic_cast<Custom*>(&logic) != nullptr;
-        return true;
-    };
-    EXPECT_TRUE(channel->Edit());
-    ChannelEditDialog::SetFactory(std::move(previous));
-    EXPECT_EQ(made, 1);
-    EXPECT_TRUE(custom);
-}
-
 }  // namespace
 }  // namespace vesk::test

@@ -22,51 +22,36 @@ TEST_F(ChannelObject, NewChannelHasAnInternalJunctionAndReportsChanged) {
     EXPECT_TRUE(comm().log.empty());
 }
 
-TEST_F(ChannelObject, MarkingSettersMarkOnlyOnADifferentValue) {
-    channel->Changed(false);
-    channel->CalDate(Date());
-    channel->ProbeLock(false);
-    channel->Resolution(0);
-    channel->RJCType(1);
-    channel->RJCTemperature(0.0);
-    EXPECT_FALSE(channel->Changed());
-
+// The change flag decides whether a write-back happens at all.
+TEST_F(ChannelObject, SettersMarkOnlyOnADifferentValue) {
     const auto marks = [&](const std::function<void()>& change) {
         channel->Changed(false);
         change();
         return channel->Changed();
     };
-    const std::vector<std::function<void()>> marking = {
-        [&] { channel->CalDate(Date::FromYMD(2023, 12, 31)); },
-        [&] { channel->ProbeLock(true); },
-        [&] { channel->Resolution(2); },
-        [&] { channel->RJCType(0); },
-        [&] { channel->RJCTemperature(1e-12); },
+    const std::vector<std::pair<std::function<void()>, std::function<void()>>> marking = {
+        {[&] { channel->CalDate(Date()); }, [&] { channel->CalDate(Date::FromYMD(2023, 12, 31)); }},
+        {[&] { channel->ProbeLock(false); }, [&] { channel->ProbeLock(true); }},
+        {[&] { channel->Resolution(0); }, [&] { channel->Resolution(2); }},
+        {[&] { channel->RJCType(1); }, [&] { channel->RJCType(0); }},
+        {[&] { channel->RJCTemperature(0.0); }, [&] { channel->RJCTemperature(1e-12); }},
     };
     for (size_t i = 0; i < marking.size(); ++i) {
-        EXPECT_TRUE(marks(marking[i])) << i;
-        // The same value again leaves the flag alone.
-        EXPECT_FALSE(marks(marking[i])) << i;
+        EXPECT_FALSE(marks(marking[i].first)) << i;
+        EXPECT_TRUE(marks(marking[i].second)) << i;
+        EXPECT_FALSE(marks(marking[i].second)) << i << ": the same value again";
     }
-
-    // These never mark.
     EXPECT_FALSE(marks([&] { channel->MINOP(7); }));
     EXPECT_FALSE(marks([&] { channel->MAXOP(9); }));
     EXPECT_FALSE(marks([&] { channel->Enabled(false); }));
     EXPECT_FALSE(marks([&] { channel->ProbeType(2); }));
-    EXPECT_FALSE(marks([&] { channel->RJCTemperatureFormat("0.00"); }));
-}
 
-TEST_F(ChannelObject, ResolutionIsCappedAboveOnly) {
+    // Capped above only; a capped value equal to the stored one is no change.
     channel->Resolution(7);
     EXPECT_EQ(channel->Resolution(), 3);
+    EXPECT_FALSE(marks([&] { channel->Resolution(9); }));
     channel->Resolution(-2);
     EXPECT_EQ(channel->Resolution(), -2);
-    // A capped value equal to the stored one is no change.
-    channel->Resolution(3);
-    channel->Changed(false);
-    channel->Resolution(9);
-    EXPECT_FALSE(channel->Changed());
 }
 
 TEST_F(ChannelObject, ChangedMirrorsIntoTheProbeAndOrsItsFlag) {

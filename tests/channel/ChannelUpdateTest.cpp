@@ -184,25 +184,6 @@ TEST_F(ChannelUpdate, SingleValueTextsUseAPointInAnyLocale) {
                                WriteParam("A", "-3.9000000E-03"), WriteParam("A4", "1234.568")}));
 }
 
-TEST_F(ChannelUpdate, FailingWriteStillRestoresProtection) {
-    Prepare(19, 4, "PT");
-    instrument->Passcode("4321");
-    instrument->PasscodeState(PS_ENABLED);
-    comm().Fail(127, AutomationError(-2147220989, "Value out of range"));
-    EXPECT_FALSE(channel->UpdateInfo());
-    EXPECT_EQ(comm().log, Seq({{"ClearAll", "Value=4321", "Write 2"},
-                               Write(123, "AB12"),
-                               Read(122),
-                               Write(131, "PT"),
-                               Read(130),
-                               Write(127, "2023,12,31"),
-                               {"ClearAll", "Write 4"}}));
-    EXPECT_EQ(instrument->PasscodeState(), PS_DISABLED);
-    ExpectReported("UpdateCalDate", "Failed to successfully update 'Calibration date'.");
-    EXPECT_NE(host->ui.boxes[0].prompt.find("attempting to update 'Calibration date'"),
-              std::string::npos);
-}
-
 // Each single write reports under its own member and names its setting for the user.
 TEST_F(ChannelUpdate, AFailedSingleWriteNamesItsMemberAndSetting) {
     struct Case {
@@ -236,7 +217,43 @@ TEST_F(ChannelUpdate, AFailedSingleWriteNamesItsMemberAndSetting) {
     }
 }
 
-TEST_F(ChannelUpdate, FailingCoefficientReadBackStopsTheFamily) {
+// A failed write, a failed read-back and a cancel all stop there and lock the instrument again.
+TEST_F(ChannelUpdate, AStopAnywhereStillRestoresProtection) {
+    struct Case {
+        std::function<void()> stop;
+        std::vector<std::string> upToTheStop;
+        std::vector<std::string> prompts;
+    };
+    const std::vector<Case> cases = {
+        {[&] { comm().Fail(127, AutomationError(-2147220989, "Value out of range")); },
+         Seq({Write(123, "AB12"), Read(122), Write(131, "PT"), Read(130),
+              Write(127, "2023,12,31")}),
+         {"An error occurred while attempting to update 'Calibration date'.\r\rError: "
+          "-2147220989 - Value out of range\r(CVesk4710Channel - UpdateCalDate)",
+          "Failed to successfully update 'Calibration date'."}},
+        {[&] { host->ui.cancelAtStep = 0; },
+         Seq({Write(123, "AB12"), Read(122)}),
+         {"Aborted updating information."}},
+    };
+    for (const Case& c : cases) {
+        channel = MakeChannel();
+        comm().log.clear();
+        Prepare(19, 4, "PT");
+        instrument->Passcode("4321");
+        instrument->PasscodeState(PS_ENABLED);
+        c.stop();
+        EXPECT_FALSE(channel->UpdateInfo());
+        EXPECT_EQ(
+            comm().log,
+            Seq({{"ClearAll", "Value=4321", "Write 2"}, c.upToTheStop, {"ClearAll", "Write 4"}}));
+        EXPECT_EQ(instrument->PasscodeState(), PS_DISABLED);
+        EXPECT_EQ(Prompts(), c.prompts);
+    }
+
+    // A coefficient whose read-back fails ends its family and the conversion.
+    host->ui.cancelAtStep = -1;
+    channel = MakeChannel();
+    comm().log.clear();
     Prepare(6, 4, "TRES");
     instrument->Passcode("9");
     instrument->PasscodeState(PS_ENABLED);
@@ -251,19 +268,6 @@ TEST_F(ChannelUpdate, FailingCoefficientReadBackStopsTheFamily) {
     EXPECT_EQ(Prompts(),
               (std::vector<std::string>{"Failed to successfully update 'Thermistor R(T) B1'.",
                                         "Failed to successfully update 'Conversion type'."}));
-}
-
-TEST_F(ChannelUpdate, CancelAbortsAndRestoresProtection) {
-    Prepare(19, 4, "PT");
-    instrument->Passcode("4321");
-    instrument->PasscodeState(PS_ENABLED);
-    host->ui.cancelAtStep = 0;
-    EXPECT_FALSE(channel->UpdateInfo());
-    EXPECT_EQ(comm().log, Seq({{"ClearAll", "Value=4321", "Write 2"},
-                               Write(123, "AB12"),
-                               Read(122),
-                               {"ClearAll", "Write 4"}}));
-    EXPECT_EQ(Prompts(), std::vector<std::string>{"Aborted updating information."});
 }
 
 TEST_F(ChannelUpdate, InstrumentGoneFailsCleanly) {

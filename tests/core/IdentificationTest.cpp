@@ -165,7 +165,7 @@ TEST_F(QueryInfoTest, FullChannelQueryRunsWithoutProgressSteps) {
     EXPECT_NE(std::find(requests.begin(), requests.end(), "Read 126"), requests.end());
 }
 
-TEST_F(QueryInfoTest, AnotherModelIsRefusedBeforeAnySettingIsRead) {
+TEST_F(QueryInfoTest, AnotherModelIsRefusedAndNoIdentificationStopsSilently) {
     comm().ReplyAlways(SET_IDENTIFICATION, "Vesk,4700,A1,2.0");
     EXPECT_FALSE(unit->QueryInfo());
     EXPECT_THAT(comm().Requests(), ElementsAre("Write 0", "Read 18 false"));
@@ -177,9 +177,10 @@ TEST_F(QueryInfoTest, AnotherModelIsRefusedBeforeAnySettingIsRead) {
     EXPECT_EQ(ui().boxes[0].style, kMbInformation);
     EXPECT_THAT(ui().progressLog, ElementsAre("SetOwner", "Hide", "Close"));
     EXPECT_EQ(ui().pointer, kPointerDefault);
-}
 
-TEST_F(QueryInfoTest, EmptyIdentificationStopsSilently) {
+    ClearLog();
+    ui().boxes.clear();
+    ui().progressLog.clear();
     comm().ReplyAlways(SET_IDENTIFICATION, "");
     EXPECT_FALSE(unit->QueryInfo());
     EXPECT_TRUE(ui().boxes.empty());

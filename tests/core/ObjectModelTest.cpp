@@ -1,4 +1,4 @@
-// The instrument object's defaults, setter rules, limits and member table.
+// The instrument object's defaults, its change flag and its lifetime.
 #include "tests/core/InstrumentFixture.h"
 #include "vesk4710/modules/CVesk4710Card.h"
 #include "vesk4710/support/modPaths.h"
@@ -19,90 +19,56 @@ TEST_F(InstrumentTest, FreshObjectIsUnprotectedForConversionsOnly) {
     EXPECT_FALSE(fresh->Changed());
 }
 
-TEST_F(InstrumentTest, SettersThatMarkChangedOnlyDoSoOnADifferentValue) {
-    struct Case {
-        const char* name;
-        std::function<void(CVesk4710&)> same;
-        std::function<void(CVesk4710&)> different;
+// The change flag decides whether a write-back happens at all.
+TEST_F(InstrumentTest, SettersMarkChangedOnlyOnADifferentValue) {
+    using Set = std::function<void(CVesk4710&, bool)>;
+    const std::vector<std::pair<const char*, Set>> cases = {
+        {"ScanChannels", [](CVesk4710& u, bool d) { u.ScanChannels(d ? "1,2" : ""); }},
+        {"ScanMode", [](CVesk4710& u, bool d) { u.ScanMode(d ? SM_SCAN : SM_SIMULTANEOUS); }},
+        {"DateTimeStamp", [](CVesk4710& u, bool d) { u.DateTimeStamp(d); }},
+        {"Units", [](CVesk4710& u, bool d) { u.Units(d ? UNITS_DEGREESF : UNITS_DEGREESC); }},
+        {"Serial", [](CVesk4710& u, bool d) { u.Serial(d ? "A1" : ""); }},
+        {"Interval",
+         [](CVesk4710& u, bool d) { u.Interval(d ? INT_AUTO : static_cast<E4710Interval>(0)); }},
+        {"ScanSeqDelay", [](CVesk4710& u, bool d) { u.ScanSeqDelay(d ? 4 : 0); }},
+        {"Resolution", [](CVesk4710& u, bool d) { u.Resolution(d ? 2 : 0); }},
     };
-    const std::vector<Case> cases = {
-        {"ScanChannels", [](CVesk4710& u) { u.ScanChannels(""); },
-         [](CVesk4710& u) { u.ScanChannels("1,2"); }},
-        {"ScanMode", [](CVesk4710& u) { u.ScanMode(SM_SIMULTANEOUS); },
-         [](CVesk4710& u) { u.ScanMode(SM_SCAN); }},
-        {"DateTimeStamp", [](CVesk4710& u) { u.DateTimeStamp(false); },
-         [](CVesk4710& u) { u.DateTimeStamp(true); }},
-        {"Units", [](CVesk4710& u) { u.Units(UNITS_DEGREESC); },
-         [](CVesk4710& u) { u.Units(UNITS_DEGREESF); }},
-        {"Serial", [](CVesk4710& u) { u.Serial(""); }, [](CVesk4710& u) { u.Serial("A1"); }},
-        {"Interval", [](CVesk4710& u) { u.Interval(static_cast<E4710Interval>(0)); },
-         [](CVesk4710& u) { u.Interval(INT_AUTO); }},
-        {"ScanSeqDelay", [](CVesk4710& u) { u.ScanSeqDelay(0); },
-         [](CVesk4710& u) { u.ScanSeqDelay(4); }},
-        {"Resolution", [](CVesk4710& u) { u.Resolution(0); },
-         [](CVesk4710& u) { u.Resolution(2); }},
-    };
-    for (const auto& c : cases) {
+    for (const auto& [name, set] : cases) {
         auto fresh = CVesk4710::Create(host);
-        c.same(*fresh);
-        EXPECT_FALSE(fresh->Changed()) << c.name;
-        c.different(*fresh);
-        EXPECT_TRUE(fresh->Changed()) << c.name;
-        // Marking never clears.
-        c.same(*fresh);
-        EXPECT_TRUE(fresh->Changed()) << c.name;
+        set(*fresh, false);
+        EXPECT_FALSE(fresh->Changed()) << name;
+        set(*fresh, true);
+        EXPECT_TRUE(fresh->Changed()) << name;
+        set(*fresh, false);
+        EXPECT_TRUE(fresh->Changed()) << name << ": marking never clears";
     }
-    // Serial compares case-sensitively.
     unit->Serial("abc");
     unit->Changed(false);
     unit->Serial("ABC");
-    EXPECT_TRUE(unit->Changed());
-}
+    EXPECT_TRUE(unit->Changed()) << "the serial compares case-sensitively";
 
-TEST_F(InstrumentTest, PlainStoresAndProtectionsNeverMarkChanged) {
-    unit->AutoPower(true);
-    unit->DisableSerial(true);
-    unit->Passcode("1234");
-    unit->DemandLogCount(9);
-    unit->AllowSetSerial(true);
-    unit->ReadAfterApply(true);
-    unit->LogSessionInterval(5);
-    unit->SystemClock(Date::FromYMD(2024, 1, 2));
-    unit->DVCICommError(77);
-    unit->PasscodeState(PS_ENABLED);
-    // The protections drive their passcode states.
-    unit->ProtectConversion(true);
-    EXPECT_EQ(unit->ConvPasscodeState(), PS_DISABLED);
+    // Capped above only.
+    unit->Resolution(7);
+    EXPECT_EQ(unit->Resolution(), 3);
+    unit->Resolution(-2);
+    EXPECT_EQ(unit->Resolution(), -2);
+    unit->Changed(false);
+    unit->Resolution(-2);
+    EXPECT_FALSE(unit->Changed());
+    unit->CalDate(Date());
+    EXPECT_TRUE(unit->Changed()) << "the calibration date marks even with the same value";
+
+    // The protections drive their passcode states and never mark.
+    unit->Changed(false);
     unit->ProtectConversion(false);
     EXPECT_EQ(unit->ConvPasscodeState(), PS_ENABLED);
     unit->ProtectCalParams(false);
     EXPECT_EQ(unit->CalParamPasscodeState(), PS_ENABLED);
     unit->ProtectCalParams(true);
     EXPECT_EQ(unit->CalParamPasscodeState(), PS_DISABLED);
+    unit->AutoPower(true);
+    unit->Passcode("1234");
     EXPECT_FALSE(unit->Changed());
-}
-
-TEST_F(InstrumentTest, ResolutionIsCappedAboveAndCalDateAlwaysMarks) {
-    unit->Resolution(7);
-    EXPECT_EQ(unit->Resolution(), 3);
-    EXPECT_TRUE(unit->Changed());
-    unit->Resolution(-2);
-    EXPECT_EQ(unit->Resolution(), -2);
-    unit->Changed(false);
-    unit->Resolution(-2);
-    EXPECT_FALSE(unit->Changed());
-    // The calibration date marks even with the same value.
-    unit->CalDate(Date());
-    EXPECT_TRUE(unit->Changed());
-    EXPECT_EQ(unit->CalDate(), Date());
-}
-
-TEST_F(InstrumentTest, HelpFileIsSharedByAllInstances) {
-    auto other = CVesk4710::Create(host);
-    unit->HelpFile("/opt/help/vesk4710.html");
-    EXPECT_EQ(other->HelpFile(), "/opt/help/vesk4710.html");
-    other->HelpFile("");
-    EXPECT_EQ(unit->HelpFile(), "");
 }
 
 TEST_F(InstrumentTest, FilePathReachesTheTreeAndTeardownReleasesIt) {

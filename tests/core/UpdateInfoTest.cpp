@@ -1,4 +1,6 @@
 // The write-back of the instrument settings and the passcode that unlocks it.
+#include <map>
+
 #include "tests/core/InstrumentFixture.h"
 
 namespace vesk::test {
@@ -44,73 +46,60 @@ class UpdateInfoTest : public InstrumentTest {
     FakeForm form;
 };
 
-TEST_F(UpdateInfoTest, WithoutPasscodeWritesEverySettingInFourteenSteps) {
-    unit->AllowSetSerial(true);  // no effect without the passcode
-    ASSERT_TRUE(unit->UpdateInfo(&form));
-    std::vector<std::string> expected = {"Write 0", "Read 18 false"};
-    for (const auto& r : SettingWrites()) {
-        expected.push_back(r);
+// With the passcode it is presented first and the instrument locked again last; the serial
+// number needs both the passcode and the permission.
+TEST_F(UpdateInfoTest, WritesEverySettingBetweenThePasscodeAndTheRelock) {
+    struct Case {
+        bool passcode, allowSerial;
+        std::vector<std::string> head, tail;
+        const char* phase;
+        long steps;
+    };
+    const std::vector<Case> cases = {
+        {false, true, {}, {}, "7.142857142857143", 6},
+        {true, false, {"Write 2"}, {"Write 4"}, "6.666666666666667", 7},
+        {true, true, {"Write 2", "Write 23"}, {"Write 4"}, "6.25", 8},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.phase);
+        ClearLog();
+        ui().progressLog.clear();
+        unit->PasscodeState(c.passcode ? PS_ENABLED : PS_DISABLED);
+        unit->Passcode(c.passcode ? "1234" : "");
+        unit->AllowSetSerial(c.allowSerial);
+        ASSERT_TRUE(unit->UpdateInfo(&form));
+        std::vector<std::string> expected = {"Write 0", "Read 18 false"};
+        for (const auto& part : {c.head, SettingWrites(), c.tail}) {
+            expected.insert(expected.end(), part.begin(), part.end());
+        }
+        EXPECT_THAT(comm().Requests(), ElementsAreArray(expected));
+        EXPECT_EQ(StartPhase(), std::string("StartPhase Updating 4710 settings... ") + c.phase);
+        EXPECT_EQ(std::count(ui().progressLog.begin(), ui().progressLog.end(), "Step"), c.steps);
+        EXPECT_EQ(ui().progressLog.back(), "Close");
+        EXPECT_EQ(ui().pointer, kPointerDefault);
+        EXPECT_TRUE(ui().boxes.empty());
+        // The passcode is spent: the instrument is locked again.
+        EXPECT_EQ(unit->Passcode(), "");
+        EXPECT_EQ(unit->PasscodeState(), PS_DISABLED);
     }
-    EXPECT_THAT(comm().Requests(), ElementsAreArray(expected));
-    EXPECT_EQ(StartPhase(), "StartPhase Updating 4710 settings... 7.142857142857143");
-    EXPECT_EQ(std::count(ui().progressLog.begin(), ui().progressLog.end(), "Step"), 6);
-    EXPECT_EQ(ui().progressLog.back(), "Close");
-    EXPECT_EQ(ui().pointer, kPointerDefault);
-    EXPECT_TRUE(ui().boxes.empty());
 
-    // The date goes as year,month,day; the calibration counts of an all "-" grid are 0.
+    // The values: the passcode, the date as year,month,day, the counts of an all "-" grid.
     const auto params = comm().requestParams;
     const auto requests = comm().Requests();
+    const std::map<std::string, std::string> values = {
+        {"Write 2", "1234"}, {"Write 73", "2023,12,31"}, {"Write 79", "0"}, {"Write 305", "OFF"}};
     for (size_t i = 0; i < requests.size(); ++i) {
-        if (requests[i] == "Write 73") {
-            EXPECT_EQ(params[i].at("Value"), "2023,12,31");
-        }
-        if (requests[i] == "Write 79") {
-            EXPECT_EQ(params[i].at("Value"), "0");
-        }
-        if (requests[i] == "Write 305") {
-            EXPECT_EQ(params[i].at("Value"), "OFF");
+        if (auto it = values.find(requests[i]); it != values.end()) {
+            EXPECT_EQ(params[i].at("Value"), it->second) << requests[i];
         }
     }
 
-    // A disabled serial port is written last.
+    // The next write-back is no longer unlocked; a disabled serial port is written last.
+    ClearLog();
     unit->DisableSerial(true);
     ASSERT_TRUE(unit->UpdateInfo(&form));
-    EXPECT_EQ(comm().Requests().back(), "Write 306");
-}
-
-TEST_F(UpdateInfoTest, PasscodeUnlocksFirstRelocksLastAndIsConsumed) {
-    unit->PasscodeState(PS_ENABLED);
-    unit->Passcode("1234");
-    ASSERT_TRUE(unit->UpdateInfo(&form));
-    std::vector<std::string> expected = {"Write 0", "Read 18 false", "Write 2"};
-    for (const auto& r : SettingWrites()) {
-        expected.push_back(r);
-    }
-    expected.push_back("Write 4");
-    EXPECT_THAT(comm().Requests(), ElementsAreArray(expected));
-    EXPECT_EQ(comm().requestParams[2].at("Value"), "1234");
-    EXPECT_EQ(StartPhase(), "StartPhase Updating 4710 settings... 6.666666666666667");
-    EXPECT_EQ(unit->Passcode(), "");
-    EXPECT_EQ(unit->PasscodeState(), PS_DISABLED);
-
-    // A second write-back is no longer unlocked.
-    ClearLog();
-    ASSERT_TRUE(unit->UpdateInfo(&form));
     EXPECT_EQ(comm().Requests()[2], "Write 169");
-}
-
-TEST_F(UpdateInfoTest, SerialNumberIsWrittenOnlyWithPasscodeAndPermission) {
-    unit->PasscodeState(PS_ENABLED);
-    unit->Passcode("1234");
-    unit->AllowSetSerial(true);
-    ASSERT_TRUE(unit->UpdateInfo(&form));
-    const auto requests = comm().Requests();
-    ASSERT_GE(requests.size(), 5u);
-    EXPECT_THAT(std::vector<std::string>(requests.begin(), requests.begin() + 5),
-                ElementsAre("Write 0", "Read 18 false", "Write 2", "Write 23", "Write 169"));
-    EXPECT_EQ(StartPhase(), "StartPhase Updating 4710 settings... 6.25");
-    EXPECT_EQ(std::count(ui().progressLog.begin(), ui().progressLog.end(), "Step"), 8);
+    EXPECT_EQ(comm().Requests().back(), "Write 306");
 }
 
 TEST_F(UpdateInfoTest, FailingReadBackIsNamedAndAnotherModelIsRefused) {

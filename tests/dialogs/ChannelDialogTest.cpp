@@ -143,6 +143,8 @@ TEST_F(ChannelDialog, ANewSerialNumberNeedsThePasscodeFirst) {
     EXPECT_EQ(txtProbeSerial.text, "PT-17");
 
     OK();  // the prompt is cancelled: nothing is written, the dialog stays
+    EXPECT_EQ(ui().Prompts().back(),
+              "Writing the probe serial number of channel 1 needs the instrument's passcode.");
     EXPECT_EQ(ui().passcodePrompts, 1);
     EXPECT_TRUE(Writes().empty());
     EXPECT_EQ(hides, 0);
@@ -155,6 +157,9 @@ TEST_F(ChannelDialog, ANewSerialNumberNeedsThePasscodeFirst) {
     const auto at = [&](int32_t id) { return std::find(writes.begin(), writes.end(), id); };
     ASSERT_NE(at(123), writes.end());
     EXPECT_LT(at(SET_PASSCODE), at(123));
+    EXPECT_EQ(writes, (std::vector<int32_t>{SET_PASSCODE, SET_PASSCODE_LOCK, SET_PASSCODE, 123,
+                                            SET_PASSCODE_LOCK}))
+        << "the passcode checked, then the serial number alone under it";
     EXPECT_EQ(hides, 1);
 }
 
@@ -214,7 +219,7 @@ TEST_F(ChannelDialog, EntriesOutsideTheirLimitsAreRefusedAndUnprotectedOnesWritt
     ASSERT_EQ(ui().boxes.size(), 1U);
     EXPECT_EQ(ui().boxes[0].prompt, LoadResString(198));
     EXPECT_EQ(ui().passcodePrompts, 0);
-    EXPECT_EQ(Writes(), (std::vector<int32_t>{67, 145, 135}));
+    EXPECT_EQ(Writes(), (std::vector<int32_t>{67, 135, 145})) << "in the instrument's order";
     EXPECT_TRUE(Logged("Value=3")) << "automatic resolution is written as 3";
     EXPECT_TRUE(Logged("paramname=MAXOP"));
     EXPECT_EQ(hides, 1);
@@ -265,6 +270,19 @@ TEST_F(ThermocoupleChannelDialog, ReferenceJunctionIsOfferedAndChecked) {
     OK();
     EXPECT_EQ(Writes(), (std::vector<int32_t>{135}));
     EXPECT_TRUE(Logged("paramname=RJTYPE"));
+    EXPECT_EQ(hides, 1);
+}
+
+TEST_F(ThermocoupleChannelDialog, UnprotectedConversionsAreWrittenWithoutThePasscode) {
+    std::string value = "0.0015";
+    ASSERT_TRUE(dialog->vsfgCoefficients_ValidateEdit(1, 1, value));
+    vsfgCoefficients.TextMatrix(1, 1, value);
+    OK();
+    EXPECT_EQ(ui().passcodePrompts, 0);
+    EXPECT_TRUE(Logged("paramname=C0"));
+    const auto writes = Writes();
+    EXPECT_EQ(std::count(writes.begin(), writes.end(), 123), 0) << "no probe serial number";
+    EXPECT_EQ(std::count(writes.begin(), writes.end(), SET_PASSCODE), 0);
     EXPECT_EQ(hides, 1);
 }
 

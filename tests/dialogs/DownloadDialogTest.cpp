@@ -2,6 +2,8 @@
 
 #include <filesystem>
 
+#include "components/comm/Protocol.h"
+#include "components/host/InstrumentRequests.h"
 #include "components/outputfile/OutputFile.h"
 #include "components/splitter/TextSplitter.h"
 #include "tests/dialogs/DialogTestSupport.h"
@@ -81,7 +83,7 @@ TEST_F(DownloadDialog, DocumentsAreProposedAndAMissingFolderIsRefusedBeforeAnyth
         << "the labels by their names";
     comm().log.clear();
     EXPECT_EQ(Chosen(cboLabel), 0);
-    EXPECT_EQ(Chosen(cboDecimals), 2);
+    EXPECT_EQ(Chosen(cboDecimals), -1) << "values as logged unless asked";
     EXPECT_EQ(optSingle.value, 1);
     EXPECT_EQ(txtFolder.text, host->files.GetSpecialFolder(SpecialFolder::Documents));
 
@@ -134,6 +136,30 @@ TEST_F(DownloadDialog, AnEmptyLogKeepsTheDialogOpenAndCancelDownloadsNothing) {
     dialog->cmdOKCancelHelp_Click(kCmdCancel);
     EXPECT_EQ(hides, 1);
     EXPECT_FALSE(Transferred());
+}
+
+TEST_F(DownloadDialog, TheAutomaticLogIsOfferedWhereTheClientFetchesIt) {
+    dialog->AutoLog([](CVesk4710& inst, const DownloadRequest& request) {
+        return DownloadAutoLog(inst, request, "test");
+    });
+    dialog->Activate();
+    EXPECT_EQ(cboLog.Texts(), (std::vector<std::string>{"Demand log", "Automatic log"}));
+    txtFolder.Text(downloads);
+    SelectData(cboLog, DOWNLOAD_AUTO_LOG);
+    comm().Reply(comm::kSettingAutoLogStatus, "1000,0");
+    dialog->cmdOKCancelHelp_Click(kCmdOK);
+    EXPECT_EQ(
+        ui().Prompts(),
+        (std::vector<std::string>{"The automatic log holds no readings: nothing was downloaded."}));
+    EXPECT_EQ(hides, 0) << "the choices stay open";
+
+    comm().Reply(comm::kSettingAutoLogStatus, "999,1");
+    comm().TransferReply({"1,2024/03/07,12:00:01,1,1,AUTO,25.04120,C", false});
+    dialog->cmdOKCancelHelp_Click(kCmdOK);
+    EXPECT_TRUE(Logged("Transfer 282 1")) << "the automatic log's own transfer";
+    EXPECT_EQ(ui().dialogsShown, (std::vector<std::string>{"frmShowFiles"}));
+    EXPECT_TRUE(dialog->Downloaded());
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(downloads), {}), 1);
 }
 
 }  // namespace

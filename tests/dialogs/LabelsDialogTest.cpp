@@ -142,17 +142,15 @@ TEST_F(LabelsDialog, TypingUpperCasesRefusesPunctuationAndKeepsToTheInstrumentsL
     EXPECT_EQ(Filtered('x'), 'X') << "typing over the selection fits";
 }
 
-TEST_F(LabelsDialog, OKWithoutChangeSaysSoAndClosesWithoutWriting) {
+TEST_F(LabelsDialog, OKWithoutChangeClosesWithoutWritingButResetWritesDemand) {
     Open("DEMAND");
     dialog->cmdOKCancelHelp_Click(kCmdOK);
     EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{LoadResString(287)}));
     EXPECT_EQ(ui().boxes[0].style, kMbInformation);
     EXPECT_EQ(LabelWrites(), 0U);
     EXPECT_EQ(hides, 1);
-}
 
-TEST_F(LabelsDialog, ResetThenOKWritesDemandEvenWhenUnchanged) {
-    Open("DEMAND");
+    ui().boxes.clear();
     dialog->cmdReset_Click();
     EXPECT_EQ(txtLabelName.selLength, 6);
     ui().progressLog.clear();
@@ -162,7 +160,7 @@ TEST_F(LabelsDialog, ResetThenOKWritesDemandEvenWhenUnchanged) {
     EXPECT_EQ(ui().progressLog, (std::vector<std::string>{
                                     "SetOwner", "Status Writing logging label... 100", "Close"}));
     EXPECT_GE(ui().ticks, 250) << "the write waits 250 ms for the instrument";
-    EXPECT_EQ(hides, 1);
+    EXPECT_EQ(hides, 2);
     EXPECT_TRUE(ui().boxes.empty());
 }
 

@@ -307,6 +307,9 @@ TEST_F(UnlockedSettingsDialog, ProtectedChangesGoThroughTheWriteBackWithThePassc
     EXPECT_TRUE(Logged("Value=2024,3,7"));
     EXPECT_TRUE(Logged("Value=100.5"));
     EXPECT_EQ(writes.back(), SET_PASSCODE_LOCK);
+    for (const int32_t unchanged : {int32_t{SET_UNITS_WRITE}, int32_t{SET_AUTO_POWER_WRITE}, 23}) {
+        EXPECT_EQ(at(unchanged), writes.end()) << unchanged << " is not written again";
+    }
     EXPECT_EQ(hides, 1);
 }
 

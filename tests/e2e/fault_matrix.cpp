@@ -2,13 +2,14 @@
 // line can suffer injected by the simulator at each of the operation's requests in turn.
 // After each fault the caller gets the error or message the library promises, no cached value
 // holds part of a reply, the instrument is locked again, earlier download files are intact,
-// and the same object then repeats the operation cleanly.
+// and the same object then repeats the operation cleanly. (What an early end leaves in the
+// files is the download's own test.)
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <functional>
-#include <iostream>
+#include <initializer_list>
 #include <map>
 #include <memory>
 #include <optional>
@@ -111,9 +112,13 @@ class FaultMatrix : public ::testing::Test {
   protected:
     FaultMatrix() : ui_(std::make_shared<MatrixUi>()), lab_(71, kTimeoutMs, ui_) {}
 
-    std::shared_ptr<CVesk4710> Fresh(const Operation& op) {
+    void Restart() {
         lab_.instrument->ClearFaults();
         lab_.instrument->Reset();
+    }
+
+    std::shared_ptr<CVesk4710> Fresh(const Operation& op) {
+        Restart();
         auto unit = lab_.Open(op.op != Op::QueryInfo);
         if (op.op == Op::ChannelQuery || op.op == Op::ChannelUpdate) {
             EXPECT_TRUE(unit->GetChannelReference(op.channel)->QueryInfo());
@@ -160,19 +165,22 @@ class FaultMatrix : public ::testing::Test {
         }
     }
 
+    // The cached values, read as a late-bound client reads them.
+    static void Read(Snapshot& s, IDispatchable& object, std::initializer_list<const char*> names) {
+        for (const char* name : names) {
+            std::vector<Variant> none;
+            s[name] = object.Invoke(name, MemberKind::Get, none).AsString();
+        }
+    }
+
     Snapshot Snap(const Operation& op, CVesk4710& u) {
         Snapshot s;
         if (op.op == Op::ChannelQuery || op.op == Op::ChannelUpdate) {
             auto ch = u.GetChannelReference(op.channel);
             auto probe = ch->Probe();
-            s["Resolution"] = Num(ch->Resolution());
-            s["CalDate"] = ch->CalDate().IsoDate();
-            s["ProbeLock"] = Num(ch->ProbeLock());
-            s["RJCType"] = Num(ch->RJCType());
-            s["RJCTemperature"] = NumberText(ch->RJCTemperature());
-            s["MINOP"] = Num(ch->MINOP());
-            s["MAXOP"] = Num(ch->MAXOP());
-            s["ProbeType"] = Num(ch->ProbeType());
+            Read(s, *ch,
+                 {"Resolution", "CalDate", "ProbeLock", "RJCType", "RJCTemperature", "MINOP",
+                  "MAXOP", "ProbeType"});
             s["Serial"] = probe->Serial();
             s["ConversionType"] = Num(probe->ConversionType());
             const auto active =
@@ -186,19 +194,10 @@ class FaultMatrix : public ::testing::Test {
             s["Coefficients"] = coefficients;
             return s;
         }
-        s["Identification"] = u.Identification();
-        s["Model"] = u.Model();
-        s["Serial"] = u.Serial();
-        s["Firmware"] = NumberText(u.Firmware());
-        s["Units"] = Num(u.Units());
-        s["AutoPower"] = Num(u.AutoPower());
-        s["CalDate"] = u.CalDate().IsoDate();
-        s["PasscodeState"] = Num(u.PasscodeState());
-        s["ProtectConversion"] = Num(u.ProtectConversion());
-        s["NumChannels"] = Num(u.NumChannels());
-        s["NumModules"] = Num(u.NumModules());
+        Read(s, u,
+             {"Identification", "Model", "Serial", "Firmware", "Units", "AutoPower", "CalDate",
+              "PasscodeState", "ProtectConversion", "NumChannels", "NumModules", "DemandLogCount"});
         s["ModuleList"] = u.ModuleList();
-        s["DemandLogCount"] = Num(u.DemandLogCount());
         // Cell by cell: a query that stops part way keeps the points it read.
         const auto& g = u.CalibrationGrid();
         for (int32_t r = 0; r < g.Rows(); ++r) {
@@ -276,8 +275,7 @@ class FaultMatrix : public ::testing::Test {
         return files;
     }
 
-    // Renames the files of a download "earlier-..." out of the way of the next name, or removes
-    // them.
+    // Renames a download's files "earlier-..." out of the way of the next name, or removes them.
     void SweepNewFiles(bool keepAsEarlier) {
         std::error_code ec;
         for (const auto& e : fs::directory_iterator(lab_.downloads, ec)) {
@@ -301,11 +299,6 @@ class FaultMatrix : public ::testing::Test {
     std::shared_ptr<MatrixUi> ui_;
     SimulatedLab lab_;
 };
-
-std::string Get(const Snapshot& s, const std::string& key) {
-    const auto it = s.find(key);
-    return it == s.end() ? std::string() : it->second;
-}
 
 bool AnyBoxHas(const Outcome& out, const std::string& text) {
     return std::any_of(out.boxes.begin(), out.boxes.end(), [&](const FakeUi::Box& b) {
@@ -395,8 +388,6 @@ std::vector<std::string> FaultMatrix::CheckPromise(const Operation& op, FaultKin
 }
 
 TEST_F(FaultMatrix, EveryFaultAtEveryRequestKeepsThePromises) {
-    int cells = 0;
-    int passed = 0;
     for (const Operation& op : kOperations) {
         // The clean run: its requests, and what the object holds after it.
         auto unit = Fresh(op);
@@ -417,10 +408,8 @@ TEST_F(FaultMatrix, EveryFaultAtEveryRequestKeepsThePromises) {
 
         for (FaultKind kind : kKinds) {
             for (size_t k = 0; k < requests.size(); ++k) {
-                ++cells;
                 std::vector<std::string> broken;
-                lab_.instrument->ClearFaults();
-                lab_.instrument->Reset();
+                Restart();
                 Prepare(op, *unit);
                 Stale(op, *unit);
                 const Snapshot before = Snap(op, *unit);
@@ -445,7 +434,10 @@ TEST_F(FaultMatrix, EveryFaultAtEveryRequestKeepsThePromises) {
                 for (const auto& [key, value] : after) {
                     // (The module count rebuilds the channels: a new one has no serial yet.)
                     const bool fresh = key.rfind("Probe", 0) == 0 && value.empty();
-                    if (value != Get(before, key) && value != Get(baseline, key) && !fresh) {
+                    const auto was = [&](const Snapshot& s) {
+                        return s.count(key) != 0 && s.at(key) == value;
+                    };
+                    if (!was(before) && !was(baseline) && !fresh) {
                         broken.push_back(key + " holds '" + value + "'");
                     }
                 }
@@ -457,35 +449,10 @@ TEST_F(FaultMatrix, EveryFaultAtEveryRequestKeepsThePromises) {
                         broken.push_back("the earlier file " + name + " changed");
                     }
                 }
-                if (op.op == Op::Download && kind == FaultKind::kEndEarly &&
-                    (requests[k].id == 278 || requests[k].id == 279)) {
-                    // What arrived before the end is in the raw copy and the output file.
-                    const std::string raw = ReadFileText(fs::path(lab_.temp) / kRawFileName);
-                    if (std::count(raw.begin(), raw.end(), '\r') != kLinesBeforeEnd) {
-                        broken.push_back("the raw file lost readings");
-                    }
-                    int64_t rows = 0;
-                    for (const auto& [name, text] : DownloadFiles()) {
-                        if (!earlier.count(name)) {
-                            // Header block, blank line, column names; readings; the mark.
-                            rows += std::count(text.begin(), text.end(), '\n') - 8;
-                            if (text.find("\n# incomplete download: 5 readings received; the "
-                                          "transfer ended early") == std::string::npos) {
-                                broken.push_back(name + " is not marked incomplete");
-                            }
-                        }
-                    }
-                    if (rows != kLinesBeforeEnd) {
-                        broken.push_back("the output file holds " + std::to_string(rows) +
-                                         " of the " + std::to_string(kLinesBeforeEnd) +
-                                         " readings received");
-                    }
-                }
                 SweepNewFiles(false);
 
                 // The same object does it again, cleanly, and ends as the clean run did.
-                lab_.instrument->ClearFaults();
-                lab_.instrument->Reset();
+                Restart();
                 Prepare(op, *unit);
                 const Outcome again = Run(op, *unit);
                 if (!again.result || again.threw) {
@@ -501,9 +468,7 @@ TEST_F(FaultMatrix, EveryFaultAtEveryRequestKeepsThePromises) {
                 }
                 SweepNewFiles(false);
 
-                if (broken.empty()) {
-                    ++passed;
-                } else {
+                if (!broken.empty()) {
                     std::string all;
                     for (const auto& b : broken) {
                         all += "\n    " + b;
@@ -517,7 +482,6 @@ TEST_F(FaultMatrix, EveryFaultAtEveryRequestKeepsThePromises) {
             }
         }
     }
-    std::cout << "fault matrix: " << cells << " cells, " << passed << " passed\n";
 }
 
 }  // namespace

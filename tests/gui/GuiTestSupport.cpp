@@ -3,6 +3,8 @@
 #include <QApplication>
 #include <QDialog>
 #include <QWidget>
+#include <fstream>
+#include <iterator>
 
 #include "components/host/DefaultHost.h"
 #include "simulator/EmbeddedLink.h"
@@ -43,6 +45,11 @@ void UseFreshSimulator(const ManualClock* clock) {
         options.clock = clock->AsWallClock();
     }
     sim::RegisterEmbeddedLink(options);
+}
+
+std::string Slurp(const std::string& path) {
+    std::ifstream in(path);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
 std::shared_ptr<sim::Instrument> SimulatedInstrument() {

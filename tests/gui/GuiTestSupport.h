@@ -46,6 +46,9 @@ std::shared_ptr<sim::Instrument> SimulatedInstrument();
 // of a round follow in channel order.
 void InjectFault(sim::FaultKind kind, int32_t skip, int32_t errorCode = 5);
 
+// The whole of a text file; empty when there is none.
+std::string Slurp(const std::string& path);
+
 // A folder of its own per test, removed afterwards.
 class TempDir {
   public:

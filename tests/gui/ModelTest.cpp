@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <tuple>
 
 #include "apps/vesk4710-gui/model/ChartScale.h"
 #include "apps/vesk4710-gui/model/ConnectionTarget.h"
@@ -71,11 +72,12 @@ class LocaleScope {
 
 // ---- reading buffer ----
 
-std::string Slurp(const std::string& path) {
-    std::ifstream in(path);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
+TEST(ReadingText, DecimalsAreThoseOfTheShortestExactText) {
+    const std::vector<std::pair<double, int32_t>> cases = {
+        {25.007, 3}, {150.0, 0}, {150.39, 2}, {-0.0001, 4}, {1e-5, 5}, {100.00154, 5}};
+    for (const auto& [value, decimals] : cases) {
+        EXPECT_EQ(DecimalsOf(value), decimals) << value;
+    }
 }
 
 TEST(ReadingBuffer, ExportWritesTheOneLayoutInTimeOrderWithPeriodDecimalsInAnyLocale) {
@@ -94,7 +96,7 @@ TEST(ReadingBuffer, ExportWritesTheOneLayoutInTimeOrderWithPeriodDecimalsInAnyLo
     const std::string path = dir.File("readings.csv");
     ASSERT_EQ(ExportReadings(buffer, path, "sim", "A47100", {one}), "");
     std::vector<std::string> rows;
-    for (const std::string& line : Lines(Slurp(path))) {
+    for (const std::string& line : Lines(test::Slurp(path))) {
         if (!line.starts_with("#")) {
             rows.push_back(line);
         }
@@ -166,7 +168,7 @@ TEST(ReadingBuffer, ExportReplacesTheFileWholeOrReportsWhyNot) {
     const std::string path = dir.File("readings.csv");
     std::ofstream(path) << "an older export that is much longer than the new one\n\n\n\n\n\n\n";
     EXPECT_EQ(exportTo(path), "");
-    EXPECT_EQ(Lines(Slurp(path)).size(), 6u) << "four # lines, the header, one reading";
+    EXPECT_EQ(Lines(test::Slurp(path)).size(), 6u) << "four # lines, the header, one reading";
 
     EXPECT_NE(exportTo(dir.File("no-such-folder/readings.csv")).find("no-such-folder"),
               std::string::npos);
@@ -178,8 +180,6 @@ TEST(ReadingBuffer, ExportReplacesTheFileWholeOrReportsWhyNot) {
         << "no temporary file is left behind";
     EXPECT_EQ(buffer.Count(), 1u) << "a failed export loses no reading";
 }
-
-// ---- time window ----
 
 TEST(TimeWindow, FollowsTheNewestReadingsAndStretchesAYoungSession) {
     TimeWindow window(10 * kMinute);
@@ -244,8 +244,6 @@ TEST(TimeWindow, ZoomKeepsTheRightEdgeLiveOrTheAnchorInPlaceAndIsBounded) {
     EXPECT_EQ(window.Span(), TimeWindow::kMaxSpan) << "nonsense factors change nothing";
 }
 
-// ---- connection targets ----
-
 TEST(ChartScale, ValueTicksAreRoundAndTheAxisEndsOnThem) {
     struct Case {
         double low, high;
@@ -299,26 +297,21 @@ TEST(ChartScale, TimeTicksFallOnRoundLocalTimes) {
 }
 
 TEST(ConnectionTarget, ReadsEveryKindOfDeviceAndGivesItBack) {
-    auto sim = ConnectionTarget::Parse("sim", 9600);
-    ASSERT_TRUE(sim);
-    EXPECT_EQ(sim->kind, LinkKind::Simulator);
-    EXPECT_EQ(sim->Device(), "sim");
-    EXPECT_EQ(ConnectionTarget::Parse("sim:3", 9600)->Device(), "sim:3");
-
-    auto tcp = ConnectionTarget::Parse("tcp://lab-pc.local:4710", 9600);
-    ASSERT_TRUE(tcp);
-    EXPECT_EQ(tcp->kind, LinkKind::Network);
-    EXPECT_EQ(tcp->host, "lab-pc.local");
-    EXPECT_EQ(tcp->port, 4710);
-    EXPECT_EQ(tcp->Device(), "tcp://lab-pc.local:4710");
-    EXPECT_EQ(ConnectionTarget::Parse("tcp://[::1]:5000", 9600)->host, "[::1]");
-
-    auto serial = ConnectionTarget::Parse("/dev/ttyUSB0", 19200);
-    ASSERT_TRUE(serial);
-    EXPECT_EQ(serial->kind, LinkKind::Serial);
-    EXPECT_EQ(serial->Device(), "/dev/ttyUSB0");
-    EXPECT_EQ(serial->baud, 19200);
-    EXPECT_EQ(serial->Describe(), "/dev/ttyUSB0 at 19200 baud");
+    for (const auto& [device, kind, host] :
+         {std::tuple{"sim", LinkKind::Simulator, ""},
+          {"sim:3", LinkKind::Simulator, ""},
+          {"tcp://lab-pc.local:4710", LinkKind::Network, "lab-pc.local"},
+          {"tcp://[::1]:5000", LinkKind::Network, "[::1]"},
+          {"/dev/ttyUSB0", LinkKind::Serial, ""}}) {
+        const auto target = ConnectionTarget::Parse(device, 19200);
+        ASSERT_TRUE(target) << device;
+        EXPECT_EQ(target->kind, kind) << device;
+        EXPECT_EQ(target->host, host) << device;
+        EXPECT_EQ(target->Device(), device);
+    }
+    EXPECT_EQ(ConnectionTarget::Parse("tcp://lab-pc.local:4710", 9600)->port, 4710);
+    EXPECT_EQ(ConnectionTarget::Parse("/dev/ttyUSB0", 19200)->Describe(),
+              "/dev/ttyUSB0 at 19200 baud");
 }
 
 TEST(ConnectionTarget, RefusesWhatNoLinkCouldOpenWithAReason) {
@@ -354,11 +347,7 @@ TEST(ConnectionTarget, ListsThePortsPresentInNaturalOrder) {
     EXPECT_TRUE(ListSerialPorts(dev.File("missing")).empty());
 }
 
-// ---- session rules ----
-
 TEST(SessionRules, PollPeriodUnitsAndScanListsFollowTheInstrument) {
-    EXPECT_EQ(PollMillisFor(INT_AUTO), 1000);
-    EXPECT_EQ(PollMillisFor(0), 1000);
     EXPECT_EQ(PollMillisFor(INT_5_SEC), 5000);
     EXPECT_EQ(PollMillisFor(INT_1_MIN), 60000);
 

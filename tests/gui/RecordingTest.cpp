@@ -5,7 +5,6 @@
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <chrono>
-#include <fstream>
 #include <sstream>
 #include <thread>
 
@@ -18,13 +17,6 @@ struct Row {
     int channel;
     double value;
 };
-
-std::string Slurp(const std::string& path) {
-    std::ifstream in(path);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 // Readings as the recording holds them; every line must be whole.
 std::vector<Row> Recorded(const std::string& text) {
@@ -81,18 +73,18 @@ TEST(RecordingTest, AKilledAppLeavesEveryReadingItTookInTheFile) {
                QString::fromStdString(csv), "--trace", QString::fromStdString(trace)});
     ASSERT_TRUE(app.waitForStarted());
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while (Recorded(Slurp(csv)).size() < 60 && std::chrono::steady_clock::now() < deadline) {
+    while (Recorded(test::Slurp(csv)).size() < 60 && std::chrono::steady_clock::now() < deadline) {
         std::this_thread::sleep_for(std::chrono::milliseconds(37));
     }
     app.kill();
     ASSERT_TRUE(app.waitForFinished());
     EXPECT_EQ(app.exitStatus(), QProcess::CrashExit);
 
-    const std::string text = Slurp(csv);
+    const std::string text = test::Slurp(csv);
     ASSERT_FALSE(text.empty());
     EXPECT_EQ(text.back(), '\n') << "no row is cut short";
     const std::vector<Row> recorded = Recorded(text);
-    const std::vector<Row> traced = Traced(Slurp(trace));
+    const std::vector<Row> traced = Traced(test::Slurp(trace));
     ASSERT_GE(recorded.size(), 60u);
     // At most the reading in hand when the kill came is missing.
     ASSERT_GE(recorded.size() + 1, traced.size());

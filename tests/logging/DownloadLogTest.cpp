@@ -21,42 +21,32 @@ TEST_F(DownloadLogTest, SingleFileTraceFollowsEveryStep) {
     ScriptLog(2, CrJoined({kLine1, kLine2}));
     ASSERT_TRUE(Download());
 
+    std::vector<std::string> expected = {"Preparing to download data from 4710...",
+                                         "Initializing communications...",
+                                         "Querying log status...",
+                                         "Count: 2",
+                                         "Downloading data...",
+                                         "Writing downloaded data to temp file...",
+                                         "Preparing to parse downloaded data...",
+                                         "Lines to parse: 2",
+                                         "Creating single file...",
+                                         "Preparing single file..."};
     // The first line keeps its carriage return, so the field splitter ends it with an empty piece.
-    const std::vector<std::string> expected = {"Preparing to download data from 4710...",
-                                               "Initializing communications...",
-                                               "Querying log status...",
-                                               "Count: 2",
-                                               "Downloading data...",
-                                               "Writing downloaded data to temp file...",
-                                               "Preparing to parse downloaded data...",
-                                               "Lines to parse: 2",
-                                               "Creating single file...",
-                                               "Preparing single file...",
-                                               "Parsing line 1...",
-                                               "Fields: 9",
-                                               "Field 1 of 9: 1",
-                                               "Field 2 of 9: 2024/03/07",
-                                               "Field 3 of 9: 12:00:01",
-                                               "Field 4 of 9: 1",
-                                               "Field 5 of 9: 1",
-                                               "Field 6 of 9: RUNA",
-                                               "Field 7 of 9: 25.125",
-                                               "Field 8 of 9: C",
-                                               "Field 9 of 9: ",
-                                               "Updating file...",
-                                               "Parsing line 2...",
-                                               "Fields: 8",
-                                               "Field 1 of 8: 2",
-                                               "Field 2 of 8: 2024/03/07",
-                                               "Field 3 of 8: 12:00:02",
-                                               "Field 4 of 8: 2",
-                                               "Field 5 of 8: 1",
-                                               "Field 6 of 8: RUNA",
-                                               "Field 7 of 8: -3.5",
-                                               "Field 8 of 8: F",
-                                               "Updating file...",
-                                               "Closing file...",
-                                               "Download finished..."};
+    const std::vector<std::vector<std::string>> fields = {
+        {"1", "2024/03/07", "12:00:01", "1", "1", "RUNA", "25.125", "C", ""},
+        {"2", "2024/03/07", "12:00:02", "2", "1", "RUNA", "-3.5", "F"}};
+    for (size_t line = 0; line < fields.size(); ++line) {
+        const std::string n = std::to_string(fields[line].size());
+        expected.push_back("Parsing line " + std::to_string(line + 1) + "...");
+        expected.push_back("Fields: " + n);
+        for (size_t i = 0; i < fields[line].size(); ++i) {
+            expected.push_back("Field " + std::to_string(i + 1) + " of " + n + ": " +
+                               fields[line][i]);
+        }
+        expected.push_back("Updating file...");
+    }
+    expected.push_back("Closing file...");
+    expected.push_back("Download finished...");
     EXPECT_EQ(Trace(), expected);
     EXPECT_EQ(comm().Requests(), (std::vector<std::string>{"Read 280", "Transfer 278 2"}));
     // The link leaves session mode for the transfer only.

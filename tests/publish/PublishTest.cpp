@@ -13,6 +13,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/apps/Processes.h"
+#include "tests/testsupport/FakeFileSystem.h"
 
 namespace vesk::test {
 
@@ -40,14 +41,7 @@ bool Listening(int port) {
 
 class PublishTest : public ::testing::Test {
   protected:
-    void SetUp() override {
-        dir_ = std::filesystem::temp_directory_path() /
-               ("vesk-pub-" + std::to_string(::getpid()) + "-" +
-                ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        std::filesystem::remove_all(dir_);
-        std::filesystem::create_directories(dir_ / "state");
-    }
-    void TearDown() override { std::filesystem::remove_all(dir_); }
+    void SetUp() override { std::filesystem::create_directories(dir_ / "state"); }
 
     std::string Path(const std::string& name) const { return (dir_ / name).string(); }
     void Write(const std::string& name, const std::string& text) const {
@@ -100,7 +94,8 @@ class PublishTest : public ::testing::Test {
         return rows;
     }
 
-    std::filesystem::path dir_;
+    FakeFileSystem scratch_;  // a fresh folder, removed afterwards
+    const std::filesystem::path dir_{scratch_.Root()};
 };
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include "recorder/Recorder.h"
 #include "simulator/EmbeddedLink.h"
 #include "simulator/Instrument.h"
+#include "tests/testsupport/FakeFileSystem.h"
 
 namespace vesk::test {
 
@@ -22,15 +23,6 @@ class RecorderTest : public ::testing::Test {
         options.persist = false;
         sim::RegisterEmbeddedLink(options);
     }
-    void SetUp() override {
-        dir_ = std::filesystem::temp_directory_path() /
-               ("vesk-rec-" + std::to_string(::getpid()) + "-" +
-                ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        std::filesystem::remove_all(dir_);
-        std::filesystem::create_directories(dir_);
-    }
-    void TearDown() override { std::filesystem::remove_all(dir_); }
-
     // One instrument on the embedded simulator of the port.
     rec::RecorderConfig Config(int port, std::chrono::milliseconds every, std::string serve = {}) {
         rec::RecorderConfig c;
@@ -66,7 +58,8 @@ class RecorderTest : public ::testing::Test {
         return db.execAndGet(sql).getInt64();
     }
 
-    std::filesystem::path dir_;
+    FakeFileSystem scratch_;  // a fresh folder, removed afterwards
+    const std::filesystem::path dir_{scratch_.Root()};
 };
 
 }  // namespace vesk::test

@@ -206,32 +206,29 @@ TEST_F(RecorderTest, TimesAndDurationsAreReadStrictly) {
 }
 
 TEST_F(RecorderTest, ConfigurationErrorsNameTheKey) {
-    const struct {
-        const char* text;
-        const char* named;
-    } cases[] = {
-        {"database='r.db'\n[[instrument]]\nname='a'\ndevice='sim'\nchanels=[1]\n",
-         "unknown key 'chanels'"},
-        {"database='r.db'\n[[instrument]]\nname='a'\ndevice='sim'\nevery='fast'\n",
-         "instrument[1].every"},
-        {"database='r.db'\n[[instrument]]\nname='a b'\ndevice='sim'\n", "instrument name 'a b'"},
-        {"database='r.db'\n[[instrument]]\nname='a'\ndevice='sim'\n[[instrument]]\nname='a'"
-         "\ndevice='sim:2'\n",
-         "named twice"},
-        {"database='r.db'\n[[instrument]]\nname='a'\ndevice='sim'\nchannels='1'\n",
-         "instrument[1].channels"},
-        {"database='r.db'\n[[instrument]]\nname='a'\ndevice='sim'\nbaud='fast'\n",
-         "instrument[1].baud"},
-        {"database='r.db'\n[retry]\nfirst='1m'\nmax='1s'\n[[instrument]]\nname='a'\ndevice='sim'\n",
-         "retry"},
-        {"database = \n", "recorder.toml:1"},
+    // Each text follows a database and an instrument "a" on "sim".
+    const std::pair<std::string, std::string> cases[] = {
+        {"chanels=[1]\n", "unknown key 'chanels'"},
+        {"every='fast'\n", "instrument[1].every"},
+        {"[[instrument]]\nname='a'\ndevice='sim:2'\n", "named twice"},
+        {"channels='1'\n", "instrument[1].channels"},
+        {"baud='fast'\n", "instrument[1].baud"},
+        {"[retry]\nfirst='1m'\nmax='1s'\n", "retry"},
     };
     const std::string path = (dir_ / "recorder.toml").string();
-    for (const auto& c : cases) {
-        std::ofstream(path) << c.text;
-        const std::string said = Raised([&] { rec::LoadConfig(path); }).Description();
-        EXPECT_NE(said.find(c.named), std::string::npos) << said;
+    const auto refused = [&](const std::string& text) {
+        std::ofstream(path) << text;
+        return Raised([&] { rec::LoadConfig(path); }).Description();
+    };
+    for (const auto& [text, named] : cases) {
+        const std::string said =
+            refused("database='r.db'\n[[instrument]]\nname='a'\ndevice='sim'\n" + text);
+        EXPECT_NE(said.find(named), std::string::npos) << said;
     }
+    EXPECT_NE(refused("database='r.db'\n[[instrument]]\nname='a b'\ndevice='sim'\n")
+                  .find("instrument name 'a b'"),
+              std::string::npos);
+    EXPECT_NE(refused("database = \n").find("recorder.toml:1"), std::string::npos);
     std::ofstream(path) << "database='sub/r.db'\n[[instrument]]\nname='bath-1'\ndevice='sim:3'\n"
                            "channels=[1,2]\nevery='new'\nserve='tcp://127.0.0.1:4711'\n";
     const rec::RecorderConfig config = rec::LoadConfig(path);

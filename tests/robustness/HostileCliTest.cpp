@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "tests/apps/Processes.h"
+#include "tests/testsupport/FakeFileSystem.h"
 
 namespace vesk::test {
 namespace {
@@ -18,8 +19,8 @@ namespace {
 using namespace std::chrono_literals;
 
 TEST(HostileCli, EndlessOrHugeInputEndsWithAShortMessage) {
-    char pattern[] = "/tmp/vesk-hostile-cli-XXXXXX";
-    const std::string folder = ::mkdtemp(pattern);
+    FakeFileSystem scratch;
+    const std::string& folder = scratch.Root();
     const std::map<std::string, std::string> env = {
         {"XDG_STATE_HOME", folder}, {"XDG_CONFIG_HOME", folder}, {"HOME", folder}};
     const std::string huge(5 << 20, 'M');
@@ -47,7 +48,6 @@ TEST(HostileCli, EndlessOrHugeInputEndsWithAShortMessage) {
         EXPECT_NE((r.out + r.err).find(why), std::string::npos) << argv[1] << ": " << r.err;
         EXPECT_LT(r.out.size() + r.err.size(), 800u) << argv[1] << r.out << r.err.substr(0, 800);
     }
-    std::filesystem::remove_all(folder);
 }
 
 }  // namespace

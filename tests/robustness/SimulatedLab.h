@@ -11,12 +11,12 @@
 #include <iterator>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "components/host/DefaultHost.h"
 #include "simulator/EmbeddedLink.h"
 #include "simulator/Instrument.h"
 #include "tests/testsupport/EnvGuard.h"
+#include "tests/testsupport/FakeFileSystem.h"
 #include "tests/testsupport/FakeUi.h"
 #include "vesk4710/core/CVesk4710.h"
 #include "vesk4710/platform/Registry.h"
@@ -34,8 +34,6 @@ class SimulatedLab {
     explicit SimulatedLab(int32_t port, int32_t timeoutMs = 2000,
                           std::shared_ptr<FakeUi> ui = std::make_shared<FakeUi>())
         : ui_(std::move(ui)) {
-        char pattern[] = "/tmp/vesk-lab-XXXXXX";
-        root = mkdtemp(pattern);
         temp = root + "/temp";
         downloads = root + "/downloads";
         tracePath = root + "/io.trace";
@@ -69,8 +67,6 @@ class SimulatedLab {
         instrument.reset();
         sim::Instrument::ReleaseAll();
         comm::UnregisterLinkScheme("sim");
-        std::error_code ec;
-        std::filesystem::remove_all(root, ec);
     }
     SimulatedLab(const SimulatedLab&) = delete;
     SimulatedLab& operator=(const SimulatedLab&) = delete;
@@ -90,20 +86,13 @@ class SimulatedLab {
 
     std::string Trace() const { return ReadFileText(tracePath); }
 
-    // Every regular file under the lab's folder, relative to it.
-    std::vector<std::string> Files() const {
-        std::vector<std::string> out;
-        for (const auto& e : std::filesystem::recursive_directory_iterator(root)) {
-            if (e.is_regular_file()) {
-                out.push_back(std::filesystem::relative(e.path(), root).string());
-            }
-        }
-        return out;
-    }
+  private:
+    FakeFileSystem scratch_;  // a fresh folder, removed afterwards
 
+  public:
     std::shared_ptr<Host> host;
     std::shared_ptr<sim::Instrument> instrument;
-    std::string root;
+    const std::string root = scratch_.Root();
     std::string temp;
     std::string downloads;
     std::string tracePath;

@@ -345,21 +345,6 @@ TEST_F(SimInstrument, DataFilesAreCheckedWhenRead) {
     EXPECT_EQ(test::Ask(*small, "LOG:DEM:STAT?"), "1000,0");
 }
 
-TEST_F(SimInstrument, OnePortOneInstrumentInAProcess) {
-    sim::SimOptions options = Options();
-    options.port = 97;
-    auto a = sim::Instrument::ForPort(options);
-    test::Ask(*a, "UNIT F");
-    auto b = sim::Instrument::ForPort(options);
-    EXPECT_EQ(a, b);
-    options.reset = true;
-    EXPECT_EQ(sim::Instrument::ForPort(options), a);
-    EXPECT_EQ(test::Ask(*a, "UNIT?"), "C");
-    sim::Instrument::ReleaseAll();
-    EXPECT_NE(sim::Instrument::ForPort(options), a);
-    sim::Instrument::ReleaseAll();
-}
-
 TEST(FaultPlans, ReadAsDocumented) {
     sim::Fault delay = sim::ParseFault("delay:3000@id=12");
     EXPECT_EQ(delay.kind, sim::FaultKind::kDelay);

@@ -104,7 +104,7 @@ std::string FakeCommunications::ReadSetting(int32_t id, bool flag, const std::st
             return *reply;
         }
     }
-    return defaultReply;
+    return "";
 }
 
 void FakeCommunications::WriteSetting(int32_t id) {
@@ -140,7 +140,6 @@ void FakeCommunications::FolderPath(const std::string& folder) {
 }
 
 void FakeCommunications::InstrumentCode(int32_t code) {
-    instrumentCode = code;
     log.push_back("InstrumentCode=" + std::to_string(code));
 }
 

@@ -80,7 +80,7 @@ class FakeCommunications : public ICommunications {
     void InstrumentCode(int32_t code) override;
 
     // Script. Reply queues one answer for the next read of id (FIFO per id); when the queue
-    // is empty the ReplyAlways answer of id is used, then responder, then defaultReply.
+    // is empty the ReplyAlways answer of id is used, then responder, then an empty reply.
     void Reply(int32_t id, std::string reply);
     void ReplyAlways(int32_t id, std::string reply);
     // The next request (read, write or transfer) of id raises error; queued per id.
@@ -92,7 +92,6 @@ class FakeCommunications : public ICommunications {
     // Forgets every scripted reply and failure (the log stays).
     void ClearScript();
 
-    std::string defaultReply;
     // Called inside Transfer once every line went to the sink: where a killed process stops.
     std::function<void()> duringTransfer;
     // Asked for a read's reply when nothing is scripted for the id; sees the parameters set.
@@ -110,7 +109,6 @@ class FakeCommunications : public ICommunications {
     std::vector<int32_t> Writes() const;
     // Last FolderPath / InstrumentCode written.
     std::string folderPath;
-    int32_t instrumentCode = 0;
 
     FakeRequestParams& Params() { return params_; }
     FakeSerialPort& SerialPort() { return port_; }

@@ -57,9 +57,6 @@ void FakeList::ListIndex(int32_t index) {
         InvalidValue();
     }
     listIndex = index;
-    if (onClick) {
-        onClick();
-    }
 }
 
 std::vector<std::string> FakeList::Texts() const {

@@ -30,7 +30,6 @@ class FakeList : public IListControl {
     void ItemData(int32_t index, int32_t data) override;
     int32_t ItemData(int32_t index) const override;
     int32_t ListIndex() const override { return listIndex; }
-    // Like a real list, selecting fires the click handler (also when set to -1).
     void ListIndex(int32_t index) override;
     void SetTabStops(const std::vector<int32_t>& stops) override { tabStops = stops; }
     void SetHorizontalExtent(int32_t pixels) override { horizontalExtent = pixels; }
@@ -45,7 +44,6 @@ class FakeList : public IListControl {
     int32_t listIndex = -1;
     int32_t newIndex = -1;
     int clears = 0;
-    std::function<void()> onClick;
 
   private:
     void CheckIndex(int32_t index) const;

@@ -48,9 +48,6 @@ class FakeTextFile : public ITextFile {
             return;
         }
         out_.close();
-        if (owner_.failClose) {
-            throw AutomationError(kErrDiskFull, "Disk full: " + path_);
-        }
     }
 
   private:

@@ -40,7 +40,6 @@ class FakeFileSystem : public IFileSystem {
     // Failure injection.
     bool failCreate = false;             // CreateTextFile raises 70 (permission denied)
     std::optional<size_t> diskCapacity;  // bytes all files may hold; beyond it Write raises 61
-    bool failClose = false;              // Close raises 61 (disk full)
     std::string fullFolder;              // files under it cannot grow: Write raises 61
     bool vanishBeforeDelete = false;     // someone else removes a file just before DeleteFile
 

@@ -8,7 +8,6 @@ FakeHost::FakeHost()
     : comm(std::make_shared<FakeCommunications>()), registry(std::make_shared<FakeRegistry>()) {}
 
 std::shared_ptr<ICommunications> FakeHost::CreateCommunications() {
-    ++communicationsCreated;
     if (commFactory) {
         return commFactory();
     }
@@ -20,7 +19,6 @@ std::shared_ptr<IProbe> FakeHost::CreateProbe() {
         throw AutomationError(kErrObjectRequired,
                               "FakeHost has no probe factory: set probeFactory in the test");
     }
-    ++probesCreated;
     return probeFactory();
 }
 

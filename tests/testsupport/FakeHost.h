@@ -35,9 +35,6 @@ class FakeHost : public Host {
     std::function<std::shared_ptr<IProbe>()> probeFactory;
     std::function<std::shared_ptr<IOutputFile>()> outputFileFactory;
     std::function<std::shared_ptr<ITextSplitter>()> splitterFactory;
-
-    int communicationsCreated = 0;
-    int probesCreated = 0;
 };
 
 }  // namespace vesk::test

@@ -108,10 +108,9 @@ std::unique_ptr<IProgress> FakeUi::CreateProgress() {
     return std::make_unique<FakeProgress>(*this);
 }
 
-bool FakeUi::ShowModal(IDialogLogic& dialog, IForm* owner) {
+bool FakeUi::ShowModal(IDialogLogic& dialog, IForm*) {
     dialogsShown.push_back(dialog.DialogName());
-    dialogOwners.push_back(owner);
-    return onShowModal ? onShowModal(dialog) : showModalResult;
+    return onShowModal ? onShowModal(dialog) : true;
 }
 
 std::vector<std::string> FakeUi::Prompts() const {

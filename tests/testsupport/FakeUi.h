@@ -92,10 +92,8 @@ class FakeUi : public IUiServices {
     IForm* progressOwner = nullptr;
     bool progressOwnerGiven = false;
 
-    std::vector<std::string> dialogsShown;  // DialogName() of ShowModal calls
-    std::vector<IForm*> dialogOwners;
+    std::vector<std::string> dialogsShown;           // DialogName() of ShowModal calls
     std::function<bool(IDialogLogic&)> onShowModal;  // drives the dialog; its result returned
-    bool showModalResult = true;                     // result when no driver is set
 
     // Texts of the boxes shown, in order.
     std::vector<std::string> Prompts() const;

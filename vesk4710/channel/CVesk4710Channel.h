@@ -106,6 +106,8 @@ class CVesk4710Channel : public IDispatchable,
     bool UpdateProbeLock();
     // Writes a named channel parameter silently: false on any failure.
     bool UpdateCoefficient(const std::string& name, double value, const std::string& format);
+    // The coefficients of the probe's conversion, by its family (none for the others).
+    bool UpdateCoefficients(IForm* parent = nullptr);
 
     Host& GetHost() const { return *host_; }
 

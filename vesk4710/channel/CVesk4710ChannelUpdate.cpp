@@ -241,6 +241,27 @@ bool CVesk4710Channel::UpdateThermocoupleCoefficients(IForm* parent) {
         });
 }
 
+bool CVesk4710Channel::UpdateCoefficients(IForm* parent) {
+    if (!probe_) {
+        return true;
+    }
+    switch (probe_->ConversionType()) {
+        case kConvITS90:
+        case kConvITS90Subrange5:
+            return UpdateITS90Coefficients(parent);
+        case kConvCVD:
+            return UpdateCVDCoefficients(parent);
+        case kConvThermistor:
+            return UpdateThermistorCoefficients(parent);
+        case kConvPT100:
+            return UpdatePT100Coefficients(parent);
+        case kConvThermocouple:
+            return UpdateThermocoupleCoefficients(parent);
+        default:
+            return true;
+    }
+}
+
 bool CVesk4710Channel::UpdateInfo(IForm* parent) {
     aborted_ = false;
     std::string item;
@@ -278,26 +299,8 @@ bool CVesk4710Channel::UpdateInfo(IForm* parent) {
         steps.emplace_back("MAXOP", [this] { return UpdateMAXOP() && QueryMAXOP(); });
         steps.emplace_back(LoadResString(kResProbeLock),
                            [this] { return UpdateProbeLock() && QueryProbeLock(); });
-        steps.emplace_back(LoadResString(kResConversionType), [this, parent] {
-            if (!probe_) {
-                return true;
-            }
-            switch (probe_->ConversionType()) {
-                case kConvITS90:
-                case kConvITS90Subrange5:
-                    return UpdateITS90Coefficients(parent);
-                case kConvCVD:
-                    return UpdateCVDCoefficients(parent);
-                case kConvThermistor:
-                    return UpdateThermistorCoefficients(parent);
-                case kConvPT100:
-                    return UpdatePT100Coefficients(parent);
-                case kConvThermocouple:
-                    return UpdateThermocoupleCoefficients(parent);
-                default:
-                    return true;
-            }
-        });
+        steps.emplace_back(LoadResString(kResConversionType),
+                           [this, parent] { return UpdateCoefficients(parent); });
 
         progress = OpenProgress(
             parent, ReplaceTokens(LoadResString(kResUpdatingChannel), NumberText(actualChannel_)),

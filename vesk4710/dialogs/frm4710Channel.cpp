@@ -476,64 +476,101 @@ void frm4710Channel::Restore(const Values& values) {
     ch.MAXOP(static_cast<int16_t>(values.maxop));
 }
 
-bool frm4710Channel::ProtectedChange(const Values& now) const {
+std::string frm4710Channel::ProtectedChanges(const Values& now) const {
     const Values& was = original_;
-    return now.serial != was.serial || now.conversionType != was.conversionType ||
-           now.tcType != was.tcType || now.coefficients != was.coefficients;
+    const auto instrument = Instrument();
+    const bool conversionsGuarded = instrument && instrument->ProtectConversion();
+    std::vector<std::string> items;
+    if (now.serial != was.serial) {
+        items.emplace_back("probe serial number");
+    }
+    if (conversionsGuarded && ConversionChanged(now)) {
+        items.emplace_back("conversion");
+    }
+    if (conversionsGuarded && now.coefficients != was.coefficients) {
+        items.emplace_back("coefficients");
+    }
+    std::string text;
+    for (size_t i = 0; i < items.size(); ++i) {
+        text += (i == 0 ? "the " : i + 1 == items.size() ? " and the " : ", the ") + items[i];
+    }
+    return text;
+}
+
+bool frm4710Channel::ConversionChanged(const Values& now) const {
+    return now.conversionType != original_.conversionType || now.tcType != original_.tcType;
 }
 
 bool frm4710Channel::WriteChannel(const Values& now) {
     CVesk4710Channel& ch = *Channel();
-    // Protected settings are written only under a passcode the instrument accepted.
-    if (ProtectedChange(now) && !Unlocked()) {
+    const std::string guarded = ProtectedChanges(now);
+    // Protected settings are written only under a passcode the instrument accepted; the user
+    // is told which of the changes need it.
+    if (!guarded.empty() && !Unlocked()) {
         Ui().MousePointer(kPointerDefault);
+        ShowInfoMessage(Ui(),
+                        "Writing " + guarded + " of channel " + NumberText(ch.ActualChannel()) +
+                            " needs the instrument's passcode.",
+                        kMsgCaption);
         cmdUnlock_Click();
         if (!Unlocked()) {
             return false;
         }
     }
+    const auto instrument = Instrument();
+    bool presented = false;
+    bool ok = true;
     try {
         Restore(now);
         const Values& was = original_;
-        bool ok = true;
-        if (ProtectedChange(now)) {
-            // The channel's write-back presents the passcode and writes (and reads back)
-            // everything; it reports its own failures.
-            ok = ch.UpdateInfo(c_.form);
-        } else {
-            // Nothing protected changed: write only what did, each read back.
-            if (now.calDate != was.calDate) {
-                ok = ch.UpdateCalDate() && ch.QueryCalDate();
-            }
-            if (ok && now.resolution != was.resolution) {
-                ok = ch.UpdateResolution() && ch.QueryResolution();
-            }
-            if (ok && now.conversionType == kConvThermocouple && now.rjcType != was.rjcType) {
-                ok = ch.UpdateRJCType() && ch.QueryRJCType();
-            }
-            if (ok && now.conversionType == kConvThermocouple &&
-                now.rjcTemperature != was.rjcTemperature) {
-                ok = ch.UpdateExternalRJCTemperature() && ch.QueryExternalRJCTemperature();
-            }
-            if (ok && now.probeLock != was.probeLock) {
-                ok = ch.UpdateProbeLock() && ch.QueryProbeLock();
-            }
-            if (ok && now.minop != was.minop) {
-                ok = ch.UpdateMINOP() && ch.QueryMINOP();
-            }
-            if (ok && now.maxop != was.maxop) {
-                ok = ch.UpdateMAXOP() && ch.QueryMAXOP();
-            }
+        if (!guarded.empty()) {
+            // Marked first: a lost reply may still have unlocked the instrument.
+            presented = true;
+            instrument->UpdatePasscodeState(instrument->Passcode());
         }
-        if (ok) {
-            ch.Changed(false);
-        }
-        return ok;
+        // Only what changed is written, in the instrument's order, each read back.
+        const auto write = [&ok](bool changed, const std::function<bool()>& step) {
+            ok = ok && (!changed || step());
+        };
+        const bool tc = now.conversionType == kConvThermocouple;
+        write(now.serial != was.serial,
+              [&] { return ch.UpdateSerialNumber() && ch.QuerySerialNumber(); });
+        write(ConversionChanged(now),
+              [&] { return ch.UpdateConversionType() && ch.QueryConversionType(); });
+        write(now.calDate != was.calDate, [&] { return ch.UpdateCalDate() && ch.QueryCalDate(); });
+        write(tc && now.rjcType != was.rjcType,
+              [&] { return ch.UpdateRJCType() && ch.QueryRJCType(); });
+        write(tc && now.rjcTemperature != was.rjcTemperature, [&] {
+            return ch.UpdateExternalRJCTemperature() && ch.QueryExternalRJCTemperature();
+        });
+        write(now.resolution != was.resolution,
+              [&] { return ch.UpdateResolution() && ch.QueryResolution(); });
+        write(now.minop != was.minop, [&] { return ch.UpdateMINOP() && ch.QueryMINOP(); });
+        write(now.maxop != was.maxop, [&] { return ch.UpdateMAXOP() && ch.QueryMAXOP(); });
+        write(now.probeLock != was.probeLock,
+              [&] { return ch.UpdateProbeLock() && ch.QueryProbeLock(); });
+        // A new conversion's coefficients are all written, whether or not they were edited.
+        write(ConversionChanged(now) || now.coefficients != was.coefficients,
+              [&] { return ch.UpdateCoefficients(c_.form); });
     } catch (...) {
         ShowErrorMessage(Ui(), ResText(114, ResText(123, NumberText(ch.ActualChannel()))),
                          kMsgCaption);
-        return false;
+        ok = false;
     }
+    if (presented) {
+        // Locked again whatever happened, so that the instrument never stays open.
+        try {
+            instrument->UpdatePasscodeState("", true);
+            instrument->PasscodeState(PS_DISABLED);
+        } catch (...) {
+            ShowErrorMessage(Ui(), ResText(109, LoadResString(308)), kMsgCaption);
+            ok = false;
+        }
+    }
+    if (ok) {
+        ch.Changed(false);
+    }
+    return ok;
 }
 
 void frm4710Channel::cmdOKCancelHelp_Click(int index) {

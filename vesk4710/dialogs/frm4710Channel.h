@@ -113,8 +113,11 @@ class frm4710Channel : public ChannelEditDialog, public DialogBase {
     void ShowRJC();
     void ApplyLocks();
     bool ConversionProtected() const;
-    // Serial number, conversion and coefficients: written only under a passcode.
-    bool ProtectedChange(const Values& now) const;
+    // The changed settings that the instrument writes only under its passcode ("the probe
+    // serial number and the conversion"): the serial number always, the conversion and its
+    // coefficients while the instrument protects conversions. Empty when there are none.
+    std::string ProtectedChanges(const Values& now) const;
+    bool ConversionChanged(const Values& now) const;
     std::vector<Coefficient> Coefficients() const;
     Values Shown() const;
     void Restore(const Values& values);

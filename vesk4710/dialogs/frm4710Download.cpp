@@ -18,9 +18,9 @@ namespace vesk {
 namespace {
 
 constexpr int32_t kAllLabels = 0;
+// The default: values as the instrument logged them, unless the user asks for rounding.
 constexpr int32_t kDecimalsAsLogged = -1;
 constexpr int32_t kMaxDecimals = 6;
-constexpr int32_t kDefaultDecimals = 2;
 
 int32_t StoredNumber(const DialogBase::FormState& state, const char* key, int32_t fallback) {
     const auto it = state.find(key);
@@ -102,9 +102,12 @@ void frm4710Download::SetupChoices() {
     const FormState last = StoredFormState();
 
     // The library counts the readings of the demand log only; a log it cannot count would
-    // always come back empty, so it is not offered.
+    // always come back empty, so the automatic log is offered only where the client fetches it.
     c_.cboLog->Clear();
     AddListItem(*c_.cboLog, LoadResString(226), DOWNLOAD_DEMAND_LOG);
+    if (autoLog_) {
+        AddListItem(*c_.cboLog, "Automatic log", DOWNLOAD_AUTO_LOG);
+    }
     SelectStored(*c_.cboLog, StoredNumber(last, "Log", DOWNLOAD_DEMAND_LOG));
 
     c_.cboLabel->Clear();
@@ -127,7 +130,7 @@ void frm4710Download::SetupChoices() {
     for (int32_t d = 0; d <= kMaxDecimals; ++d) {
         AddListItem(*c_.cboDecimals, NumberText(d), d);
     }
-    SelectStored(*c_.cboDecimals, StoredNumber(last, "Decimals", kDefaultDecimals));
+    SelectStored(*c_.cboDecimals, StoredNumber(last, "Decimals", kDecimalsAsLogged));
 
     const bool multiple =
         StoredNumber(last, "Files", DOWNLOAD_SINGLE_FILE) == DOWNLOAD_MULTIPLE_FILES;
@@ -154,7 +157,7 @@ frm4710Download::FormState frm4710Download::Choices() const {
     return {
         {"Log", NumberText(SelectedItemData(*c_.cboLog, DOWNLOAD_DEMAND_LOG))},
         {"Label", NumberText(SelectedItemData(*c_.cboLabel, kAllLabels))},
-        {"Decimals", NumberText(SelectedItemData(*c_.cboDecimals, kDefaultDecimals))},
+        {"Decimals", NumberText(SelectedItemData(*c_.cboDecimals, kDecimalsAsLogged))},
         {"Files", NumberText(c_.optFiles[1]->Value() == 1 ? int32_t{DOWNLOAD_MULTIPLE_FILES}
                                                           : int32_t{DOWNLOAD_SINGLE_FILE})},
     };
@@ -198,11 +201,18 @@ void frm4710Download::OK() {
         const auto fields = host.CreateTextSplitter();
         auto label = static_cast<int16_t>(SelectedItemData(*c_.cboLabel, kAllLabels));
         const auto decimals =
-            static_cast<int16_t>(SelectedItemData(*c_.cboDecimals, kDefaultDecimals));
+            static_cast<int16_t>(SelectedItemData(*c_.cboDecimals, kDecimalsAsLogged));
         const auto log =
             static_cast<E4710DownloadLogOption>(SelectedItemData(*c_.cboLog, DOWNLOAD_DEMAND_LOG));
         const auto files =
             c_.optFiles[1]->Value() == 1 ? DOWNLOAD_MULTIPLE_FILES : DOWNLOAD_SINGLE_FILE;
+        if (log == DOWNLOAD_AUTO_LOG && autoLog_) {
+            if (DownloadAutoLog({log, files, label, decimals})) {
+                downloaded_ = true;
+                Hide();
+            }
+            return;
+        }
         bool wroteFiles = false;
         Ui().MousePointer(kPointerHourglass);
         // The download reports its own failures and shows the files it wrote.
@@ -217,6 +227,33 @@ void frm4710Download::OK() {
     } catch (...) {
         ShowErrorMessage(Ui(), LoadResString(239), kMsgCaption);
     }
+}
+
+bool frm4710Download::DownloadAutoLog(const DownloadRequest& request) {
+    Ui().MousePointer(kPointerHourglass);
+    DownloadResult result;
+    try {
+        result = autoLog_(*instrument_, request);
+    } catch (...) {
+        Ui().MousePointer(kPointerDefault);
+        throw;
+    }
+    Ui().MousePointer(kPointerDefault);
+    if (result.files.empty()) {
+        ShowInfoMessage(Ui(),
+                        request.label > 0
+                            ? "The automatic log holds no readings of this label: nothing was "
+                              "downloaded."
+                            : "The automatic log holds no readings: nothing was downloaded.",
+                        kMsgCaption);
+        return false;
+    }
+    if (!result.message.empty()) {
+        // What arrived is in the files, which say that they are incomplete.
+        ShowInfoMessage(Ui(), result.message + ".", kMsgCaption);
+    }
+    detail::ShowFiles(*instrument_, result.files);
+    return true;
 }
 
 void frm4710Download::cmdOKCancelHelp_Click(int index) {

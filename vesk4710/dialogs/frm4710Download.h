@@ -3,11 +3,13 @@
 // and the folder; then the download, which shows the files it wrote.
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "vesk4710/dialogs/DialogBase.h"
+#include "vesk4710/logging/LogDownload.h"
 
 namespace vesk {
 
@@ -30,7 +32,13 @@ class frm4710Download : public IDialogLogic, public DialogBase {
         std::array<IButton*, 3> cmdOKCancelHelp{};
     };
 
+    // Downloads the automatic log into download files; NoReadings when it holds none.
+    using AutoLogDownloader = std::function<DownloadResult(CVesk4710&, const DownloadRequest&)>;
+
     explicit frm4710Download(std::shared_ptr<CVesk4710> instrument);
+    // A client that can fetch the automatic log gives the way here: the dialog then offers
+    // that log beside the demand log.
+    void AutoLog(AutoLogDownloader downloader) { autoLog_ = std::move(downloader); }
 
     std::string DialogName() const override { return "frm4710Download"; }
     std::string FormName() const override { return DialogName(); }
@@ -56,11 +64,14 @@ class frm4710Download : public IDialogLogic, public DialogBase {
     bool ValidateChoices();
     FormState Choices() const;
     void OK();
+    // False when nothing was there to download: the choices stay open.
+    bool DownloadAutoLog(const DownloadRequest& request);
 
     std::shared_ptr<CVesk4710> instrument_;
     Controls c_;
     bool activated_ = false;
     bool downloaded_ = false;
+    AutoLogDownloader autoLog_;
 };
 
 }  // namespace vesk

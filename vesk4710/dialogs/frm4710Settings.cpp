@@ -135,11 +135,28 @@ bool frm4710Settings::ReadSettings() {
             }
             resolutions_.push_back(ch->Resolution());
         }
-        return true;
+        return channelState_ ? ReadChannelStates() : true;
     } catch (...) {
         ShowErrorMessage(Ui(), LoadResString(211), kMsgCaption);
         return false;
     }
+}
+
+bool frm4710Settings::ReadChannelStates() {
+    CVesk4710& inst = *instrument_;
+    for (int16_t c = 1; c <= inst.NumChannels(); ++c) {
+        auto ch = inst.GetChannelReference(c);
+        if (!ch) {
+            continue;
+        }
+        const bool on = channelState_(inst, c);
+        // The full read fetched the probe serial only of the channels it took for on.
+        if (on && !ch->Enabled() && !ch->QuerySerialNumber()) {
+            return false;
+        }
+        ch->Enabled(on);
+    }
+    return true;
 }
 
 void frm4710Settings::GatherSettings() {
@@ -463,6 +480,8 @@ bool frm4710Settings::ValidateCalParams() {
 
 bool frm4710Settings::WriteSettings(const Values& now) {
     CVesk4710& inst = *instrument_;
+    bool presented = false;
+    bool ok = true;
     try {
         inst.Serial(now.serial);
         inst.Units(static_cast<E4710Units>(now.units));
@@ -480,48 +499,53 @@ bool frm4710Settings::WriteSettings(const Values& now) {
         }
 
         const Values& was = original_;
-        bool ok = true;
+        // The protected settings are open only under the passcode the user gave (Unlock);
+        // it is presented only when one of them changed.
         if (now.serial != was.serial || now.calDate != was.calDate ||
             now.calParams != was.calParams) {
-            // The protected settings go through the instrument's write-back, which presents
-            // the passcode the user gave and writes (and reads back) the whole group.
-            ok = inst.UpdateInfo(c_.form);
-        } else {
-            // Without protected changes no passcode is needed: write only what changed.
-            if (now.units != was.units) {
-                ok = inst.UpdateUnits() && inst.QueryUnits();
-            }
-            if (ok && now.autoPower != was.autoPower) {
-                ok = inst.UpdateAutoPower() && inst.QueryAutoPower();
-            }
-            if (ok && now.disableSerial != was.disableSerial) {
-                ok = inst.UpdateDisableSerial();
-            }
+            // Marked first: a lost reply may still have unlocked the instrument.
+            presented = true;
+            inst.UpdatePasscodeState(inst.Passcode());
         }
-        if (ok && now.interval != was.interval) {
-            ok = inst.UpdateInterval(c_.form);
-        }
-        if (ok && now.scanSeqDelay != was.scanSeqDelay) {
-            ok = inst.UpdateScanSeqDelay();
-        }
-        if (ok && now.scanChannels != was.scanChannels) {
-            ok = inst.UpdateScanChannelList();
-        }
-        if (ok && now.scanMode != was.scanMode) {
-            ok = inst.UpdateScanMode();
-        }
-        if (ok && now.resolution != was.resolution) {
-            ok = inst.UpdateResolution();
-        }
-        Ui().MousePointer(kPointerDefault);
-        if (ok) {
-            inst.Changed(false);
-        }
-        return ok;
+        // Only what changed is written, in the instrument's order, read back where it may
+        // adjust the value.
+        const auto write = [&ok](bool changed, const std::function<bool()>& step) {
+            ok = ok && (!changed || step());
+        };
+        write(now.serial != was.serial, [&] { return inst.UpdateSerialNumber(); });
+        write(now.units != was.units, [&] { return inst.UpdateUnits() && inst.QueryUnits(); });
+        write(now.calDate != was.calDate,
+              [&] { return inst.UpdateCalibrationDate() && inst.QueryCalibrationDate(); });
+        write(now.calParams != was.calParams,
+              [&] { return inst.UpdateCalParameters(*c_.vsfgCalParams); });
+        write(now.autoPower != was.autoPower,
+              [&] { return inst.UpdateAutoPower() && inst.QueryAutoPower(); });
+        write(now.disableSerial != was.disableSerial, [&] { return inst.UpdateDisableSerial(); });
+        write(now.interval != was.interval, [&] { return inst.UpdateInterval(c_.form); });
+        write(now.scanSeqDelay != was.scanSeqDelay, [&] { return inst.UpdateScanSeqDelay(); });
+        write(now.scanChannels != was.scanChannels, [&] { return inst.UpdateScanChannelList(); });
+        write(now.scanMode != was.scanMode, [&] { return inst.UpdateScanMode(); });
+        write(now.resolution != was.resolution, [&] { return inst.UpdateResolution(); });
     } catch (...) {
         ShowErrorMessage(Ui(), ResText(114, inst.Model()), kMsgCaption);
-        return false;
+        ok = false;
     }
+    if (presented) {
+        // Locked again whatever happened; the passcode served this write only.
+        try {
+            inst.UpdatePasscodeState("", true);
+            inst.PasscodeState(PS_DISABLED);
+            inst.Passcode("");
+        } catch (...) {
+            ShowErrorMessage(Ui(), ResText(109, LoadResString(308)), kMsgCaption);
+            ok = false;
+        }
+    }
+    Ui().MousePointer(kPointerDefault);
+    if (ok) {
+        inst.Changed(false);
+    }
+    return ok;
 }
 
 void frm4710Settings::cmdOKCancelHelp_Click(int index) {

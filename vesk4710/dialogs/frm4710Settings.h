@@ -4,6 +4,7 @@
 // channel editor. Protected settings open only after the instrument accepted a passcode.
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -64,7 +65,14 @@ class frm4710Settings : public IDialogLogic, public DialogBase {
         bool operator==(const Values&) const = default;
     };
 
+    // Whether a channel (instrument-wide number) is on, asked of the channel itself.
+    using ChannelStateReader = std::function<bool(CVesk4710&, int16_t)>;
+
     explicit frm4710Settings(std::shared_ptr<CVesk4710> instrument);
+    // A client that reads each channel's own state gives it here: the channel list then
+    // shows that state and the probe serial of every channel that is on. Without it the
+    // list shows the channels as the instrument object's full read left them.
+    void ChannelStates(ChannelStateReader reader) { channelState_ = std::move(reader); }
 
     std::string DialogName() const override { return "frm4710Settings"; }
     std::string FormName() const override { return DialogName(); }
@@ -103,6 +111,7 @@ class frm4710Settings : public IDialogLogic, public DialogBase {
   private:
     IUiServices& Ui() const;
     bool ReadSettings();
+    bool ReadChannelStates();
     void GatherSettings();
     void ApplyLocks();
     bool CalParamsProtected() const;
@@ -120,6 +129,7 @@ class frm4710Settings : public IDialogLogic, public DialogBase {
     // The display resolution each channel reported (those the instrument's write reaches).
     std::vector<int16_t> resolutions_;
     bool cancelled_ = true;
+    ChannelStateReader channelState_;
 };
 
 }  // namespace vesk

@@ -680,17 +680,6 @@ void Download::CloseAll(const std::string& why) noexcept {
     }
 }
 
-void ShowFiles(CVesk4710& instrument, const std::vector<std::shared_ptr<IOutputFile>>& files) {
-    Host& host = instrument.GetHost();
-    try {
-        frmShowFiles dialog(host);
-        dialog.SetFiles(files);
-        host.Ui().ShowModal(dialog, nullptr);
-    } catch (...) {
-        ShowErrorMessage(host.Ui(), LoadResString(kResAttemptingToShowDownloadFiles), kMsgCaption);
-    }
-}
-
 }  // namespace
 
 std::string ReadingFormat(int16_t decimals) {
@@ -704,6 +693,17 @@ std::string ReadingFormat(int16_t decimals) {
 }
 
 namespace detail {
+
+void ShowFiles(CVesk4710& instrument, const std::vector<std::shared_ptr<IOutputFile>>& files) {
+    Host& host = instrument.GetHost();
+    try {
+        frmShowFiles dialog(host);
+        dialog.SetFiles(files);
+        host.Ui().ShowModal(dialog, nullptr);
+    } catch (...) {
+        ShowErrorMessage(host.Ui(), LoadResString(kResAttemptingToShowDownloadFiles), kMsgCaption);
+    }
+}
 
 DownloadRun RunDownload(CVesk4710& instrument, ITextSplitter& lines, ITextSplitter& fields,
                         const DownloadRequest& request, bool interactive) {

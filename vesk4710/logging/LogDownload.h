@@ -76,6 +76,8 @@ struct DownloadRun {
 };
 DownloadRun RunDownload(CVesk4710& instrument, ITextSplitter& lines, ITextSplitter& fields,
                         const DownloadRequest& request, bool interactive);
+// Lists the files a download wrote in the downloaded-files dialog.
+void ShowFiles(CVesk4710& instrument, const std::vector<std::shared_ptr<IOutputFile>>& files);
 }  // namespace detail
 
 }  // namespace vesk

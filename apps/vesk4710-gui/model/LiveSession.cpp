@@ -7,6 +7,7 @@
 #include <chrono>
 
 #include "components/comm/CommErrors.h"
+#include "components/host/InstrumentRequests.h"
 #include "components/host/InstrumentText.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
 #include "vesk4710/channel/modConversionTypes.h"
@@ -201,15 +202,19 @@ void LiveSession::ReadChannels() {
         }
         ChannelInfo info;
         info.number = c;
-        info.enabled = ch->Enabled();
-        // The instrument measures what it scans; the object model reports input 1 only.
+        // Asked of the channel itself: the full read took every channel but the first for
+        // off, and read the probe serial of those it took for on only.
+        const bool serialRead = ch->Enabled();
+        info.enabled = ChannelIsOn(inst, c);
+        ch->Enabled(info.enabled);
+        // The instrument measures what it scans, and the channels that are on.
         info.live = info.enabled || std::find(scanned.begin(), scanned.end(), c) != scanned.end();
         const auto previous = std::find_if(channels_.begin(), channels_.end(),
                                            [c](const ChannelInfo& i) { return i.number == c; });
         if (previous != channels_.end()) {
             info.live = previous->live;
         }
-        if (info.live && !info.enabled) {
+        if ((info.enabled || info.live) && !serialRead) {
             ch->QuerySerialNumber();
         }
         if (info.live) {

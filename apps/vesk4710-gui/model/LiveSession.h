@@ -31,7 +31,7 @@ struct Failure {
 
 struct ChannelInfo {
     int16_t number = 0;
-    bool enabled = false;  // switched on as the instrument object reports it
+    bool enabled = false;  // switched on, as the channel itself reports it
     bool live = false;     // read and plotted
     std::string serial;
     std::string conversion;

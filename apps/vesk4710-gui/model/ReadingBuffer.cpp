@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <charconv>
 #include <ctime>
 #include <tuple>
 
@@ -14,6 +15,17 @@ namespace {
 const std::vector<Sample> kNoSamples;
 
 }  // namespace
+
+int32_t DecimalsOf(double value) {
+    char text[400];
+    const auto [end, ec] = std::to_chars(text, text + sizeof text, value, std::chars_format::fixed);
+    if (ec != std::errc()) {
+        return 0;
+    }
+    const std::string_view shown(text, static_cast<size_t>(end - text));
+    const size_t point = shown.find('.');
+    return point == std::string_view::npos ? 0 : static_cast<int32_t>(shown.size() - point - 1);
+}
 
 std::string IsoLocalTime(Millis time) {
     Millis seconds = time / 1000;

@@ -71,5 +71,9 @@ class ReadingBuffer {
 
 // Local time as "YYYY-MM-DDTHH:MM:SS.mmm".
 std::string IsoLocalTime(Millis time);
+// The decimal places of a value's shortest exact text: 25.007 has 3, 150 has 0. A display
+// that pads to the most a channel has shown keeps the instrument's trailing zeros without
+// rounding any reading.
+int32_t DecimalsOf(double value);
 
 }  // namespace vesk::gui
