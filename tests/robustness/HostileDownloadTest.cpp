@@ -111,9 +111,9 @@ TEST_F(HostileDownload, LabelsAndSerialsNeverLeaveTheDownloadFolderAndKeepOneFil
     for (const auto& file : result.files) {
         EXPECT_EQ(file->FileName().find("PROBE"), std::string::npos);
         EXPECT_EQ(file->FileName().find("evil"), std::string::npos);
-        const auto all = ReadStrictCsv(ReadFileText(fs::path(file->Folder()) / file->FileName()));
-        ASSERT_TRUE(all.has_value() && all->size() >= 2) << file->FileName();
-        EXPECT_EQ((*all)[1], (CsvRow{"Serial", "../..\\evil\"x ;"}));
+        const std::string text = ReadFileText(fs::path(file->Folder()) / file->FileName());
+        ASSERT_TRUE(ReadStrictCsv(text).has_value()) << file->FileName();
+        EXPECT_NE(text.find("\n# serial: ../..\\evil\"x ;\n"), std::string::npos) << text;
         EXPECT_EQ(Rows(file).size(), 2u) << file->FileName();
     }
 }
