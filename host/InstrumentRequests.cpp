@@ -2,20 +2,25 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
 #include <climits>
+#include <cmath>
 #include <map>
 #include <optional>
 #include <string_view>
 #include <vector>
 
 #include "components/comm/CommErrors.h"
+#include "components/comm/Communications.h"
 #include "components/comm/Protocol.h"
+#include "components/readingfile/ReadingFile.h"
 #include "vesk4710/core/mod4710Constants.h"
 #include "vesk4710/platform/Host.h"
 #include "vesk4710/platform/OutputFile.h"
 #include "vesk4710/platform/TextSplitter.h"
 #include "vesk4710/support/Date.h"
+#include "vesk4710/support/NumberText.h"
 
 namespace vesk {
 
@@ -163,6 +168,35 @@ DownloadResult DownloadAutoLog(CVesk4710& inst, const DownloadRequest& request,
         result.outcome = DownloadOutcome::NoReadings;
     }
     return result;
+}
+
+std::string MeasurementText(CVesk4710& inst, int16_t chan, bool waitForNew, double* value) {
+    const auto* link = dynamic_cast<const comm::Communications*>(inst.Communications().get());
+    const uint64_t since = link != nullptr ? link->RequestCount() : 0;
+    const double number = inst.QueryMeasurement(chan, waitForNew);
+    if (value != nullptr) {
+        *value = number;
+    }
+    const auto reply = link != nullptr ? link->LastRead() : std::nullopt;
+    if (!reply || reply->request <= since ||
+        (reply->id != SET_TEMPERATURE && reply->id != SET_RAW_VALUE &&
+         reply->id != SET_RAW_MILLI)) {
+        return fmt::format("{}", number);
+    }
+    const size_t begin = reply->text.find_first_not_of(' ');
+    const size_t end = reply->text.find_last_not_of(' ');
+    const std::string sent =
+        begin == std::string::npos ? std::string() : reply->text.substr(begin, end - begin + 1);
+    const auto text = reply->id == SET_RAW_MILLI ? files::ShiftDecimal(sent, -3)
+                                                 : std::optional<std::string>(sent);
+    if (!text || !IsNumeric(*text) || text->find(',') != std::string::npos ||
+        std::fabs(Val(*text) - number) > 1e-9 * std::max(1.0, std::fabs(number))) {
+        throw AutomationError(comm::kCommMalformedReply,
+                              "The reading \"" + comm::Printable(sent, 40) + "\" of channel " +
+                                  std::to_string(chan) + " is not a number",
+                              "MeasurementText");
+    }
+    return *text;
 }
 
 }  // namespace vesk

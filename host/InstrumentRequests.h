@@ -1,6 +1,6 @@
 #pragma once
 // Requests the programs make beside the library's own: each channel's own state, a log's fill,
-// and the download of the automatic log.
+// the download of the automatic log, and a reading as the instrument sent it.
 #include <cstdint>
 #include <string>
 
@@ -24,5 +24,13 @@ int32_t LogHeld(CVesk4710& inst, int32_t id, const std::string& log, const std::
 // log (or the label asked for) holds none.
 DownloadResult DownloadAutoLog(CVesk4710& inst, const DownloadRequest& request,
                                const std::string& source);
+
+// QueryMeasurement's reading as the instrument sent it, trailing zeros and all, in the unit
+// the tools show (emf moved from microvolts to millivolts, every digit kept); the number in
+// *value. Without the reply at hand (another communications component) the number's shortest
+// text. A reply that is no number fails with kCommMalformedReply: the library would read
+// "OVER" as 0.
+std::string MeasurementText(CVesk4710& inst, int16_t chan, bool waitForNew,
+                            double* value = nullptr);
 
 }  // namespace vesk

@@ -674,7 +674,7 @@ class CVesk4710(Dispatch):
         ...
 
     def QueryMeasurement(self, chan: int = -1, waitfornew: bool = False) -> float:
-        """A reading of channel chan (-1: the selected channel) in the units set; with waitfornew, waits for a new one (Ctrl-C ends the wait)."""
+        """A reading of channel chan (-1: the selected channel) in the units set (raw: ohms, or millivolts for a thermocouple's emf); with waitfornew, waits for a new one (Ctrl-C ends the wait). measurement_text() gives the digits the instrument sent."""
         ...
 
     def QueryDemandLogStatus(self) -> bool:
@@ -1470,6 +1470,11 @@ def connect(device: str = 'sim', baud: int = 9600, trace: str | None = None, **k
 
 def read_channel_states(instrument: CVesk4710) -> list[int]:
     """Asks each channel for its own state, sets every channel's Enabled to it and reads the probe serial number of each channel that is on; returns the numbers of those channels. Call it after QueryInfo(): QueryChannelState and QueryInfo judge every channel by the first one's state."""
+    ...
+
+
+def measurement_text(instrument: CVesk4710, chan: int = -1, waitfornew: bool = False) -> str:
+    """QueryMeasurement's reading as the instrument sent it, trailing zeros kept ('25.0100'); emf in millivolts like QueryMeasurement. Raises AutomationError when the reply is no number, where QueryMeasurement would return 0."""
     ...
 
 

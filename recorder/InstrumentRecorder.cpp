@@ -5,6 +5,7 @@
 #include <ostream>
 
 #include "components/comm/Communications.h"
+#include "components/readingfile/ReadingFile.h"
 #include "host/DefaultHost.h"
 #include "recorder/SharedLink.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
@@ -71,7 +72,7 @@ std::string UnitOf(const std::string& mnemonic, int32_t units) {
         return "OHM";
     }
     if (mnemonic == "MEAS:VOLT?") {
-        return "uV";
+        return std::string(files::kEmfUnit);
     }
     static constexpr const char* kLetters[] = {"C", "F", "K"};
     return units >= 0 && units <= 2 ? kLetters[units] : "?";
@@ -322,12 +323,15 @@ void InstrumentRecorder::Round() {
         while (!r.text.empty() && r.text.front() == ' ') {
             r.text.erase(0, 1);
         }
+        // Emf arrives in microvolts and is kept in millivolts, every digit sent.
+        if (reply->mnemonic == "MEAS:VOLT?") {
+            r.text = files::ShiftDecimal(r.text, -3).value_or(r.text);
+        }
         double parsed = 0;
         const char* end = r.text.data() + r.text.size();
         const auto [rest, ec] = std::from_chars(r.text.data(), end, parsed);
-        const double expected = reply->mnemonic == "MEAS:VOLT?" ? value * 1000.0 : value;
         if (ec != std::errc() || rest != end ||
-            std::fabs(parsed - expected) > 1e-9 * std::max(1.0, std::fabs(parsed))) {
+            std::fabs(parsed - value) > 1e-9 * std::max(1.0, std::fabs(parsed))) {
             throw Failure{"channel " + std::to_string(ch.source.channel) + ": the reading \"" +
                           r.text + "\" is no number"};
         }

@@ -42,7 +42,7 @@ struct Source {
     int32_t channel = 0;
     std::string probeSerial;
     std::string conversion;  // the instrument's conversion code ("ITS", "K", ...)
-    std::string unit;        // C, F, K, OHM, uV
+    std::string unit;        // C, F, K, OHM, mV
     auto Key() const { return std::tie(instrumentSerial, channel, probeSerial, conversion, unit); }
     bool operator<(const Source& other) const { return Key() < other.Key(); }
 };

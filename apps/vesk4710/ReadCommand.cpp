@@ -6,7 +6,9 @@
 #include <cmath>
 
 #include "apps/vesk4710/Cli.h"
+#include "components/readingfile/ReadingFile.h"
 #include "components/statistics/WindowStatistics.h"
+#include "host/InstrumentRequests.h"
 #include "ui/console/ConsoleUi.h"
 #include "vesk4710/channel/modConversionTypes.h"
 
@@ -56,10 +58,10 @@ class InterruptHook {
 std::string UnitOf(int32_t conversionType, bool raw, E4710Units units) {
     const bool emf = conversionType == kConvVolts || conversionType == kConvThermocouple;
     if (raw) {
-        return emf ? "mV" : "OHM";
+        return emf ? std::string(files::kEmfUnit) : "OHM";
     }
     if (conversionType == kConvVolts) {
-        return "mV";
+        return std::string(files::kEmfUnit);
     }
     if (conversionType == kConvPRTOhms || conversionType == kConvThermistorOhms) {
         return "OHM";
@@ -67,8 +69,8 @@ std::string UnitOf(int32_t conversionType, bool raw, E4710Units units) {
     return UnitSymbol(units);
 }
 
-// The channels a command reads: those named, else every channel; each with its conversion
-// read, which decides the reading's unit.
+// The channels a command reads: those named, else every channel that is on; each with its
+// conversion read, which decides the reading's unit.
 std::vector<std::shared_ptr<CVesk4710Channel>> ChannelsToRead(Session& s,
                                                               const std::vector<int32_t>& named) {
     s.ReadTopology();
@@ -79,14 +81,16 @@ std::vector<std::shared_ptr<CVesk4710Channel>> ChannelsToRead(Session& s,
         channels.push_back(s.Channel(c));
     }
     if (channels.empty()) {
-        // Every channel: the instrument reports the on state of its first input only.
         for (int16_t c = 1; c <= inst.NumChannels(); ++c) {
-            if (auto ch = inst.GetChannelReference(c)) {
+            auto ch = inst.GetChannelReference(c);
+            if (ch && ChannelIsOn(inst, c)) {
                 channels.push_back(ch);
             }
         }
         if (channels.empty()) {
-            throw Failed("the instrument reports no channels; name the channels to read");
+            throw Failed(
+                "no channel of the instrument is on; switch one on at the instrument, or name the "
+                "channels to read");
         }
     }
     for (const auto& ch : channels) {
@@ -126,35 +130,77 @@ void RunRead(Session& s, const Output& out, const ReadOptions& o) {
     if (o.raw) {
         inst.Units(UNITS_RAW_VALUE);
     }
-
-    InterruptHook hook(s.GetHost().Ui());
+    const std::string& device = s.Options().device;
+    // The columns of a recording: probe serial and conversion of each channel.
+    std::vector<std::string> probes;
+    std::vector<std::string> conversions;
     if (o.csv && !out.Json()) {
-        out.Line("time,channel,value,unit");
+        for (const auto& ch : channels) {
+            const std::string what = "reading channel " + std::to_string(ch->ActualChannel());
+            Check(ch->QuerySerialNumber(), what + "'s probe serial number");
+            const auto probe = ch->Probe();
+            probes.push_back(probe->Serial());
+            const std::string code =
+                ConversionTypeCode(probe->ConversionType(), probe->ActiveConversion().TCType());
+            conversions.push_back(code.empty() ? ConversionTypeName(probe->ConversionType())
+                                               : code);
+        }
+        std::string head;
+        files::ReadingsCsv(head).Begin({{"source", "vesk4710 read"},
+                                        {"instrument", device},
+                                        {"serial", inst.Serial()},
+                                        {"time zone", files::LocalZoneText()}},
+                                       files::kRecordingColumns);
+        head.pop_back();
+        out.Line(head);
     }
+    InterruptHook hook(s.GetHost().Ui());
+    uint64_t sequence = 0;
     try {
         for (int32_t round = 0; o.count == 0 || round < o.count; ++round) {
             const auto started = std::chrono::steady_clock::now();
-            for (const auto& ch : channels) {
+            for (size_t i = 0; i < channels.size(); ++i) {
+                const auto& ch = channels[i];
                 const int16_t number = ch->ActualChannel();
                 double value = 0.0;
+                std::string text;
                 try {
-                    value = inst.QueryMeasurement(number, o.fresh);
+                    text = MeasurementText(inst, number, o.fresh, &value);
                 } catch (const AutomationError&) {
                     if (hook.Interrupted()) {
                         return;
                     }
                     throw;
                 }
+                const auto now = std::chrono::duration_cast<std::chrono::microseconds>(
+                                     std::chrono::system_clock::now().time_since_epoch())
+                                     .count();
+                const std::string time =
+                    files::IsoTime(now, 3, files::LocalUtcOffset(now / 1000000));
                 const std::string unit = UnitOf(ch->Probe()->ConversionType(), o.raw, inst.Units());
-                const std::string time = Date::Now().IsoDateTime();
+                ++sequence;
                 if (out.Json()) {
-                    out.Json(
-                        {{"time", time}, {"channel", number}, {"value", value}, {"unit", unit}});
+                    out.Json({{"sequence", sequence},
+                              {"time", time},
+                              {"channel", number},
+                              {"value", value},
+                              {"text", text},
+                              {"unit", unit}});
                 } else if (o.csv) {
-                    out.Line(fmt::format("{},{},{},{}", time, number, NumberString(value), unit));
+                    std::string row;
+                    files::ReadingsCsv csv(row);
+                    csv.Field(std::to_string(sequence), true);
+                    csv.Field(time, true);
+                    csv.Field(device);
+                    csv.Field(inst.Serial());
+                    csv.Field(std::to_string(number), true);
+                    csv.Field(probes[i]);
+                    csv.Field(text, true);
+                    csv.Field(unit);
+                    csv.Field(conversions[i]);
+                    out.Line(row);
                 } else {
-                    out.Line(
-                        fmt::format("{}  {:>2}  {} {}", time, number, NumberString(value), unit));
+                    out.Line(fmt::format("{}  {:>2}  {} {}", time, number, text, unit));
                 }
                 if (hook.Interrupted()) {
                     return;
@@ -286,9 +332,9 @@ void AddReadCommand(CLI::App& app, Commands& commands) {
     auto o = std::make_shared<ReadOptions>();
     auto* sub = app.add_subcommand(
         "read", "Take readings with time stamps: one line each, CSV or JSON lines (Ctrl-C stops)");
-    sub->add_option(
-           "CH", o->channels,
-           "Channels to read, 1 to " + std::to_string(kMaxChannels) + " (default: every channel)")
+    sub->add_option("CH", o->channels,
+                    "Channels to read, 1 to " + std::to_string(kMaxChannels) +
+                        " (default: every channel that is on)")
         ->check(CLI::PositiveNumber);
     sub->add_option("--count,-n", o->count, "Readings per channel; 0 reads until Ctrl-C")
         ->capture_default_str();
@@ -298,7 +344,8 @@ void AddReadCommand(CLI::App& app, Commands& commands) {
     sub->add_flag(
         "--raw", o->raw,
         "Raw sensor values (ohms, or millivolts for thermocouples) instead of temperatures");
-    sub->add_flag("--csv", o->csv, "Comma-separated values with a header line");
+    sub->add_flag("--csv", o->csv,
+                  "CSV in the readings layout of every file: # lines, one header row");
     commands.push_back({sub, true, [o](Session* s, const Output& out) { RunRead(*s, out, *o); }});
 
     auto w = std::make_shared<WatchOptions>();
@@ -307,7 +354,7 @@ void AddReadCommand(CLI::App& app, Commands& commands) {
         "Read until every channel is stable: its standard deviation and drift over the window "
         "under the limits. A line per channel and round; exit status 0 once stable, 1 at the "
         "time-out or Ctrl-C");
-    watch->add_option("CH", w->channels, "Channels to watch (default: every channel)")
+    watch->add_option("CH", w->channels, "Channels to watch (default: every channel that is on)")
         ->check(CLI::PositiveNumber);
     watch->add_option("--window", w->window, "Seconds of readings the statistics cover")
         ->capture_default_str();

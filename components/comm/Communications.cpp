@@ -179,6 +179,11 @@ void Communications::Cancel() {
     }
 }
 
+std::optional<Communications::Reply> Communications::LastRead() const {
+    std::lock_guard lock(requestMutex_);
+    return lastRead_;
+}
+
 uint64_t Communications::RequestCount() const {
     std::lock_guard lock(requestMutex_);
     return requests_;
@@ -306,6 +311,7 @@ std::string Communications::Request(const SettingCommand& command) {
 std::string Communications::ReadSetting(int32_t id, bool flag, const std::string& extra) {
     std::lock_guard lock(requestMutex_);
     std::string reply = Request(CommandFor(id, Access::kRead));
+    lastRead_ = Reply{id, requests_, reply};
     if (flag) {
         reply = std::string(TrimSpaces(reply));
     }

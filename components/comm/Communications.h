@@ -74,6 +74,14 @@ class Communications : public ICommunications {
     uint64_t RequestCount() const;
     std::optional<std::string> FailureSince(uint64_t since) const;
     const CommOptions& Options() const { return options_; }
+    // The last reply a read got, untrimmed, with its setting and request number: the digits
+    // the instrument sent behind a number a caller was given.
+    struct Reply {
+        int32_t id = 0;
+        uint64_t request = 0;
+        std::string text;
+    };
+    std::optional<Reply> LastRead() const;
 
   private:
     class SerialSettings : public ISerialPort {
@@ -126,6 +134,7 @@ class Communications : public ICommunications {
     mutable std::mutex requestMutex_;  // one request at a time
     uint64_t requests_ = 0;
     std::deque<std::pair<uint64_t, std::string>> failures_;  // request number, description
+    std::optional<Reply> lastRead_;
     mutable std::mutex linkMutex_;
     std::shared_ptr<ILink> link_;
     std::atomic<uint64_t> cancels_{0};

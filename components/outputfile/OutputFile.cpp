@@ -7,6 +7,7 @@
 #include <charconv>
 #include <cstring>
 #include <filesystem>
+#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -77,27 +78,11 @@ bool ParseNumber(std::string_view text, double& value) {
     return ec == std::errc() && ptr == last;
 }
 
-// "2024/03/07" -> "2024-03-07"; anything else unchanged.
-void AppendDate(std::string& out, std::string_view date) {
-    const auto digits = [&](size_t from, size_t count) {
-        for (size_t i = from; i < from + count; ++i) {
-            if (date[i] < '0' || date[i] > '9') {
-                return false;
-            }
-        }
-        return true;
-    };
-    // Only a well-formed instrument date is rewritten; anything else is quoted as text.
-    if (date.size() == 10 && date[4] == '/' && date[7] == '/' && digits(0, 4) && digits(5, 2) &&
-        digits(8, 2)) {
-        out.append(date.substr(0, 4));
-        out.push_back('-');
-        out.append(date.substr(5, 2));
-        out.push_back('-');
-        out.append(date.substr(8, 2));
-        return;
-    }
-    OutputFile::AppendCsv(out, date, true);
+// A whole number goes out as one; anything else as quoted text.
+void AppendWhole(std::string& out, std::string_view text) {
+    const bool digits =
+        !text.empty() && text.size() <= 9 && text.find_first_not_of("0123456789") == text.npos;
+    OutputFile::AppendCsv(out, text, !digits);
 }
 
 std::string ErrnoText(int err) {
@@ -280,23 +265,18 @@ void OutputFile::Create(const OutputFileSpec& spec) {
     readings_ = 0;
     buffer_.clear();
 
-    const std::pair<const char*, const std::string&> header[] = {
-        {"Model", spec.model}, {"Serial", spec.serial},           {"Log", spec.log},
-        {"Label", spec.label}, {"Downloaded", spec.downloadTime},
-    };
-    for (const auto& [key, value] : header) {
-        buffer_ += key;
-        buffer_.push_back(',');
-        if (std::strcmp(key, "Label") == 0 && value.empty()) {
-            buffer_ += "(all)";
-        } else {
-            AppendCsv(buffer_, value, true);
-        }
-        buffer_.push_back('\n');
-    }
-    buffer_.push_back('\n');
-    buffer_ += kOutputColumns;
-    buffer_.push_back('\n');
+    const std::string_view when = spec.downloadTime;
+    const auto downloaded = when.size() == 19
+                                ? files::IsoFromLocalClock(when.substr(0, 10), when.substr(11))
+                                : std::nullopt;
+    files::ReadingsCsv csv(buffer_);
+    csv.Begin({{"model", spec.model},
+               {"serial", spec.serial},
+               {"log", spec.log},
+               {"label", spec.label.empty() ? std::string("(all)") : spec.label},
+               {"downloaded", downloaded.value_or(spec.downloadTime)},
+               {"time zone", files::LocalZoneText() + ", the instrument clock's times"}},
+              kOutputColumns);
 }
 
 void OutputFile::WriteReading(const std::vector<std::string_view>& fields) {
@@ -309,15 +289,31 @@ void OutputFile::WriteReading(const std::vector<std::string_view>& fields) {
                  NumberText(static_cast<int64_t>(fields.size())),
              kErrInvalidProcedureCall);
     }
-    AppendDate(buffer_, Trim(fields[1]));
+    AppendWhole(buffer_, Trim(fields[0]));
     buffer_.push_back(',');
-    AppendCsv(buffer_, Trim(fields[2]), true);
+    const std::string_view date = Trim(fields[1]);
+    const std::string_view time = Trim(fields[2]);
+    if (const auto iso = files::IsoFromLocalClock(date, time)) {
+        buffer_ += *iso;
+    } else {
+        // Kept as it came, so that nothing is lost; pandas then reads the column as text.
+        AppendCsv(buffer_, std::string(date) + " " + std::string(time), true);
+    }
     buffer_.push_back(',');
-    AppendCsv(buffer_, Trim(fields[3]), true);
+    AppendWhole(buffer_, Trim(fields[3]));
+    buffer_.push_back(',');
+    AppendWhole(buffer_, Trim(fields[4]));
     buffer_.push_back(',');
     AppendCsv(buffer_, fields[5], true);
     buffer_.push_back(',');
-    const std::string_view value = Trim(fields[6]);
+    std::string_view value = Trim(fields[6]);
+    std::string_view unit = Trim(fields[7]);
+    // Emf arrives in volts; every file and tool gives it in millivolts.
+    std::optional<std::string> scaled;
+    if (unit == "V" && (scaled = files::ShiftDecimal(value, 3))) {
+        value = *scaled;
+        unit = files::kEmfUnit;
+    }
     double v = 0;
     if (ParseNumber(value, v)) {
         if (format_.empty()) {
@@ -330,7 +326,7 @@ void OutputFile::WriteReading(const std::vector<std::string_view>& fields) {
         AppendCsv(buffer_, value, true);
     }
     buffer_.push_back(',');
-    AppendCsv(buffer_, Trim(fields[7]), true);
+    AppendCsv(buffer_, unit, true);
     buffer_.push_back('\n');
     ++readings_;
     if (buffer_.size() >= kFlushSize) {

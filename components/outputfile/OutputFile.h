@@ -24,8 +24,11 @@ inline constexpr int32_t kErrPrintFailed = kObjectErrorBase + 1202;
 // The download folder is missing and cannot be made, or is not a folder.
 inline constexpr int32_t kErrDownloadFolder = kObjectErrorBase + 1203;
 
-// Columns of a reading row, after the header block.
-inline constexpr const char* kOutputColumns = "Date,Time,Channel,Label,Value,Unit";
+// The header row of a download file, after its "#" metadata lines (the readings layout of
+// components/readingfile). The time is the instrument clock's, read as this computer's local
+// time, with its UTC offset.
+inline constexpr std::string_view kOutputColumns[] = {
+    "sequence", "time", "channel", "label_number", "label", "value", "unit"};
 
 class OutputFile : public IOutputFile {
   public:
@@ -40,6 +43,7 @@ class OutputFile : public IOutputFile {
     std::shared_ptr<IRegistry> Registry() const override;
     void Create(const OutputFileSpec& spec) override;
     // Fields of one transfer line: seq, date, time, channel, label number, label, value, unit.
+    // Emf in volts goes out in millivolts (kEmfUnit), digit for digit.
     void WriteReading(const std::vector<std::string_view>& fields) override;
     void WriteComment(std::string_view text) override;
     // Syncs the file and gives it its name, or "<name>_2.csv", "<name>_3.csv", ... when that is

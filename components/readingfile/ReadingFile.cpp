@@ -6,7 +6,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <charconv>
 #include <chrono>
+#include <ctime>
 #include <filesystem>
 
 #include "components/registry/SystemError.h"
@@ -181,6 +183,107 @@ std::string IsoTime(int64_t unixMicros, int decimals, int32_t offsetSeconds) {
     std::string out;
     AppendIsoTime(out, unixMicros, decimals, offsetSeconds);
     return out;
+}
+
+int32_t LocalUtcOffset(int64_t unixSeconds) {
+    const auto t = static_cast<std::time_t>(unixSeconds);
+    std::tm local{};
+    localtime_r(&t, &local);
+    return static_cast<int32_t>(local.tm_gmtoff);
+}
+
+std::string LocalZoneText() {
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_r(&now, &local);
+    return std::string("local (") + (local.tm_zone != nullptr ? local.tm_zone : "?") + ")";
+}
+
+std::optional<std::string> IsoFromLocalClock(std::string_view date, std::string_view time) {
+    int parts[6] = {};
+    const auto number = [](std::string_view text, size_t at, size_t count, int& value) {
+        const char* first = text.data() + at;
+        const auto [ptr, ec] = std::from_chars(first, first + count, value);
+        return ec == std::errc() && ptr == first + count && *first != '-' && *first != '+';
+    };
+    if (date.size() != 10 || (date[4] != '/' && date[4] != '-') || date[7] != date[4] ||
+        time.size() != 8 || time[2] != ':' || time[5] != ':' || !number(date, 0, 4, parts[0]) ||
+        !number(date, 5, 2, parts[1]) || !number(date, 8, 2, parts[2]) ||
+        !number(time, 0, 2, parts[3]) || !number(time, 3, 2, parts[4]) ||
+        !number(time, 6, 2, parts[5]) || parts[3] > 23 || parts[4] > 59 || parts[5] > 59) {
+        return std::nullopt;
+    }
+    std::tm tm{};
+    tm.tm_year = parts[0] - 1900;
+    tm.tm_mon = parts[1] - 1;
+    tm.tm_mday = parts[2];
+    tm.tm_hour = parts[3];
+    tm.tm_min = parts[4];
+    tm.tm_sec = parts[5];
+    tm.tm_isdst = -1;
+    // mktime moves an impossible date (February 30) on: such a date is no date.
+    if (std::mktime(&tm) == -1 || tm.tm_year != parts[0] - 1900 || tm.tm_mon != parts[1] - 1 ||
+        tm.tm_mday != parts[2]) {
+        return std::nullopt;
+    }
+    // The clock's own digits, with the offset in force then.
+    std::string out(date.substr(0, 4));
+    out += '-';
+    out += date.substr(5, 2);
+    out += '-';
+    out += date.substr(8, 2);
+    out += 'T';
+    out += time;
+    const std::string zone = IsoTime(0, 0, static_cast<int32_t>(tm.tm_gmtoff));
+    out += zone.substr(zone.size() - 6);
+    return out;
+}
+
+std::optional<std::string> ShiftDecimal(std::string_view text, int places) {
+    std::string_view sign;
+    if (!text.empty() && (text.front() == '-' || text.front() == '+')) {
+        sign = text.substr(0, 1);
+        text.remove_prefix(1);
+    }
+    const size_t e = text.find_first_of("eE");
+    const std::string_view mantissa = text.substr(0, e);
+    const size_t point = mantissa.find('.');
+    std::string digits(mantissa.substr(0, point));
+    if (point != std::string_view::npos) {
+        digits += mantissa.substr(point + 1);
+    }
+    if (digits.empty() || digits.find_first_not_of("0123456789") != std::string::npos) {
+        return std::nullopt;
+    }
+    if (e != std::string_view::npos) {
+        // An exponent takes the shift itself.
+        int exponent = 0;
+        std::string_view rest = text.substr(e + 1);
+        if (!rest.empty() && rest.front() == '+') {
+            rest.remove_prefix(1);
+        }
+        const auto [ptr, ec] = std::from_chars(rest.data(), rest.data() + rest.size(), exponent);
+        if (rest.empty() || ec != std::errc() || ptr != rest.data() + rest.size()) {
+            return std::nullopt;
+        }
+        return std::string(sign) + std::string(mantissa) + "e" + std::to_string(exponent + places);
+    }
+    const auto whole = static_cast<long>(point == std::string_view::npos ? mantissa.size() : point);
+    const long at = whole + places;
+    std::string out;
+    if (at <= 0) {
+        out = "0." + std::string(static_cast<size_t>(-at), '0') + digits;
+    } else if (static_cast<size_t>(at) >= digits.size()) {
+        out = digits + std::string(static_cast<size_t>(at) - digits.size(), '0');
+    } else {
+        out = digits.substr(0, static_cast<size_t>(at)) + "." +
+              digits.substr(static_cast<size_t>(at));
+    }
+    // Zeros in front say nothing; those behind the point are digits the instrument sent.
+    const size_t lead =
+        std::min(out.find_first_not_of('0'),
+                 out.find('.') == std::string::npos ? out.size() - 1 : out.find('.') - 1);
+    return std::string(sign) + out.substr(lead);
 }
 
 void AppendCsvField(std::string& out, std::string_view field, bool text) {

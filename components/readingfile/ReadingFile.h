@@ -10,6 +10,7 @@
 // Analysis tools read the file as it is (pandas: read_csv(path, comment="#")).
 #include <cstdint>
 #include <cstdio>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -71,6 +72,22 @@ class AppendingFile {
 std::string IsoTime(int64_t unixMicros, int decimals = 3, int32_t offsetSeconds = 0);
 // The same, appended to out (the fast path of long exports).
 void AppendIsoTime(std::string& out, int64_t unixMicros, int decimals, int32_t offsetSeconds);
+
+// Seconds east of UTC of this computer's local time at that moment.
+int32_t LocalUtcOffset(int64_t unixSeconds);
+// The local time zone as the "time zone" line names it: "local (CET)".
+std::string LocalZoneText();
+// A date "2024/03/07" (or "2024-03-07") and time "12:34:56" from a clock that keeps this computer's
+// local time, as "2024-03-07T12:34:56+01:00" with the offset in force then; nullopt when they are
+// not such a date and time. In the hour a clock goes back, the offset is the C library's choice.
+std::optional<std::string> IsoFromLocalClock(std::string_view date, std::string_view time);
+
+// Thermocouple emf, in every tool and file.
+inline constexpr std::string_view kEmfUnit = "mV";
+// The same number scaled by 10^places, digit for digit: ("6146.487", -3) -> "6.146487",
+// ("0.0061465", 3) -> "6.1465"; the digits sent are all kept. nullopt unless the text is a
+// decimal number (sign, digits, one point, exponent).
+std::optional<std::string> ShiftDecimal(std::string_view text, int places);
 
 // One CSV field appended to out. Text fields are quoted when they need it, and one that a
 // spreadsheet would run as a formula (leading = + - @) is quoted with a leading apostrophe;

@@ -190,8 +190,9 @@ void RegisterInstrument(py::module_& m) {
         .def("QueryUnits", &C::QueryUnits, "Reads the measurement units.", guard)
         .def("QueryMeasurement", &C::QueryMeasurement, py::arg("chan") = -1,
              py::arg("waitfornew") = false,
-             "A reading of channel chan (-1: the selected channel) in the units set; with "
-             "waitfornew, waits for a new one (Ctrl-C ends the wait).",
+             "A reading of channel chan (-1: the selected channel) in the units set (raw: ohms, "
+             "or millivolts for a thermocouple's emf); with waitfornew, waits for a new one "
+             "(Ctrl-C ends the wait). measurement_text() gives the digits the instrument sent.",
              guard)
         .def("QueryDemandLogStatus", &C::QueryDemandLogStatus,
              "Reads the demand log's count and capacity.", guard)

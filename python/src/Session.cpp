@@ -68,6 +68,17 @@ void RegisterSession(py::module_& m) {
         LibraryCall());
 
     m.def(
+        "measurement_text",
+        [](CVesk4710& inst, int16_t chan, bool waitfornew) {
+            return MeasurementText(inst, chan, waitfornew);
+        },
+        py::arg("instrument"), py::arg("chan") = -1, py::arg("waitfornew") = false,
+        "QueryMeasurement's reading as the instrument sent it, trailing zeros kept ('25.0100'); "
+        "emf in millivolts like QueryMeasurement. Raises AutomationError when the reply is no "
+        "number, where QueryMeasurement would return 0.",
+        LibraryCall());
+
+    m.def(
         "download_auto_log",
         [](CVesk4710& inst, E4710DownloadOption opt, int16_t labelnum, int16_t resol) {
             DownloadRequest request;

@@ -17,7 +17,7 @@ def test_the_automatic_log_downloads_and_an_empty_one_says_so(inst, tmp_path):
     result = vesk4710.download_auto_log(inst)
     assert result.outcome == "written" and result.readings == result.count > 0
     with open(result.files[0], encoding="utf-8") as f:
-        assert "Log,auto\n" in f.read()
+        assert "# log: auto\n" in f.read()
     assert inst.ClearAutoLog()
     empty = vesk4710.download_auto_log(inst)
     assert empty.outcome == "no_readings" and not empty.files

@@ -55,7 +55,7 @@ def test_downloads_return_their_results(inst, tmp_path):
     assert ok and written and labelnum == 0
     (name,) = os.listdir(tmp_path)
     with open(tmp_path / name, encoding="utf-8", newline="") as f:
-        readings = [r for r in csv.reader(f) if r and r[-1] in ("C", "F", "K", "OHM", "V")]
+        readings = [r for r in csv.reader(f) if r and r[-1] in ("C", "F", "K", "OHM", "mV")]
     assert len(readings) == inst.DemandLogCount > 0
     assert all(len(r[-2].split(".")[1]) == 2 for r in readings)  # the decimals asked for
 

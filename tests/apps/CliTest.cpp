@@ -217,7 +217,7 @@ TEST_P(CliOnLink, InfoDescribesTheInstrumentItsModulesAndChannels) {
 TEST_P(CliOnLink, ReadGivesTimeStampedReadingsInEveryFormat) {
     const auto lines = JsonLines(Ok("--json read 1 2 --count 2 --every 0.05"));
     ASSERT_EQ(lines.size(), 4u);
-    const std::regex iso(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d)");
+    const std::regex iso(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}[-+]\d\d:\d\d)");
     for (size_t i = 0; i < lines.size(); ++i) {
         EXPECT_EQ(lines[i]["channel"], i % 2 == 0 ? 1 : 2);
         EXPECT_EQ(lines[i]["unit"], "C");
@@ -226,9 +226,11 @@ TEST_P(CliOnLink, ReadGivesTimeStampedReadingsInEveryFormat) {
     }
 
     const auto rows = Lines(Ok("read 1 --csv"));
-    ASSERT_EQ(rows.size(), 2u);
-    EXPECT_EQ(rows[0], "time,channel,value,unit");
-    EXPECT_TRUE(std::regex_match(rows[1], std::regex(R"([-0-9T:]+,1,2[45]\.\d+,C)"))) << rows[1];
+    ASSERT_EQ(rows.size(), 6u) << Ok("read 1 --csv");
+    EXPECT_EQ(rows[4], "sequence,time,instrument,serial,channel,probe,value,unit,conversion");
+    EXPECT_TRUE(std::regex_match(
+        rows[5], std::regex(R"(1,[-0-9T:.+]+,\S+,A47100,1,S1001,2[45]\.\d+,C,ITS)")))
+        << rows[5];
 
     // Raw: ohms of the platinum probe, the thermocouple's emf in millivolts.
     const auto raw = JsonLines(Ok("--json read --raw 1 2"));
@@ -353,9 +355,10 @@ TEST_P(CliOnLink, LogStatusLabelAndClear) {
     const json files = CliJson("download --log auto --folder " + folder)["files"];
     ASSERT_EQ(files.size(), 1u);
     const std::string autoFile = ReadFile(files[0]);
-    EXPECT_TRUE(Contains(autoFile, "Log,auto\n")) << autoFile.substr(0, 200);
+    EXPECT_TRUE(Contains(autoFile, "# log: auto\n")) << autoFile.substr(0, 200);
     EXPECT_TRUE(std::regex_search(
-        autoFile, std::regex(R"(\n\d{4}-\d\d-\d\d,[0-9:]+,2,[A-Z]+,1\d\d\.\d+,C\n)")));
+        autoFile,
+        std::regex(R"(\n\d+,\d{4}-\d\d-\d\dT[0-9:]+[-+]\d\d:\d\d,2,\d+,[A-Z]+,1\d\d\.\d+,C\n)")));
     Ok("--yes log clear auto");
     Fails(1, {"download --log auto --folder " + folder});
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1);
@@ -628,6 +631,25 @@ TEST(CliLink, FailingLinkEndsWithStatusOneAndAClearMessage) {
     const RunResult closed = RunCli("--device tcp://127.0.0.1:1 info");
     EXPECT_EQ(closed.status, 1);
     EXPECT_TRUE(Contains(closed.err, "could not be opened")) << closed.err;
+}
+
+// read shows the reading the instrument sent, digit for digit, or fails.
+TEST(CliReading, ShowsTheInstrumentsDigitsAndRefusesANonNumber) {
+    const std::tuple<const char*, const char*, int, const char*> cases[] = {
+        // fault, command, exit status, shown
+        {"reply:25.1000@id=12", "read 1", 0, "  25.1000 C\n"},
+        {"reply:6146.000@id=14", "read --raw 2", 0, "  6.146000 mV\n"},
+        {"reply:-0.5@id=14", "read --csv --raw 2", 0, ",-0.0005,mV,K\n"},
+        {"reply:OVER@id=12", "read 1", 1, "reading \"OVER\" of channel 1 is not a number"},
+        {"reply:1@id=88*3", "--json read", 0,
+         "{\"channel\":2,\"sequence\":1,"},  // channel 1 says off
+    };
+    for (const auto& [fault, command, status, shown] : cases) {
+        SimServer server(SimServer::Kind::Tcp, World::Get().Env(), {"--fault", fault});
+        const RunResult r = RunCli("--device " + server.Device() + " " + command);
+        EXPECT_EQ(r.status, status) << fault << r.err;
+        EXPECT_TRUE(Contains(r.out + r.err, shown)) << fault << r.out << r.err;
+    }
 }
 
 // The tool with its temporary files (trace, raw transfer) and downloads in a folder of its own.

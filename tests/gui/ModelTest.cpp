@@ -354,8 +354,8 @@ TEST(SessionRules, PollPeriodUnitsAndScanListsFollowTheInstrument) {
     EXPECT_EQ(UnitTextFor(kConvITS90, UNITS_DEGREESC), "\u00B0C");
     EXPECT_EQ(UnitTextFor(kConvITS90, UNITS_DEGREESF), "\u00B0F");
     EXPECT_EQ(UnitTextFor(kConvThermocouple, 2), "K");
-    EXPECT_EQ(UnitTextFor(kConvVolts, UNITS_DEGREESC), "V") << "volts whatever the units";
-    EXPECT_EQ(UnitTextFor(kConvThermocouple, UNITS_RAW_VALUE), "V");
+    EXPECT_EQ(UnitTextFor(kConvVolts, UNITS_DEGREESC), "mV") << "emf whatever the units";
+    EXPECT_EQ(UnitTextFor(kConvThermocouple, UNITS_RAW_VALUE), "mV");
     EXPECT_EQ(UnitTextFor(kConvPRTOhms, UNITS_DEGREESC), "\u03A9");
     EXPECT_EQ(UnitTextFor(kConvITS90, UNITS_RAW_VALUE), "\u03A9");
 

@@ -72,7 +72,7 @@ check_run() {
     readings=$(sed -n 's/^demand log: \([0-9]*\) readings$/\1/p' "$out")
     [[ "${readings:-0}" -gt 0 ]] || fail "the demand log download wrote no readings: $(cat "$out")"
     local rows
-    rows=$(awk 'body && NF {n++} /^Date,Time,/ {body = 1} END {print n + 0}' "$file")
+    rows=$(awk 'body && NF {n++} /^sequence,time,/ {body = 1} END {print n + 0}' "$file")
     [[ "$rows" -eq "$readings" ]] || fail "$file holds $rows readings, the download reported $readings"
     [[ -s "$TMPDIR/DNLD4710.LOG" && -s "$TMPDIR/TMPDWNLD.LOG" ]] || fail "no download trace or raw file in TMPDIR"
     rm -f "$file"

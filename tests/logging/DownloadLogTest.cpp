@@ -61,9 +61,10 @@ TEST_F(DownloadLogTest, SingleFileTraceFollowsEveryStep) {
     auto names = DownloadedNames();
     ASSERT_EQ(names.size(), 1u);
     EXPECT_EQ(names[0].rfind("4710_demand_all_", 0), 0u) << names[0];
-    EXPECT_EQ(SplitLines(host->files.ReadFile(downloads + "/" + names[0])).at(3), "Label,(all)");
-    EXPECT_EQ(Rows(names[0]), (std::vector<std::string>{"2024-03-07,12:00:01,1,RUNA,25.13,C",
-                                                        "2024-03-07,12:00:02,2,RUNA,-3.50,F"}));
+    EXPECT_EQ(SplitLines(host->files.ReadFile(downloads + "/" + names[0])).at(3), "# label: (all)");
+    EXPECT_EQ(Rows(names[0]),
+              (std::vector<std::string>{"1,2024-03-07T12:00:01+00:00,1,1,RUNA,25.13,C",
+                                        "2,2024-03-07T12:00:02+00:00,2,1,RUNA,-3.50,F"}));
     EXPECT_TRUE(prompt);
     EXPECT_EQ(host->ui.doEvents, 2);
     EXPECT_TRUE(host->ui.boxes.empty()) << Prompts().front();
@@ -89,13 +90,13 @@ TEST_F(DownloadLogTest, LabelDownloadAsksFor279AndReplacesTheTemporaryFiles) {
     EXPECT_EQ(names[0].rfind("4710_demand_label-OTHER_", 0), 0u) << names[0];
     auto text = SplitLines(host->files.ReadFile(downloads + "/" + names[0]));
     ASSERT_GE(text.size(), 8u);
-    EXPECT_EQ(
-        std::vector<std::string>(text.begin(), text.begin() + 4),
-        (std::vector<std::string>{"Model,4710", "Serial,SN-1234", "Log,demand", "Label,OTHER"}));
-    ASSERT_EQ(text[4].rfind("Downloaded,", 0), 0u);
-    EXPECT_TRUE(Date::ParseIso(text[4].substr(11)).has_value()) << text[4];
-    EXPECT_EQ(text[5], "");
-    EXPECT_EQ(text[6], kOutputColumns);
+    EXPECT_EQ(std::vector<std::string>(text.begin(), text.begin() + 4),
+              (std::vector<std::string>{"# model: 4710", "# serial: SN-1234", "# log: demand",
+                                        "# label: OTHER"}));
+    ASSERT_EQ(text[4].rfind("# downloaded: ", 0), 0u);
+    EXPECT_TRUE(Date::ParseIso(text[4].substr(14, 19)).has_value()) << text[4];
+    EXPECT_EQ(text[5], "# time zone: local (UTC), the instrument clock's times");
+    EXPECT_EQ(text[6], "sequence,time,channel,label_number,label,value,unit");
 
     // The temporary files hold the second download only.
     EXPECT_EQ(Raw(), Reading(9, 3, "OTHER", "1"));
@@ -120,7 +121,7 @@ TEST_F(DownloadLogTest, DecimalsChooseTheReadingFormat) {
         auto names = DownloadedNames();
         ASSERT_EQ(names.size(), 1u);
         EXPECT_EQ(Rows(names[0]),
-                  std::vector<std::string>{"2024-03-07,12:00:01,1,L," + c.value + ",C"});
+                  std::vector<std::string>{"1,2024-03-07T12:00:01+00:00,1,1,L," + c.value + ",C"});
     }
 }
 
@@ -221,10 +222,11 @@ TEST_F(DownloadLogTest, MultipleFilesGetOneFilePerLabel) {
         return it == names.end() ? std::string() : *it;
     };
     EXPECT_EQ(Rows(named("ALPHA")),
-              (std::vector<std::string>{"2024-03-07,12:00:01,1,ALPHA,1.5,C",
-                                        "2024-03-07,12:00:03,1,ALPHA,3.5,C"}));
-    EXPECT_EQ(Rows(named("BETA")), (std::vector<std::string>{"2024-03-07,12:00:02,1,BETA,2.5,C",
-                                                             "2024-03-07,12:00:05,1,BETA,5.5,C"}));
+              (std::vector<std::string>{"1,2024-03-07T12:00:01+00:00,1,1,ALPHA,1.5,C",
+                                        "3,2024-03-07T12:00:03+00:00,1,1,ALPHA,3.5,C"}));
+    EXPECT_EQ(Rows(named("BETA")),
+              (std::vector<std::string>{"2,2024-03-07T12:00:02+00:00,1,2,BETA,2.5,C",
+                                        "5,2024-03-07T12:00:05+00:00,1,2,BETA,5.5,C"}));
     EXPECT_EQ(Rows(named("GAMMA")).size(), 1u);
     // The files dialog lists them in the order they were made.
     EXPECT_EQ(listed, (std::vector<std::string>{named("ALPHA"), named("BETA"), named("GAMMA")}));
@@ -280,7 +282,7 @@ TEST_F(DownloadLogTest, NonInteractiveDownloadListsItsFilesAndShowsNothing) {
         EXPECT_TRUE(std::filesystem::exists(downloads + "/" + f->FileName()));
     }
     EXPECT_EQ(Rows(result.files[1]->FileName()),
-              std::vector<std::string>{"2024-03-07,12:00:02,1,B,2.000,C"});
+              std::vector<std::string>{"2,2024-03-07T12:00:02+00:00,1,2,B,2.000,C"});
     EXPECT_TRUE(host->ui.boxes.empty());
     EXPECT_TRUE(host->ui.dialogsShown.empty());
 

@@ -12,6 +12,7 @@
 
 #include "components/outputfile/OutputFile.h"
 #include "components/splitter/TextSplitter.h"
+#include "tests/testsupport/EnvGuard.h"
 #include "tests/testsupport/Fakes.h"
 #include "tests/testsupport/Raised.h"
 #include "vesk4710/core/CVesk4710.h"
@@ -52,7 +53,8 @@ inline std::vector<std::string> SplitLines(const std::string& text) {
 // The reading rows of a download file's text: what follows the column line, but comments.
 inline std::vector<std::string> RowsAfterColumns(const std::string& text) {
     auto all = SplitLines(text);
-    auto columns = std::find(all.begin(), all.end(), kOutputColumns);
+    auto columns =
+        std::find(all.begin(), all.end(), "sequence,time,channel,label_number,label,value,unit");
     EXPECT_NE(columns, all.end()) << "no column line in:\n" << text;
     std::vector<std::string> rows(columns == all.end() ? all.end() : columns + 1, all.end());
     std::erase_if(rows, [](const std::string& row) { return row.rfind("# ", 0) == 0; });
@@ -62,6 +64,9 @@ inline std::vector<std::string> RowsAfterColumns(const std::string& text) {
 class LoggingTest : public ::testing::Test {
   protected:
     void SetUp() override {
+        // Times in the rows carry this computer's offset: UTC here.
+        env.Set("TZ", "UTC0");
+        tzset();
         host = std::make_shared<FakeHost>();
         host->splitterFactory = [] { return TextSplitter::Create(); };
         FakeHost* h = host.get();
@@ -127,6 +132,7 @@ class LoggingTest : public ::testing::Test {
         }
     }
 
+    EnvGuard env;
     std::shared_ptr<FakeHost> host;
     std::shared_ptr<CVesk4710> instrument;
     std::shared_ptr<TextSplitter> lines;

@@ -16,6 +16,8 @@ namespace {
 class OutputFileTest : public ::testing::Test {
   protected:
     void SetUp() override {
+        zone.Set("TZ", "UTC0");
+        tzset();
         folder = host.files.Root() + "/out";
         host.registry->values["DownloadFolder"] = folder;
         file = OutputFile::Create(host.registry, host.ui, host.files);
@@ -25,6 +27,7 @@ class OutputFileTest : public ::testing::Test {
 
     void Write(std::vector<std::string_view> fields) { file->WriteReading(fields); }
 
+    EnvGuard zone;
     FakeHost host;
     std::string folder;
     std::shared_ptr<OutputFile> file;
@@ -95,15 +98,15 @@ TEST_F(OutputFileTest, RowsAreCsvSafe) {
               }).Number(),
               kErrInvalidProcedureCall);
     file->Close();
-    EXPECT_EQ(Body(),
-              (std::vector<std::string>{"2024-03-07,12:00:00,1,\"'=cmd|' /C calc'!A0\",25.13,C",
-                                        "2024-03-07,12:00:01,2,\"a,b \"\"q\"\"\",-0.25,OHM",
-                                        "07.03.2024,12:00:02,3,\"'+1\",OVER,V",
-                                        "2024-03-07,12:00:03,4,\"'@x\",-12.00,K",
-                                        "2024-03-07,12:00:04,5,\"'-L\",1000.00,\"'@U\"",
-                                        "2024-03-07,12:00:05,6,ctl  ,7.50,C"}));
+    EXPECT_EQ(Body(), (std::vector<std::string>{
+                          "1,2024-03-07T12:00:00+00:00,1,1,\"'=cmd|' /C calc'!A0\",25.13,C",
+                          "2,2024-03-07T12:00:01+00:00,2,2,\"a,b \"\"q\"\"\",-0.25,OHM",
+                          "3,07.03.2024 12:00:02,3,3,\"'+1\",OVER,V",
+                          "4,2024-03-07T12:00:03+00:00,4,4,\"'@x\",-12.00,K",
+                          "5,2024-03-07T12:00:04+00:00,5,5,\"'-L\",1000.00,\"'@U\"",
+                          "6,2024-03-07T12:00:05+00:00,6,6,ctl  ,7.50,C"}));
     auto all = SplitLines(host.files.ReadFile(file->Path()));
-    EXPECT_EQ(all[3], "Label,\"'=HYPERLINK(\"\"x\"\")\"");
+    EXPECT_EQ(all[3], "# label: =HYPERLINK(\"x\")");
     EXPECT_EQ(file->Readings(), 6);
 }
 
@@ -112,7 +115,7 @@ TEST_F(OutputFileTest, ValuesKeepAPeriodAndTheirTextWithoutAFormat) {
     file->Create(spec);
     Write({"1", "2024/03/07", "12:00:00", "1", "1", "L", "25.125000", "C"});
     file->Close();
-    EXPECT_EQ(Body(), std::vector<std::string>{"2024-03-07,12:00:00,1,L,25.125000,C"});
+    EXPECT_EQ(Body(), std::vector<std::string>{"1,2024-03-07T12:00:00+00:00,1,1,L,25.125000,C"});
 
     spec.valueFormat = "###0.0";
     spec.label = "L2";
@@ -120,7 +123,25 @@ TEST_F(OutputFileTest, ValuesKeepAPeriodAndTheirTextWithoutAFormat) {
     Write({"1", "2024/03/07", "12:00:00", "1", "1", "L", "1234.56", "C"});
     file->Close();
     // Whatever the locale's decimal separator, the comma stays the field separator.
-    EXPECT_EQ(Body(), std::vector<std::string>{"2024-03-07,12:00:00,1,L,1234.6,C"});
+    EXPECT_EQ(Body(), std::vector<std::string>{"1,2024-03-07T12:00:00+00:00,1,1,L,1234.6,C"});
+}
+
+TEST_F(OutputFileTest, TimesTakeTheOffsetInForceAndEmfIsInMillivolts) {
+    zone.Set("TZ", "CET-1CEST,M3.5.0,M10.5.0/3");
+    tzset();
+    spec.valueFormat.clear();
+    file->Create(spec);
+    Write({"7", "2024/03/07", "12:00:00", "2", "3", "L", "0.0061465", "V"});
+    Write({"8", "2024/07/01", "23:59:59", "2", "3", "L", "-0.0000120", "V"});
+    Write({"9", "2024/02/30", "00:00:00", "2", "3", "L", "5.0", "V"});
+    Write({"10", "2024/03/07", "12:00:00", "2", "3", "L", "2.5e-05", "V"});
+    file->Close();
+    EXPECT_EQ(Body(), (std::vector<std::string>{"7,2024-03-07T12:00:00+01:00,2,3,L,6.1465,mV",
+                                                "8,2024-07-01T23:59:59+02:00,2,3,L,-0.0120,mV",
+                                                "9,2024/02/30 00:00:00,2,3,L,5000,mV",
+                                                "10,2024-03-07T12:00:00+01:00,2,3,L,2.5e-2,mV"}));
+    EXPECT_EQ(SplitLines(host.files.ReadFile(file->Path())).at(4),
+              "# downloaded: 2024-03-07T12:34:56+01:00");
 }
 
 TEST_F(OutputFileTest, FolderComesFromSettingsDocumentsOrHome) {

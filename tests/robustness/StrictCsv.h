@@ -67,35 +67,27 @@ inline std::optional<std::vector<CsvRow>> ReadStrictCsv(std::string_view text,
     return rows;
 }
 
-// The reading rows of a download file: after the header block, its blank line and the column
-// line. Each must have exactly the six columns.
+// The reading rows of a download file: after its "#" lines and the column line. Each must
+// have exactly the seven columns.
 inline std::optional<std::vector<CsvRow>> ReadingRows(std::string_view text,
                                                       std::string* error = nullptr) {
     auto rows = ReadStrictCsv(text, error);
     if (!rows) {
         return std::nullopt;
     }
-    const auto broken = [&](const char* what, size_t r) -> std::optional<std::vector<CsvRow>> {
-        if (error != nullptr) {
-            *error = what + std::to_string(r + 1) + " has " + std::to_string((*rows)[r].size()) +
-                     " fields";
-        }
-        return std::nullopt;
-    };
-    size_t r = 0;
-    for (; r < rows->size() && !((*rows)[r].size() == 1 && (*rows)[r][0].empty()); ++r) {
-        if ((*rows)[r].size() != 2) {
-            return broken("header row ", r);
+    for (size_t r = 0; r < rows->size(); ++r) {
+        if ((*rows)[r].size() != 7) {
+            if (error != nullptr) {
+                *error = "row " + std::to_string(r + 1) + " has " +
+                         std::to_string((*rows)[r].size()) + " fields";
+            }
+            return std::nullopt;
         }
     }
-    std::vector<CsvRow> readings;
-    for (r += 2; r < rows->size(); ++r) {  // past the blank line and the column names
-        if ((*rows)[r].size() != 6) {
-            return broken("row ", r);
-        }
-        readings.push_back((*rows)[r]);
+    if (!rows->empty()) {
+        rows->erase(rows->begin());  // the column names
     }
-    return readings;
+    return rows;
 }
 
 }  // namespace vesk::test

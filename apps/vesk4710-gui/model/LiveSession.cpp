@@ -7,6 +7,7 @@
 #include <chrono>
 
 #include "components/comm/CommErrors.h"
+#include "components/readingfile/ReadingFile.h"
 #include "host/InstrumentRequests.h"
 #include "host/InstrumentText.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
@@ -68,7 +69,7 @@ int32_t PollMillisFor(int32_t interval) {
 std::string UnitTextFor(int32_t conversionType, int32_t units) {
     const bool voltage = conversionType == kConvVolts || conversionType == kConvThermocouple;
     if (conversionType == kConvVolts || (voltage && units == UNITS_RAW_VALUE)) {
-        return "V";
+        return std::string(files::kEmfUnit);  // the instrument's emf, in millivolts
     }
     if (conversionType == kConvPRTOhms || conversionType == kConvThermistorOhms ||
         units == UNITS_RAW_VALUE) {

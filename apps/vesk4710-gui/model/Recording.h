@@ -11,7 +11,7 @@
 
 namespace vesk::gui {
 
-// The unit as files carry it: "C", "F", "K", "OHM", "V".
+// The unit as files carry it: "C", "F", "K", "OHM", "mV".
 std::string FileUnit(const std::string& displayUnit);
 
 // The "#" lines and the header row of a readings file.
