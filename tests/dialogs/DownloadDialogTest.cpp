@@ -146,14 +146,14 @@ TEST_F(DownloadDialog, TheAutomaticLogIsOfferedWhereTheClientFetchesIt) {
     EXPECT_EQ(cboLog.Texts(), (std::vector<std::string>{"Demand log", "Automatic log"}));
     txtFolder.Text(downloads);
     SelectData(cboLog, DOWNLOAD_AUTO_LOG);
-    comm().Reply(comm::kSettingAutoLogStatus, "1000,0");
+    comm().Reply(SET_AUTO_LOG_STATUS, "1000,0");
     dialog->cmdOKCancelHelp_Click(kCmdOK);
     EXPECT_EQ(
         ui().Prompts(),
         (std::vector<std::string>{"The automatic log holds no readings: nothing was downloaded."}));
     EXPECT_EQ(hides, 0) << "the choices stay open";
 
-    comm().Reply(comm::kSettingAutoLogStatus, "999,1");
+    comm().Reply(SET_AUTO_LOG_STATUS, "999,1");
     comm().TransferReply({"1,2024/03/07,12:00:01,1,1,AUTO,25.04120,C", false});
     dialog->cmdOKCancelHelp_Click(kCmdOK);
     EXPECT_TRUE(Logged("Transfer 282 1")) << "the automatic log's own transfer";
