@@ -3,9 +3,9 @@
 #include <filesystem>
 
 #include "components/comm/Protocol.h"
-#include "host/InstrumentRequests.h"
 #include "components/outputfile/OutputFile.h"
 #include "components/splitter/TextSplitter.h"
+#include "host/InstrumentRequests.h"
 #include "tests/dialogs/DialogTestSupport.h"
 #include "vesk4710/dialogs/frm4710Download.h"
 #include "vesk4710/support/modStrings.h"
