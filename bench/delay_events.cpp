@@ -8,7 +8,7 @@
 
 #include "bench/ProcessCpu.h"
 #include "ui/console/ConsoleUi.h"
-#include "vesk4710/support/modTiming.h"
+#include "vesk4710/support/Delay.h"
 
 namespace {
 

@@ -25,7 +25,7 @@
 #include "ui/console/ConsoleUi.h"
 #include "vesk4710/core/CVesk4710.h"
 #include "vesk4710/logging/LogDownload.h"
-#include "vesk4710/support/modRegistryKeys.h"
+#include "vesk4710/support/RegistryKeys.h"
 
 namespace {
 

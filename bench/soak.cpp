@@ -31,8 +31,8 @@
 #include "components/comm/CommErrors.h"
 #include "host/DefaultHost.h"
 #include "vesk4710/core/CVesk4710.h"
-#include "vesk4710/platform/Progress.h"
-#include "vesk4710/platform/UiServices.h"
+#include "vesk4710/platform/IProgress.h"
+#include "vesk4710/platform/IUiServices.h"
 
 extern char** environ;
 

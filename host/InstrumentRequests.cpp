@@ -15,10 +15,10 @@
 #include "components/comm/Communications.h"
 #include "components/comm/Protocol.h"
 #include "components/readingfile/ReadingFile.h"
-#include "vesk4710/core/mod4710Constants.h"
+#include "vesk4710/core/Enums.h"
 #include "vesk4710/platform/Host.h"
-#include "vesk4710/platform/OutputFile.h"
-#include "vesk4710/platform/TextSplitter.h"
+#include "vesk4710/platform/IOutputFile.h"
+#include "vesk4710/platform/ITextSplitter.h"
 #include "vesk4710/support/Date.h"
 #include "vesk4710/support/NumberText.h"
 

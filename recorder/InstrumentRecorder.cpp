@@ -9,7 +9,7 @@
 #include "host/DefaultHost.h"
 #include "recorder/SharedLink.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
-#include "vesk4710/channel/modConversionTypes.h"
+#include "vesk4710/channel/ConversionTypes.h"
 #include "vesk4710/core/CVesk4710.h"
 
 namespace vesk::rec {

@@ -4,7 +4,7 @@
 
 #include "components/comm/CommErrors.h"
 #include "components/comm/Protocol.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk::rec {
 

@@ -34,8 +34,8 @@
 #include "ui/qt/QtControls.h"
 #include "ui/qt/QtUi.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
-#include "vesk4710/support/modHelp.h"
-#include "vesk4710/support/modMessages.h"
+#include "vesk4710/support/Help.h"
+#include "vesk4710/support/Messages.h"
 
 namespace vesk::gui {
 

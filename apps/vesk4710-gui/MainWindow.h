@@ -14,7 +14,7 @@
 #include "apps/vesk4710-gui/model/ReadingBuffer.h"
 #include "apps/vesk4710-gui/model/Recording.h"
 #include "apps/vesk4710-gui/model/StatisticsBoard.h"
-#include "vesk4710/platform/Controls.h"
+#include "vesk4710/platform/IControls.h"
 
 class QAction;
 class QActionGroup;

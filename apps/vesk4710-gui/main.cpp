@@ -14,8 +14,8 @@
 #include "simulator/EmbeddedLink.h"
 #include "ui/qt/QtControls.h"
 #include "ui/qt/QtUi.h"
+#include "vesk4710/support/Help.h"
 #include "vesk4710/support/Version.h"
-#include "vesk4710/support/modHelp.h"
 
 namespace {
 

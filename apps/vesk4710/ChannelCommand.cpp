@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "apps/vesk4710/Cli.h"
-#include "vesk4710/channel/modConversionTypes.h"
+#include "vesk4710/channel/ConversionTypes.h"
 
 namespace vesk::cli {
 

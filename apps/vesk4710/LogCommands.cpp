@@ -10,8 +10,8 @@
 #include "host/InstrumentRequests.h"
 #include "ui/console/ConsoleUi.h"
 #include "vesk4710/logging/LogDownload.h"
-#include "vesk4710/support/modMessages.h"
-#include "vesk4710/support/modRegistryKeys.h"
+#include "vesk4710/support/Messages.h"
+#include "vesk4710/support/RegistryKeys.h"
 
 namespace vesk::cli {
 

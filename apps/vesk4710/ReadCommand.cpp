@@ -10,7 +10,7 @@
 #include "components/statistics/WindowStatistics.h"
 #include "host/InstrumentRequests.h"
 #include "ui/console/ConsoleUi.h"
-#include "vesk4710/channel/modConversionTypes.h"
+#include "vesk4710/channel/ConversionTypes.h"
 
 namespace vesk::cli {
 

@@ -4,7 +4,7 @@
 #include "components/comm/IoTrace.h"
 #include "components/comm/SerialLink.h"
 #include "vesk4710/platform/SettingIds.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk::comm {
 

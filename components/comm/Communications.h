@@ -14,7 +14,7 @@
 #include "components/comm/ILink.h"
 #include "components/comm/Protocol.h"
 #include "components/comm/RequestParams.h"
-#include "vesk4710/platform/Communications.h"
+#include "vesk4710/platform/ICommunications.h"
 #include "vesk4710/support/AutomationError.h"
 
 namespace vesk {

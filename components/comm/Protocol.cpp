@@ -6,7 +6,7 @@
 
 #include "components/comm/CommErrors.h"
 #include "vesk4710/platform/SettingIds.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk::comm {
 

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "components/comm/Protocol.h"
-#include "vesk4710/platform/Communications.h"
+#include "vesk4710/platform/ICommunications.h"
 
 namespace vesk::comm {
 

@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "components/comm/CommErrors.h"
-#include "vesk4710/platform/Registry.h"
+#include "vesk4710/platform/IRegistry.h"
 
 namespace vesk::comm {
 

@@ -14,7 +14,7 @@
 
 #include "components/registry/SystemError.h"
 #include "vesk4710/support/AutomationError.h"
-#include "vesk4710/support/modPaths.h"
+#include "vesk4710/support/Paths.h"
 
 namespace vesk {
 

@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "vesk4710/platform/FileSystem.h"
+#include "vesk4710/platform/IFileSystem.h"
 
 namespace vesk {
 

@@ -13,11 +13,11 @@
 
 #include "components/outputfile/ProgramRunner.h"
 #include "components/readingfile/ReadingFile.h"
+#include "vesk4710/support/Messages.h"
 #include "vesk4710/support/NumberText.h"
-#include "vesk4710/support/modMessages.h"
-#include "vesk4710/support/modRegistryKeys.h"
-#include "vesk4710/support/modResourceConstants.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/support/RegistryKeys.h"
+#include "vesk4710/support/StringIds.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk {
 

@@ -10,10 +10,10 @@
 #include <string_view>
 #include <vector>
 
-#include "vesk4710/platform/FileSystem.h"
-#include "vesk4710/platform/OutputFile.h"
-#include "vesk4710/platform/Registry.h"
-#include "vesk4710/platform/UiServices.h"
+#include "vesk4710/platform/IFileSystem.h"
+#include "vesk4710/platform/IOutputFile.h"
+#include "vesk4710/platform/IRegistry.h"
+#include "vesk4710/platform/IUiServices.h"
 #include "vesk4710/support/AutomationError.h"
 
 namespace vesk {

@@ -11,7 +11,7 @@
 #include <cstdio>
 #include <thread>
 
-#include "vesk4710/platform/UiServices.h"
+#include "vesk4710/platform/IUiServices.h"
 
 extern char** environ;
 

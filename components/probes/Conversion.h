@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "vesk4710/platform/Probe.h"
+#include "vesk4710/platform/IProbe.h"
 
 namespace vesk::probes {
 

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "components/probes/Conversion.h"
-#include "vesk4710/platform/Probe.h"
+#include "vesk4710/platform/IProbe.h"
 
 namespace vesk::probes {
 

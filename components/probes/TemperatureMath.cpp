@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "components/probes/MathSupport.h"
-#include "vesk4710/platform/Probe.h"
+#include "vesk4710/platform/IProbe.h"
 
 namespace vesk::probes {
 

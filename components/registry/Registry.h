@@ -9,7 +9,7 @@
 #include <mutex>
 #include <string>
 
-#include "vesk4710/platform/Registry.h"
+#include "vesk4710/platform/IRegistry.h"
 
 namespace vesk {
 

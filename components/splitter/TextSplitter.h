@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "vesk4710/platform/TextSplitter.h"
+#include "vesk4710/platform/ITextSplitter.h"
 
 namespace vesk {
 

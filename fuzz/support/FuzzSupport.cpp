@@ -7,7 +7,7 @@
 #include "components/outputfile/OutputFile.h"
 #include "components/probes/Probe.h"
 #include "components/splitter/TextSplitter.h"
-#include "vesk4710/support/modRegistryKeys.h"
+#include "vesk4710/support/RegistryKeys.h"
 
 namespace vesk::fuzz {
 

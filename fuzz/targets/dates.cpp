@@ -9,7 +9,7 @@
 #include "fuzz/support/FuzzSupport.h"
 #include "vesk4710/core/CVesk4710.h"
 #include "vesk4710/support/Date.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/support/StringTable.h"
 
 using namespace vesk;
 

@@ -16,7 +16,7 @@
 #include "tests/robustness/StrictCsv.h"
 #include "vesk4710/core/CVesk4710.h"
 #include "vesk4710/logging/LogDownload.h"
-#include "vesk4710/support/modRegistryKeys.h"
+#include "vesk4710/support/RegistryKeys.h"
 
 using namespace vesk;
 namespace fs = std::filesystem;

@@ -9,10 +9,10 @@
 #include "tests/testsupport/FakeControls.h"
 #include "vesk4710/calibration/CalibrationGrid.h"
 #include "vesk4710/core/CVesk4710.h"
-#include "vesk4710/dialogs/frm4710Labels.h"
-#include "vesk4710/dialogs/frm4710Settings.h"
+#include "vesk4710/dialogs/LabelsDialog.h"
+#include "vesk4710/dialogs/SettingsDialog.h"
+#include "vesk4710/support/KeyFilters.h"
 #include "vesk4710/support/NumberText.h"
-#include "vesk4710/support/modEditing.h"
 
 using namespace vesk;
 
@@ -62,18 +62,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     auto host = std::make_shared<fuzz::FuzzHost>();
     auto unit = CVesk4710::Create(host);
 
-    frm4710Labels labels(unit);
+    LabelsDialog labels(unit);
     test::FakeTextBox labelBox;
-    frm4710Labels::Controls lc;
+    LabelsDialog::Controls lc;
     lc.txtLabelName = &labelBox;
     labels.Bind(lc);
     const auto maxLength = static_cast<size_t>(unit->MaxLabelLength());
 
-    frm4710Settings settings(unit);
+    SettingsDialog settings(unit);
     CalibrationGrid grid;
     grid.Rows(kCalGridRows);
     grid.Cols(kCalGridCols);
-    frm4710Settings::Controls sc;
+    SettingsDialog::Controls sc;
     sc.vsfgCalParams = &grid;
     settings.Bind(sc);
 

@@ -9,7 +9,7 @@
 #include "fuzz/support/FuzzSupport.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
 #include "vesk4710/core/CVesk4710.h"
-#include "vesk4710/platform/Probe.h"
+#include "vesk4710/platform/IProbe.h"
 
 using namespace vesk;
 

@@ -13,7 +13,7 @@
 #include <limits>
 #include <string>
 
-#include "vesk4710/core/mod4710Constants.h"
+#include "vesk4710/core/Enums.h"
 #include "vesk4710/support/AutomationError.h"
 #include "vesk4710/support/Date.h"
 #include "vesk4710/support/Dispatch.h"

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "python/src/Objects.h"
-#include "vesk4710/platform/UiServices.h"
+#include "vesk4710/platform/IUiServices.h"
 
 namespace vesk::python {
 

@@ -5,8 +5,8 @@
 #include <limits>
 
 #include "vesk4710/calibration/CalibrationGrid.h"
-#include "vesk4710/platform/Probe.h"
-#include "vesk4710/platform/Registry.h"
+#include "vesk4710/platform/IProbe.h"
+#include "vesk4710/platform/IRegistry.h"
 
 namespace vesk::python {
 

@@ -10,7 +10,7 @@
 #include "simulator/requests/RequestsInternal.h"
 #include "vesk4710/platform/SettingIds.h"
 #include "vesk4710/support/AutomationError.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk::sim {
 

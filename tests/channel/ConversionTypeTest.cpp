@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/channel/ChannelFixture.h"
-#include "vesk4710/channel/modConversionTypes.h"
+#include "vesk4710/channel/ConversionTypes.h"
 
 namespace vesk::test {
 namespace {

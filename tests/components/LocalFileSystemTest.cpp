@@ -13,7 +13,7 @@
 #include "tests/testsupport/FakeFileSystem.h"
 #include "tests/testsupport/Raised.h"
 #include "vesk4710/support/AutomationError.h"
-#include "vesk4710/support/modPaths.h"
+#include "vesk4710/support/Paths.h"
 
 namespace vesk {
 namespace {

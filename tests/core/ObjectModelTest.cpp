@@ -1,7 +1,7 @@
 // The instrument object's defaults, its change flag and its lifetime.
 #include "tests/core/InstrumentFixture.h"
 #include "vesk4710/modules/CVesk4710Card.h"
-#include "vesk4710/support/modPaths.h"
+#include "vesk4710/support/Paths.h"
 
 namespace vesk::test {
 namespace {

@@ -3,8 +3,8 @@
 #include <filesystem>
 
 #include "tests/core/InstrumentFixture.h"
-#include "vesk4710/support/modHelp.h"
-#include "vesk4710/support/modPaths.h"
+#include "vesk4710/support/Help.h"
+#include "vesk4710/support/Paths.h"
 
 namespace vesk::test {
 namespace {

@@ -4,14 +4,14 @@
 
 #include "tests/dialogs/DialogTestSupport.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
-#include "vesk4710/dialogs/frm4710Channel.h"
+#include "vesk4710/dialogs/ChannelDialog.h"
 #include "vesk4710/support/NumberText.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk::test {
 namespace {
 
-class ChannelDialog : public DialogTest {
+class ChannelDialogTest : public DialogTest {
   protected:
     void SetUp() override {
         DialogTest::SetUp();
@@ -48,7 +48,7 @@ class ChannelDialog : public DialogTest {
     }
 
     void Make() {
-        dialog = std::make_unique<frm4710Channel>(channel);
+        dialog = std::make_unique<ChannelDialog>(channel);
         dialog->Bind({&form,
                       &lblProbeSerial,
                       &txtProbeSerial,
@@ -105,11 +105,11 @@ class ChannelDialog : public DialogTest {
     FakeGrid vsfgCoefficients;
     FakeCheckBox chkProbeLock;
     FakeButton cmdUnlock, cmdOK, cmdCancel, cmdHelp;
-    std::unique_ptr<frm4710Channel> dialog;
+    std::unique_ptr<ChannelDialog> dialog;
     int hides = 0;
 };
 
-TEST_F(ChannelDialog, ActivationShowsTheChannelAsRead) {
+TEST_F(ChannelDialogTest, ActivationShowsTheChannelAsRead) {
     Open();
     EXPECT_EQ(form.caption, "Channel 1 Settings");
     EXPECT_EQ(txtProbeSerial.text, "S1001");
@@ -132,7 +132,7 @@ TEST_F(ChannelDialog, ActivationShowsTheChannelAsRead) {
     EXPECT_FALSE(channel->Changed()) << "what was read is not an edit";
 }
 
-TEST_F(ChannelDialog, ANewSerialNumberNeedsThePasscodeFirst) {
+TEST_F(ChannelDialogTest, ANewSerialNumberNeedsThePasscodeFirst) {
     Open();
     txtProbeSerial.Text("");
     for (char ch : std::string("pt-17")) {
@@ -163,7 +163,7 @@ TEST_F(ChannelDialog, ANewSerialNumberNeedsThePasscodeFirst) {
     EXPECT_EQ(hides, 1);
 }
 
-TEST_F(ChannelDialog, ChangingTheConversionAndCancellingPutsTheProbeBack) {
+TEST_F(ChannelDialogTest, ChangingTheConversionAndCancellingPutsTheProbeBack) {
     Open();
     ui().passcodes.push_back({"1234", true});
     comm().Reply(SET_PASSCODE_STATE, "1");
@@ -188,7 +188,7 @@ TEST_F(ChannelDialog, ChangingTheConversionAndCancellingPutsTheProbeBack) {
     EXPECT_EQ(Writes(), (std::vector<int32_t>{SET_PASSCODE, SET_PASSCODE_LOCK}));
 }
 
-TEST_F(ChannelDialog, EntriesOutsideTheirLimitsAreRefusedAndUnprotectedOnesWrittenAlone) {
+TEST_F(ChannelDialogTest, EntriesOutsideTheirLimitsAreRefusedAndUnprotectedOnesWrittenAlone) {
     Open();
     const auto refused = [&](const std::function<void()>& edit, const std::string& message) {
         ui().boxes.clear();
@@ -235,7 +235,7 @@ TEST_F(ChannelDialog, EntriesOutsideTheirLimitsAreRefusedAndUnprotectedOnesWritt
     EXPECT_FALSE(dialog->vsfgCoefficients_ValidateEdit(1, 0, text)) << "names are fixed";
 }
 
-class ThermocoupleChannelDialog : public ChannelDialog {
+class ThermocoupleChannelDialog : public ChannelDialogTest {
   protected:
     void SetUp() override {
         DialogTest::SetUp();

@@ -7,13 +7,13 @@
 #include "components/splitter/TextSplitter.h"
 #include "host/InstrumentRequests.h"
 #include "tests/dialogs/DialogTestSupport.h"
-#include "vesk4710/dialogs/frm4710Download.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/dialogs/DownloadDialog.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk::test {
 namespace {
 
-class DownloadDialog : public DialogTest {
+class DownloadDialogTest : public DialogTest {
   protected:
     void SetUp() override {
         DialogTest::SetUp();
@@ -22,7 +22,7 @@ class DownloadDialog : public DialogTest {
         host->outputFileFactory = [h] { return OutputFile::Create(h->registry, h->ui, h->files); };
         downloads = host->files.Root() + "/downloads";
         std::filesystem::create_directories(downloads);
-        dialog = std::make_unique<frm4710Download>(instrument);
+        dialog = std::make_unique<DownloadDialog>(instrument);
         dialog->Bind({&form,
                       &lblLog,
                       &cboLog,
@@ -52,11 +52,11 @@ class DownloadDialog : public DialogTest {
     FakeCheckBox optSingle, optMultiple;
     FakeTextBox txtFolder;
     FakeButton cmdBrowse, cmdOK, cmdCancel, cmdHelp;
-    std::unique_ptr<frm4710Download> dialog;
+    std::unique_ptr<DownloadDialog> dialog;
     int hides = 0;
 };
 
-TEST_F(DownloadDialog, OffersTheChoicesAndRestoresTheLastOnes) {
+TEST_F(DownloadDialogTest, OffersTheChoicesAndRestoresTheLastOnes) {
     host->registry->forms["frm4710Download"] = {{"Label", "3"}, {"Decimals", "4"}, {"Files", "1"}};
     host->registry->values["DownloadFolder"] = downloads;
     dialog->Activate();
@@ -75,7 +75,7 @@ TEST_F(DownloadDialog, OffersTheChoicesAndRestoresTheLastOnes) {
     EXPECT_EQ(optMultiple.value, 0);
 }
 
-TEST_F(DownloadDialog, DocumentsAreProposedAndAMissingFolderIsRefusedBeforeAnythingIsRead) {
+TEST_F(DownloadDialogTest, DocumentsAreProposedAndAMissingFolderIsRefusedBeforeAnythingIsRead) {
     comm().ReplyAlways(SET_LOGGING_LABEL_LIST, "DEMAND,BATH_A,RUN 2");
     dialog->Activate();
     EXPECT_EQ(cboLabel.Texts(),
@@ -96,7 +96,7 @@ TEST_F(DownloadDialog, DocumentsAreProposedAndAMissingFolderIsRefusedBeforeAnyth
     EXPECT_EQ(hides, 0);
 }
 
-TEST_F(DownloadDialog, OKDownloadsTheChosenLabelShowsTheFilesAndRemembers) {
+TEST_F(DownloadDialogTest, OKDownloadsTheChosenLabelShowsTheFilesAndRemembers) {
     dialog->Activate();
     txtFolder.Text(downloads);
     SelectData(cboLabel, 2);
@@ -120,7 +120,7 @@ TEST_F(DownloadDialog, OKDownloadsTheChosenLabelShowsTheFilesAndRemembers) {
     EXPECT_EQ(saved.at("Files"), "0");
 }
 
-TEST_F(DownloadDialog, AnEmptyLogKeepsTheDialogOpenAndCancelDownloadsNothing) {
+TEST_F(DownloadDialogTest, AnEmptyLogKeepsTheDialogOpenAndCancelDownloadsNothing) {
     dialog->Activate();
     txtFolder.Text(downloads);
     comm().Reply(SET_DEMAND_LOG_STATUS, "1000,0");
@@ -138,7 +138,7 @@ TEST_F(DownloadDialog, AnEmptyLogKeepsTheDialogOpenAndCancelDownloadsNothing) {
     EXPECT_FALSE(Transferred());
 }
 
-TEST_F(DownloadDialog, TheAutomaticLogIsOfferedWhereTheClientFetchesIt) {
+TEST_F(DownloadDialogTest, TheAutomaticLogIsOfferedWhereTheClientFetchesIt) {
     dialog->AutoLog([](CVesk4710& inst, const DownloadRequest& request) {
         return DownloadAutoLog(inst, request, "test");
     });

@@ -1,17 +1,17 @@
 #include <gtest/gtest.h>
 
 #include "tests/dialogs/DialogTestSupport.h"
-#include "vesk4710/dialogs/frm4710Labels.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/dialogs/LabelsDialog.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk::test {
 namespace {
 
-class LabelsDialog : public DialogTest {
+class LabelsDialogTest : public DialogTest {
   protected:
     void SetUp() override {
         DialogTest::SetUp();
-        dialog = std::make_unique<frm4710Labels>(instrument);
+        dialog = std::make_unique<LabelsDialog>(instrument);
         dialog->Bind(
             {&form, &lblLabelName, &txtLabelName, &cmdReset, {&cmdOK, &cmdCancel, &cmdHelp}});
         dialog->OnHide([this] { ++hides; });
@@ -51,11 +51,11 @@ class LabelsDialog : public DialogTest {
     FakeLabel lblLabelName;
     FakeTextBox txtLabelName;
     FakeButton cmdReset, cmdOK, cmdCancel, cmdHelp;
-    std::unique_ptr<frm4710Labels> dialog;
+    std::unique_ptr<LabelsDialog> dialog;
     int hides = 0;
 };
 
-TEST_F(LabelsDialog, FirstActivationReadsTheLabelOnceAndSelectsIt) {
+TEST_F(LabelsDialogTest, FirstActivationReadsTheLabelOnceAndSelectsIt) {
     EXPECT_EQ(form.caption, "4710 Logging Label");
 
     Open("RUN 7");
@@ -73,7 +73,7 @@ TEST_F(LabelsDialog, FirstActivationReadsTheLabelOnceAndSelectsIt) {
     EXPECT_TRUE(cmdOK.enabled);
 }
 
-TEST_F(LabelsDialog, CancelledReadDisablesEverythingButCancelAndHelp) {
+TEST_F(LabelsDialogTest, CancelledReadDisablesEverythingButCancelAndHelp) {
     ui().cancelAtStep = 0;
     Open("RUN 7");
     EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{LoadResString(344)}));
@@ -89,7 +89,7 @@ TEST_F(LabelsDialog, CancelledReadDisablesEverythingButCancelAndHelp) {
     EXPECT_EQ(ui().pointer, kPointerDefault);
 }
 
-TEST_F(LabelsDialog, FailedReadIsReportedAndDisablesOK) {
+TEST_F(LabelsDialogTest, FailedReadIsReportedAndDisablesOK) {
     comm().Fail(SET_LOGGING_LABEL_READ,
                 AutomationError(-2147220990, "No reply from the instrument"));
     dialog->Activate();
@@ -101,7 +101,7 @@ TEST_F(LabelsDialog, FailedReadIsReportedAndDisablesOK) {
     EXPECT_EQ(ui().progressLog.back(), "Close");
 }
 
-TEST_F(LabelsDialog, TypingUpperCasesRefusesPunctuationAndKeepsToTheInstrumentsLength) {
+TEST_F(LabelsDialogTest, TypingUpperCasesRefusesPunctuationAndKeepsToTheInstrumentsLength) {
     Open("");
     EXPECT_EQ(Filtered('a'), 'A');
     EXPECT_EQ(Filtered('z'), 'Z');
@@ -142,7 +142,7 @@ TEST_F(LabelsDialog, TypingUpperCasesRefusesPunctuationAndKeepsToTheInstrumentsL
     EXPECT_EQ(Filtered('x'), 'X') << "typing over the selection fits";
 }
 
-TEST_F(LabelsDialog, OKWithoutChangeClosesWithoutWritingButResetWritesDemand) {
+TEST_F(LabelsDialogTest, OKWithoutChangeClosesWithoutWritingButResetWritesDemand) {
     Open("DEMAND");
     dialog->cmdOKCancelHelp_Click(kCmdOK);
     EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{LoadResString(287)}));
@@ -164,7 +164,7 @@ TEST_F(LabelsDialog, OKWithoutChangeClosesWithoutWritingButResetWritesDemand) {
     EXPECT_TRUE(ui().boxes.empty());
 }
 
-TEST_F(LabelsDialog, CancelledWriteKeepsTheDialogAndTheTypedLabelForTheNextTry) {
+TEST_F(LabelsDialogTest, CancelledWriteKeepsTheDialogAndTheTypedLabelForTheNextTry) {
     Open("DEMAND");
     txtLabelName.SelStart(0);
     txtLabelName.SelLength(6);
@@ -185,7 +185,7 @@ TEST_F(LabelsDialog, CancelledWriteKeepsTheDialogAndTheTypedLabelForTheNextTry) 
     EXPECT_EQ(hides, 1);
 }
 
-TEST_F(LabelsDialog, FailedWriteIsReportedAndKeepsTheDialogOpen) {
+TEST_F(LabelsDialogTest, FailedWriteIsReportedAndKeepsTheDialogOpen) {
     Open("DEMAND");
     Type('x');
     comm().Fail(SET_LOGGING_LABEL_WRITE, AutomationError(-2147220989, "Link dropped"));
@@ -199,7 +199,7 @@ TEST_F(LabelsDialog, FailedWriteIsReportedAndKeepsTheDialogOpen) {
     EXPECT_EQ(hides, 1) << "a second try once the link is back closes the dialog";
 }
 
-TEST_F(LabelsDialog, CancelClosesWithoutWritingHelpOpensTheTopicAndUnloadSaves) {
+TEST_F(LabelsDialogTest, CancelClosesWithoutWritingHelpOpensTheTopicAndUnloadSaves) {
     Open("DEMAND");
     Type('x');
     dialog->cmdOKCancelHelp_Click(kCmdHelp);

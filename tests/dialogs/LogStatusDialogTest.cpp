@@ -1,18 +1,18 @@
 #include <gtest/gtest.h>
 
 #include "tests/dialogs/DialogTestSupport.h"
-#include "vesk4710/dialogs/frm4710LogStatus.h"
+#include "vesk4710/dialogs/LogStatusDialog.h"
 #include "vesk4710/support/NumberText.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk::test {
 namespace {
 
-class LogStatusDialog : public DialogTest {
+class LogStatusDialogTest : public DialogTest {
   protected:
     void SetUp() override {
         DialogTest::SetUp();
-        dialog = std::make_unique<frm4710LogStatus>(instrument);
+        dialog = std::make_unique<LogStatusDialog>(instrument);
         dialog->Bind({&form,
                       &lblDemandLog,
                       &pbarDemandLog,
@@ -33,10 +33,10 @@ class LogStatusDialog : public DialogTest {
     FakeLabel lblDemandLog;
     FakeProgressBar pbarDemandLog;
     FakeButton cmdDemandLogClear, cmdRefresh, cmdClose, cmdUnused, cmdHelp;
-    std::unique_ptr<frm4710LogStatus> dialog;
+    std::unique_ptr<LogStatusDialog> dialog;
 };
 
-TEST_F(LogStatusDialog, ActivationReadsOnceAndRefreshAndClearShowTheFill) {
+TEST_F(LogStatusDialogTest, ActivationReadsOnceAndRefreshAndClearShowTheFill) {
     EXPECT_EQ(form.caption, "4710 Log Status");
     EXPECT_TRUE(comm().Requests().empty()) << "loading alone reads nothing";
 
@@ -66,7 +66,7 @@ TEST_F(LogStatusDialog, ActivationReadsOnceAndRefreshAndClearShowTheFill) {
     EXPECT_TRUE(ui().boxes.empty()) << "no confirmation before clearing";
 }
 
-TEST_F(LogStatusDialog, FailedReadsAreReportedAndTheDialogStaysUsable) {
+TEST_F(LogStatusDialogTest, FailedReadsAreReportedAndTheDialogStaysUsable) {
     comm().Fail(SET_DEMAND_LOG_STATUS,
                 AutomationError(-2147220991, "Time-out waiting for the instrument"));
     dialog->Activate();
@@ -91,7 +91,7 @@ TEST_F(LogStatusDialog, FailedReadsAreReportedAndTheDialogStaysUsable) {
     EXPECT_EQ(lblDemandLog.caption, Fill(Decimal("50", "00")));
 }
 
-TEST_F(LogStatusDialog, HelpOpensTheTopicCloseHidesAndUnloadSavesAndReleases) {
+TEST_F(LogStatusDialogTest, HelpOpensTheTopicCloseHidesAndUnloadSavesAndReleases) {
     bool hidden = false;
     dialog->OnHide([&] { hidden = true; });
     dialog->cmdOKCancelHelp_Click(kCmdHelp);

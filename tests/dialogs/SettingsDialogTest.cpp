@@ -2,20 +2,20 @@
 
 #include "tests/dialogs/DialogTestSupport.h"
 #include "vesk4710/calibration/CalibrationGrid.h"
-#include "vesk4710/dialogs/frm4710Settings.h"
+#include "vesk4710/dialogs/SettingsDialog.h"
 #include "vesk4710/support/NumberText.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk::test {
 namespace {
 
-class SettingsDialog : public DialogTest {
+class SettingsDialogTest : public DialogTest {
   protected:
     void SetUp() override {
         DialogTest::SetUp();
         ScriptInstrument();
 
-        dialog = std::make_unique<frm4710Settings>(instrument);
+        dialog = std::make_unique<SettingsDialog>(instrument);
         dialog->Bind({&form,
                       &lblModel,
                       &lblSerial,
@@ -64,11 +64,11 @@ class SettingsDialog : public DialogTest {
     FakeCheckBox chkAutoInterval, chkAutoPower, chkDisableSerial;
     FakeList cboUnits, cboScanMode, cboResolution, lstChannels;
     FakeButton cmdEditChannel, cmdUnlock, cmdOK, cmdCancel, cmdHelp;
-    std::unique_ptr<frm4710Settings> dialog;
+    std::unique_ptr<SettingsDialog> dialog;
     int hides = 0;
 };
 
-TEST_F(SettingsDialog, ActivationShowsWhatTheInstrumentHolds) {
+TEST_F(SettingsDialogTest, ActivationShowsWhatTheInstrumentHolds) {
     Open();
     EXPECT_EQ(form.caption, "4710 Settings");
     EXPECT_EQ(txtSerial.text, "A12345");
@@ -94,7 +94,7 @@ TEST_F(SettingsDialog, ActivationShowsWhatTheInstrumentHolds) {
     EXPECT_TRUE(comm().Requests().empty()) << "read once";
 }
 
-TEST_F(SettingsDialog, ResolutionIsWhatTheChannelsReportAndDisablingTheSerialPortAsksFirst) {
+TEST_F(SettingsDialogTest, ResolutionIsWhatTheChannelsReportAndDisablingTheSerialPortAsksFirst) {
     comm().responder =
         [](int32_t id, const std::map<std::string, std::string>& p) -> std::optional<std::string> {
         if (id != 66) {
@@ -122,7 +122,7 @@ TEST_F(SettingsDialog, ResolutionIsWhatTheChannelsReportAndDisablingTheSerialPor
     }
 }
 
-TEST_F(SettingsDialog, AFailedReadLeavesNothingToWrite) {
+TEST_F(SettingsDialogTest, AFailedReadLeavesNothingToWrite) {
     comm().Fail(SET_INTERVAL_READ, AutomationError(-2147220991, "Time-out"));
     dialog->Activate();
     ASSERT_FALSE(ui().boxes.empty());
@@ -131,7 +131,7 @@ TEST_F(SettingsDialog, AFailedReadLeavesNothingToWrite) {
     EXPECT_TRUE(cmdCancel.enabled);
 }
 
-TEST_F(SettingsDialog, UnitsAreWrittenAloneAfterTheQuestion) {
+TEST_F(SettingsDialogTest, UnitsAreWrittenAloneAfterTheQuestion) {
     Open();
     SelectData(cboUnits, UNITS_DEGREESF);
     OK();
@@ -146,7 +146,7 @@ TEST_F(SettingsDialog, UnitsAreWrittenAloneAfterTheQuestion) {
     EXPECT_FALSE(instrument->Changed());
 }
 
-TEST_F(SettingsDialog, ScanSettingsAndIntervalUseTheirOwnWrites) {
+TEST_F(SettingsDialogTest, ScanSettingsAndIntervalUseTheirOwnWrites) {
     Open();
     txtInterval.Text("10");
     txtScanChannels.Text(" 2 , 1");
@@ -161,7 +161,7 @@ TEST_F(SettingsDialog, ScanSettingsAndIntervalUseTheirOwnWrites) {
     EXPECT_EQ(hides, 1);
 }
 
-TEST_F(SettingsDialog, AnsweringNoKeepsTheEditsAndWithoutChangesNothingIsWritten) {
+TEST_F(SettingsDialogTest, AnsweringNoKeepsTheEditsAndWithoutChangesNothingIsWritten) {
     Open();
     chkAutoPower.Value(1);
     ui().answers.push_back(kAnsNo);
@@ -180,7 +180,7 @@ TEST_F(SettingsDialog, AnsweringNoKeepsTheEditsAndWithoutChangesNothingIsWritten
     EXPECT_FALSE(dialog->Cancelled());
 }
 
-TEST_F(SettingsDialog, EntriesOutsideTheirLimitsAreRefusedWithTheReason) {
+TEST_F(SettingsDialogTest, EntriesOutsideTheirLimitsAreRefusedWithTheReason) {
     Open();
     const auto refused = [&](const std::function<void()>& edit, const std::string& message) {
         ui().boxes.clear();
@@ -212,10 +212,10 @@ TEST_F(SettingsDialog, EntriesOutsideTheirLimitsAreRefusedWithTheReason) {
         "Scanning needs at least one channel in the scan channel list.");
 }
 
-class UnlockedSettingsDialog : public SettingsDialog {
+class UnlockedSettingsDialog : public SettingsDialogTest {
   protected:
     void SetUp() override {
-        SettingsDialog::SetUp();
+        SettingsDialogTest::SetUp();
         instrument->AllowSetSerial(true);
         Open();
         ui().passcodes.push_back({"0000", true});
@@ -313,7 +313,7 @@ TEST_F(UnlockedSettingsDialog, ProtectedChangesGoThroughTheWriteBackWithThePassc
     EXPECT_EQ(hides, 1);
 }
 
-TEST_F(SettingsDialog, FutureCalibrationDatesAndCancelWriteNothing) {
+TEST_F(SettingsDialogTest, FutureCalibrationDatesAndCancelWriteNothing) {
     Open();
     ui().passcodes.push_back({"1234", true});
     comm().Reply(SET_PASSCODE_STATE, "1");

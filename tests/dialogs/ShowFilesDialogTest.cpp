@@ -2,15 +2,15 @@
 
 #include "tests/testsupport/Fakes.h"
 #include "tests/testsupport/RecordingOutputFile.h"
-#include "vesk4710/dialogs/frmShowFiles.h"
+#include "vesk4710/dialogs/ShowFilesDialog.h"
 
 namespace vesk::test {
 namespace {
 
-class ShowFilesDialog : public ::testing::Test {
+class ShowFilesDialogTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        dialog = std::make_unique<frmShowFiles>(host);
+        dialog = std::make_unique<ShowFilesDialog>(host);
         dialog->Bind({&form, &lblInstructions, &lstFiles, &chkPrint, &cmdOK});
     }
 
@@ -39,10 +39,10 @@ class ShowFilesDialog : public ::testing::Test {
     FakeCheckBox chkPrint;
     FakeButton cmdOK;
     std::vector<std::shared_ptr<RecordingOutputFile>> files;
-    std::unique_ptr<frmShowFiles> dialog;
+    std::unique_ptr<ShowFilesDialog> dialog;
 };
 
-TEST_F(ShowFilesDialog, ActivationListsFullPathsOnceWithTheirIndexes) {
+TEST_F(ShowFilesDialogTest, ActivationListsFullPathsOnceWithTheirIndexes) {
     EXPECT_EQ(chkPrint.value, 0) << "double-click views unless asked to print";
 
     AddFile("DEMAND.txt");
@@ -57,13 +57,13 @@ TEST_F(ShowFilesDialog, ActivationListsFullPathsOnceWithTheirIndexes) {
     EXPECT_EQ(host.ui.pointer, kPointerDefault) << "the caller's hourglass does not stay";
 }
 
-TEST_F(ShowFilesDialog, AnEmptyDownloadListsNothing) {
+TEST_F(ShowFilesDialogTest, AnEmptyDownloadListsNothing) {
     Open();
     EXPECT_EQ(lstFiles.ListCount(), 0);
     dialog->lstFiles_DblClick();  // nothing selected: nothing to open
 }
 
-TEST_F(ShowFilesDialog, DoubleClickViewsOrPrintsTheChosenFile) {
+TEST_F(ShowFilesDialogTest, DoubleClickViewsOrPrintsTheChosenFile) {
     auto first = AddFile("A.txt");
     auto second = AddFile("B.txt");
     Open();

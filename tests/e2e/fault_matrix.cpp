@@ -24,9 +24,9 @@
 #include "vesk4710/channel/CVesk4710Channel.h"
 #include "vesk4710/core/CVesk4710.h"
 #include "vesk4710/logging/LogDownload.h"
-#include "vesk4710/platform/Probe.h"
+#include "vesk4710/platform/IProbe.h"
 #include "vesk4710/support/NumberText.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk::test {
 namespace {

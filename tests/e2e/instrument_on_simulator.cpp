@@ -14,7 +14,7 @@
 #include "tests/robustness/SimulatedLab.h"
 #include "tests/testsupport/Raised.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
-#include "vesk4710/channel/modConversionTypes.h"
+#include "vesk4710/channel/ConversionTypes.h"
 #include "vesk4710/core/CVesk4710.h"
 #include "vesk4710/modules/CVesk4710Card.h"
 #include "vesk4710/support/NumberText.h"

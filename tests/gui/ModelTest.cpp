@@ -17,7 +17,7 @@
 #include "apps/vesk4710-gui/model/TimeWindow.h"
 #include "components/comm/CommErrors.h"
 #include "tests/gui/GuiTestSupport.h"
-#include "vesk4710/channel/modConversionTypes.h"
+#include "vesk4710/channel/ConversionTypes.h"
 
 namespace vesk::gui {
 namespace {

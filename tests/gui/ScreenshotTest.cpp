@@ -23,7 +23,7 @@
 #include "ui/qt/QtHelpViewer.h"
 #include "ui/qt/QtUi.h"
 #include "vesk4710/dialogs/DialogBase.h"
-#include "vesk4710/support/modHelp.h"
+#include "vesk4710/support/Help.h"
 
 namespace vesk::gui {
 namespace {

@@ -1,7 +1,7 @@
 // A download that meets a dropped link, an early end, an unwritable folder or a full disk
 // tells the user clearly and loses nothing it received.
 #include "tests/logging/LoggingFixture.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk::test {
 namespace {

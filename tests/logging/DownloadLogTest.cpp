@@ -2,8 +2,8 @@
 #include <algorithm>
 
 #include "tests/logging/LoggingFixture.h"
-#include "vesk4710/dialogs/frmShowFiles.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/dialogs/ShowFilesDialog.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk::test {
 namespace {
@@ -204,7 +204,7 @@ TEST_F(DownloadLogTest, MultipleFilesGetOneFilePerLabel) {
                            Reading(5, 2, "BETA", "5.5")}));
     std::vector<std::string> listed;
     host->ui.onShowModal = [&](IDialogLogic& d) {
-        if (auto* files = dynamic_cast<frmShowFiles*>(&d)) {
+        if (auto* files = dynamic_cast<ShowFilesDialog*>(&d)) {
             for (const auto& f : files->Files()) {
                 listed.push_back(f->FileName());
             }

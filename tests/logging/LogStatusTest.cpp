@@ -2,7 +2,7 @@
 #include <functional>
 
 #include "tests/logging/LoggingFixture.h"
-#include "vesk4710/support/modHelp.h"
+#include "vesk4710/support/Help.h"
 
 namespace vesk::test {
 namespace {

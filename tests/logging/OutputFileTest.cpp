@@ -8,7 +8,7 @@
 
 #include "tests/logging/LoggingFixture.h"
 #include "tests/testsupport/EnvGuard.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk::test {
 namespace {

@@ -13,7 +13,7 @@
 #include "tests/qt/QtTestSupport.h"
 #include "tests/testsupport/RecordingOutputFile.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
-#include "vesk4710/dialogs/frmShowFiles.h"
+#include "vesk4710/dialogs/ShowFilesDialog.h"
 #include "vesk4710/support/NumberText.h"
 
 namespace vesk::qttest {
@@ -285,7 +285,7 @@ TEST_F(QtLogDialogs, DoubleClickingADownloadedFileViewsOrPrintsIt) {
               })
         .Then("closed", [&] { return Window("frmShowFiles") == nullptr; });
     driver.Start();
-    frmShowFiles dialog(*host);
+    ShowFilesDialog dialog(*host);
     dialog.SetFiles({first, second});
     EXPECT_TRUE(ui->ShowModal(dialog, nullptr));
     EXPECT_EQ(second->calls, (std::vector<std::string>{"View true"}));

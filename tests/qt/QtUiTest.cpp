@@ -9,7 +9,7 @@
 
 #include "tests/qt/QtTestSupport.h"
 #include "ui/qt/QtProgress.h"
-#include "vesk4710/platform/Progress.h"
+#include "vesk4710/platform/IProgress.h"
 
 namespace vesk::qttest {
 namespace {

@@ -15,7 +15,7 @@
 #include "vesk4710/channel/CVesk4710Channel.h"
 #include "vesk4710/core/CVesk4710.h"
 #include "vesk4710/logging/LogDownload.h"
-#include "vesk4710/platform/Probe.h"
+#include "vesk4710/platform/IProbe.h"
 
 namespace vesk::test {
 namespace {

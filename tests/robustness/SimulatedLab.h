@@ -19,8 +19,8 @@
 #include "tests/testsupport/FakeFileSystem.h"
 #include "tests/testsupport/FakeUi.h"
 #include "vesk4710/core/CVesk4710.h"
-#include "vesk4710/platform/Registry.h"
-#include "vesk4710/support/modRegistryKeys.h"
+#include "vesk4710/platform/IRegistry.h"
+#include "vesk4710/support/RegistryKeys.h"
 
 namespace vesk::test {
 

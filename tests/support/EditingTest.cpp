@@ -7,8 +7,8 @@
 #include "tests/testsupport/FakeFileSystem.h"
 #include "tests/testsupport/Locale.h"
 #include "tests/testsupport/Raised.h"
-#include "vesk4710/support/modEditing.h"
-#include "vesk4710/support/modPaths.h"
+#include "vesk4710/support/KeyFilters.h"
+#include "vesk4710/support/Paths.h"
 
 namespace vesk {
 namespace {

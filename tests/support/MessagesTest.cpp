@@ -6,9 +6,9 @@
 #include "tests/testsupport/FakeUi.h"
 #include "tests/testsupport/Locale.h"
 #include "tests/testsupport/Raised.h"
-#include "vesk4710/support/modHelp.h"
-#include "vesk4710/support/modMessages.h"
-#include "vesk4710/support/modTiming.h"
+#include "vesk4710/support/Delay.h"
+#include "vesk4710/support/Help.h"
+#include "vesk4710/support/Messages.h"
 
 namespace vesk {
 namespace {

@@ -2,8 +2,8 @@
 
 #include "tests/testsupport/Locale.h"
 #include "tests/testsupport/Raised.h"
-#include "vesk4710/support/modResourceConstants.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/support/StringIds.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk {
 namespace {

@@ -5,7 +5,7 @@
 #include "tests/testsupport/Locale.h"
 #include "tests/testsupport/Raised.h"
 #include "vesk4710/support/Dispatch.h"
-#include "vesk4710/support/modEditing.h"
+#include "vesk4710/support/KeyFilters.h"
 
 namespace vesk {
 namespace {

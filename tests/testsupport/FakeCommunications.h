@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "vesk4710/platform/Communications.h"
+#include "vesk4710/platform/ICommunications.h"
 #include "vesk4710/support/AutomationError.h"
 
 namespace vesk::test {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "vesk4710/platform/Controls.h"
+#include "vesk4710/platform/IControls.h"
 
 namespace vesk::test {
 

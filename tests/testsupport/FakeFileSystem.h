@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "vesk4710/platform/FileSystem.h"
+#include "vesk4710/platform/IFileSystem.h"
 
 namespace vesk::test {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "vesk4710/platform/Registry.h"
+#include "vesk4710/platform/IRegistry.h"
 
 namespace vesk::test {
 

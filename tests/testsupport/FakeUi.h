@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "vesk4710/platform/Progress.h"
-#include "vesk4710/platform/UiServices.h"
+#include "vesk4710/platform/IProgress.h"
+#include "vesk4710/platform/IUiServices.h"
 
 namespace vesk::test {
 

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "vesk4710/support/modGlobals.h"
+#include "vesk4710/support/UserLocale.h"
 
 namespace vesk::test {
 

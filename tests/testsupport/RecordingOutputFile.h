@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "vesk4710/platform/OutputFile.h"
+#include "vesk4710/platform/IOutputFile.h"
 
 namespace vesk::test {
 

@@ -15,8 +15,8 @@
 #include <vector>
 
 #include "ui/console/LineInput.h"
-#include "vesk4710/platform/Progress.h"
-#include "vesk4710/platform/UiServices.h"
+#include "vesk4710/platform/IProgress.h"
+#include "vesk4710/platform/IUiServices.h"
 
 namespace vesk {
 

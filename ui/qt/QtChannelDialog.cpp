@@ -18,7 +18,7 @@
 
 namespace vesk {
 
-QtChannelDialog::QtChannelDialog(QWidget* parent, frm4710Channel& logic)
+QtChannelDialog::QtChannelDialog(QWidget* parent, ChannelDialog& logic)
     : QtDialogForm(parent, logic),
       logic_(logic),
       lblProbeSerial_(Named(new QLabel(this), "lblProbeSerial")),

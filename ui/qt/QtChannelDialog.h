@@ -4,14 +4,14 @@
 
 #include "ui/qt/QtControls.h"
 #include "ui/qt/QtDialogForm.h"
-#include "vesk4710/dialogs/frm4710Channel.h"
+#include "vesk4710/dialogs/ChannelDialog.h"
 
 namespace vesk {
 
 class QtChannelDialog : public QtDialogForm {
     Q_OBJECT
   public:
-    QtChannelDialog(QWidget* parent, frm4710Channel& logic);
+    QtChannelDialog(QWidget* parent, ChannelDialog& logic);
 
   protected:
     void Activated() override;
@@ -21,7 +21,7 @@ class QtChannelDialog : public QtDialogForm {
     void StyleGrid();
 
   private:
-    frm4710Channel& logic_;
+    ChannelDialog& logic_;
     QtLabel lblProbeSerial_, lblProbeType_, lblConversionType_, lblTCType_, lblCoefficients_,
         lblCalDate_, lblResolution_, lblRJCType_, lblRJCTemperature_, lblMINOP_, lblMAXOP_;
     QtTextBox txtProbeSerial_, txtRJCTemperature_, txtMINOP_, txtMAXOP_;

@@ -14,7 +14,7 @@
 
 class QPushButton;
 
-#include "vesk4710/platform/Controls.h"
+#include "vesk4710/platform/IControls.h"
 
 namespace vesk {
 

@@ -12,7 +12,7 @@
 #include "ui/qt/QtControls.h"
 
 #include "vesk4710/dialogs/DialogBase.h"
-#include "vesk4710/platform/Controls.h"
+#include "vesk4710/platform/IControls.h"
 
 class QHBoxLayout;
 class QTableWidget;

@@ -29,22 +29,22 @@ bool Run(IDialogLogic& dialog, QWidget* parent) {
 bool RunDialog(IDialogLogic& dialog, QWidget* parent) {
     const std::string name = dialog.DialogName();
     if (name == "frmShowFiles") {
-        return Run<QtShowFilesDialog, frmShowFiles>(dialog, parent);
+        return Run<QtShowFilesDialog, ShowFilesDialog>(dialog, parent);
     }
     if (name == "frm4710LogStatus") {
-        return Run<QtLogStatusDialog, frm4710LogStatus>(dialog, parent);
+        return Run<QtLogStatusDialog, LogStatusDialog>(dialog, parent);
     }
     if (name == "frm4710Labels") {
-        return Run<QtLabelsDialog, frm4710Labels>(dialog, parent);
+        return Run<QtLabelsDialog, LabelsDialog>(dialog, parent);
     }
     if (name == "frm4710Settings") {
-        return Run<QtSettingsDialog, frm4710Settings>(dialog, parent);
+        return Run<QtSettingsDialog, SettingsDialog>(dialog, parent);
     }
     if (name == "frm4710Channel") {
-        return Run<QtChannelDialog, frm4710Channel>(dialog, parent);
+        return Run<QtChannelDialog, ChannelDialog>(dialog, parent);
     }
     if (name == "frm4710Download") {
-        return Run<QtDownloadDialog, frm4710Download>(dialog, parent);
+        return Run<QtDownloadDialog, DownloadDialog>(dialog, parent);
     }
     return false;
 }

@@ -1,6 +1,6 @@
 #pragma once
 // Runs the library's dialog logic in its Qt dialog, chosen by the logic's name.
-#include "vesk4710/platform/UiServices.h"
+#include "vesk4710/platform/IUiServices.h"
 
 class QWidget;
 

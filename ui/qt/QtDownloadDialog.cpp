@@ -12,7 +12,7 @@
 
 namespace vesk {
 
-QtDownloadDialog::QtDownloadDialog(QWidget* parent, frm4710Download& logic)
+QtDownloadDialog::QtDownloadDialog(QWidget* parent, DownloadDialog& logic)
     : QtDialogForm(parent, logic),
       logic_(logic),
       lblLog_(Named(new QLabel(this), "lblLog")),

@@ -4,21 +4,21 @@
 
 #include "ui/qt/QtControls.h"
 #include "ui/qt/QtDialogForm.h"
-#include "vesk4710/dialogs/frm4710Download.h"
+#include "vesk4710/dialogs/DownloadDialog.h"
 
 namespace vesk {
 
 class QtDownloadDialog : public QtDialogForm {
     Q_OBJECT
   public:
-    QtDownloadDialog(QWidget* parent, frm4710Download& logic);
+    QtDownloadDialog(QWidget* parent, DownloadDialog& logic);
 
   protected:
     void Activated() override { logic_.Activate(); }
     void Cancelled() override { logic_.cmdOKCancelHelp_Click(kCmdCancel); }
 
   private:
-    frm4710Download& logic_;
+    DownloadDialog& logic_;
     QtLabel lblLog_, lblLabel_, lblDecimals_, lblFolder_;
     QtComboBox cboLog_, cboLabel_, cboDecimals_;
     std::array<QtCheckBox, 2> optFiles_;

@@ -12,7 +12,7 @@
 
 namespace vesk {
 
-QtLabelsDialog::QtLabelsDialog(QWidget* parent, frm4710Labels& logic)
+QtLabelsDialog::QtLabelsDialog(QWidget* parent, LabelsDialog& logic)
     : QtDialogForm(parent, logic),
       logic_(logic),
       lblLabelName_(new QLabel(this)),

@@ -4,14 +4,14 @@
 
 #include "ui/qt/QtControls.h"
 #include "ui/qt/QtDialogForm.h"
-#include "vesk4710/dialogs/frm4710Labels.h"
+#include "vesk4710/dialogs/LabelsDialog.h"
 
 namespace vesk {
 
 class QtLabelsDialog : public QtDialogForm {
     Q_OBJECT
   public:
-    QtLabelsDialog(QWidget* parent, frm4710Labels& logic);
+    QtLabelsDialog(QWidget* parent, LabelsDialog& logic);
 
   protected:
     void Activated() override { logic_.Activate(); }
@@ -19,7 +19,7 @@ class QtLabelsDialog : public QtDialogForm {
     bool eventFilter(QObject* watched, QEvent* event) override;
 
   private:
-    frm4710Labels& logic_;
+    LabelsDialog& logic_;
     QtLabel lblLabelName_;
     QtTextBox txtLabelName_;
     QtButton cmdReset_;

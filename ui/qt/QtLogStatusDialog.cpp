@@ -9,7 +9,7 @@
 
 namespace vesk {
 
-QtLogStatusDialog::QtLogStatusDialog(QWidget* parent, frm4710LogStatus& logic)
+QtLogStatusDialog::QtLogStatusDialog(QWidget* parent, LogStatusDialog& logic)
     : QtDialogForm(parent, logic),
       logic_(logic),
       lblDemandLog_(new QLabel(this)),

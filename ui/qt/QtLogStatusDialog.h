@@ -4,14 +4,14 @@
 
 #include "ui/qt/QtControls.h"
 #include "ui/qt/QtDialogForm.h"
-#include "vesk4710/dialogs/frm4710LogStatus.h"
+#include "vesk4710/dialogs/LogStatusDialog.h"
 
 namespace vesk {
 
 class QtLogStatusDialog : public QtDialogForm {
     Q_OBJECT
   public:
-    QtLogStatusDialog(QWidget* parent, frm4710LogStatus& logic);
+    QtLogStatusDialog(QWidget* parent, LogStatusDialog& logic);
 
   protected:
     void Activated() override { logic_.Activate(); }
@@ -19,7 +19,7 @@ class QtLogStatusDialog : public QtDialogForm {
     void Cancelled() override { logic_.cmdOKCancelHelp_Click(kCmdOK); }
 
   private:
-    frm4710LogStatus& logic_;
+    LogStatusDialog& logic_;
     QtLabel lblDemandLog_;
     QtProgressBar pbarDemandLog_;
     QtButton cmdDemandLogClear_;

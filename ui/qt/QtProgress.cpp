@@ -11,7 +11,7 @@
 
 #include "ui/qt/QtControls.h"
 #include "ui/qt/QtUi.h"
-#include "vesk4710/support/modMessages.h"
+#include "vesk4710/support/Messages.h"
 
 namespace vesk {
 

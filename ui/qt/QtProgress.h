@@ -4,7 +4,7 @@
 #include <QDialog>
 #include <QPointer>
 
-#include "vesk4710/platform/Progress.h"
+#include "vesk4710/platform/IProgress.h"
 
 class QLabel;
 class QProgressBar;

@@ -21,7 +21,7 @@
 
 namespace vesk {
 
-QtSettingsDialog::QtSettingsDialog(QWidget* parent, frm4710Settings& logic)
+QtSettingsDialog::QtSettingsDialog(QWidget* parent, SettingsDialog& logic)
     : QtDialogForm(parent, logic),
       logic_(logic),
       lblModel_(Named(new QLabel(this), "lblModel")),

@@ -5,14 +5,14 @@
 
 #include "ui/qt/QtControls.h"
 #include "ui/qt/QtDialogForm.h"
-#include "vesk4710/dialogs/frm4710Settings.h"
+#include "vesk4710/dialogs/SettingsDialog.h"
 
 namespace vesk {
 
 class QtSettingsDialog : public QtDialogForm {
     Q_OBJECT
   public:
-    QtSettingsDialog(QWidget* parent, frm4710Settings& logic);
+    QtSettingsDialog(QWidget* parent, SettingsDialog& logic);
 
     IGridControl* vsfgCalParams() override { return &vsfgCalParams_; }
 
@@ -22,7 +22,7 @@ class QtSettingsDialog : public QtDialogForm {
     bool eventFilter(QObject* watched, QEvent* event) override;
 
   private:
-    frm4710Settings& logic_;
+    SettingsDialog& logic_;
     QtLabel lblModel_, lblSerial_, lblUnits_, lblInterval_, lblScanMode_, lblScanChannels_,
         lblScanSeqDelay_, lblResolution_, lblCalDate_, lblCalParams_, lblChannels_;
     QtTextBox txtSerial_, txtInterval_, txtScanChannels_, txtScanSeqDelay_;

@@ -10,7 +10,7 @@
 
 namespace vesk {
 
-QtShowFilesDialog::QtShowFilesDialog(QWidget* parent, frmShowFiles& logic)
+QtShowFilesDialog::QtShowFilesDialog(QWidget* parent, ShowFilesDialog& logic)
     : QtDialogForm(parent, logic),
       logic_(logic),
       lblInstructions_(new QLabel(this)),

@@ -2,7 +2,7 @@
 // The downloaded-files dialog.
 #include "ui/qt/QtControls.h"
 #include "ui/qt/QtDialogForm.h"
-#include "vesk4710/dialogs/frmShowFiles.h"
+#include "vesk4710/dialogs/ShowFilesDialog.h"
 
 class QCheckBox;
 class QPushButton;
@@ -12,14 +12,14 @@ namespace vesk {
 class QtShowFilesDialog : public QtDialogForm {
     Q_OBJECT
   public:
-    QtShowFilesDialog(QWidget* parent, frmShowFiles& logic);
+    QtShowFilesDialog(QWidget* parent, ShowFilesDialog& logic);
 
   protected:
     void Activated() override { logic_.Activate(); }
     void Cancelled() override { logic_.cmdOK_Click(); }
 
   private:
-    frmShowFiles& logic_;
+    ShowFilesDialog& logic_;
     QtLabel lblInstructions_;
     QtListBox lstFiles_;
     QtCheckBox chkPrint_;

@@ -13,7 +13,7 @@
 #include "ui/qt/QtDialogs.h"
 #include "ui/qt/QtHelpViewer.h"
 #include "ui/qt/QtProgress.h"
-#include "vesk4710/support/modMessages.h"
+#include "vesk4710/support/Messages.h"
 
 namespace vesk {
 

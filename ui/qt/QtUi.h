@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "vesk4710/platform/UiServices.h"
+#include "vesk4710/platform/IUiServices.h"
 
 class QWidget;
 

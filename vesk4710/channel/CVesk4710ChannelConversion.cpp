@@ -3,14 +3,14 @@
 #include <array>
 
 #include "vesk4710/channel/CVesk4710Channel.h"
-#include "vesk4710/channel/modConversionTypes.h"
+#include "vesk4710/channel/ConversionTypes.h"
 #include "vesk4710/core/CVesk4710.h"
 #include "vesk4710/modules/CVesk4710Card.h"
 #include "vesk4710/support/AutomationError.h"
+#include "vesk4710/support/Help.h"
+#include "vesk4710/support/Messages.h"
 #include "vesk4710/support/NumberText.h"
-#include "vesk4710/support/modHelp.h"
-#include "vesk4710/support/modMessages.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk {
 

@@ -4,9 +4,9 @@
 
 #include "vesk4710/channel/CVesk4710Channel.h"
 #include "vesk4710/channel/ChannelEditDialog.h"
-#include "vesk4710/channel/modConversionTypes.h"
+#include "vesk4710/channel/ConversionTypes.h"
 #include "vesk4710/support/NumberText.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk {
 

@@ -7,12 +7,12 @@
 #include "vesk4710/channel/CVesk4710Channel.h"
 #include "vesk4710/channel/ChannelProgress.h"
 #include "vesk4710/channel/ChannelTransfer.h"
-#include "vesk4710/channel/modConversionTypes.h"
+#include "vesk4710/channel/ConversionTypes.h"
 #include "vesk4710/platform/SettingIds.h"
 #include "vesk4710/support/AutomationError.h"
+#include "vesk4710/support/Messages.h"
 #include "vesk4710/support/NumberText.h"
-#include "vesk4710/support/modMessages.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk {
 

@@ -5,8 +5,8 @@
 #include <memory>
 #include <string>
 
-#include "vesk4710/platform/Registry.h"
-#include "vesk4710/platform/UiServices.h"
+#include "vesk4710/platform/IRegistry.h"
+#include "vesk4710/platform/IUiServices.h"
 
 namespace vesk {
 

@@ -2,7 +2,7 @@
 // Closing the channel's progress displays on every path out of an operation.
 #include <memory>
 
-#include "vesk4710/platform/Progress.h"
+#include "vesk4710/platform/IProgress.h"
 
 namespace vesk::channel_detail {
 

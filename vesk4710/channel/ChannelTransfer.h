@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "vesk4710/channel/CVesk4710Channel.h"
+#include "vesk4710/support/Messages.h"
 #include "vesk4710/support/NumberText.h"
-#include "vesk4710/support/modMessages.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk::channel_detail {
 

@@ -6,16 +6,16 @@
 #include <utility>
 
 #include "vesk4710/core/CVesk4710Internal.h"
-#include "vesk4710/dialogs/frm4710Labels.h"
-#include "vesk4710/dialogs/frm4710LogStatus.h"
-#include "vesk4710/dialogs/frm4710Settings.h"
+#include "vesk4710/dialogs/LabelsDialog.h"
+#include "vesk4710/dialogs/LogStatusDialog.h"
+#include "vesk4710/dialogs/SettingsDialog.h"
 #include "vesk4710/modules/CVesk4710Card.h"
+#include "vesk4710/support/Help.h"
+#include "vesk4710/support/Messages.h"
 #include "vesk4710/support/NumberText.h"
-#include "vesk4710/support/modHelp.h"
-#include "vesk4710/support/modMessages.h"
-#include "vesk4710/support/modPaths.h"
-#include "vesk4710/support/modRegistryKeys.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/support/Paths.h"
+#include "vesk4710/support/RegistryKeys.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk {
 
@@ -623,7 +623,7 @@ bool CVesk4710::ShowDialog(IDialogLogic& dialog) {
 
 bool CVesk4710::Edit() {
     try {
-        frm4710Settings dialog(shared_from_this());
+        SettingsDialog dialog(shared_from_this());
         ShowDialog(dialog);
         return !dialog.Cancelled();
     } catch (...) {
@@ -633,7 +633,7 @@ bool CVesk4710::Edit() {
 
 bool CVesk4710::ViewLogStatus() {
     try {
-        frm4710LogStatus dialog(shared_from_this());
+        LogStatusDialog dialog(shared_from_this());
         return ShowDialog(dialog);
     } catch (...) {
         Rethrow("ViewLogStatus");
@@ -642,7 +642,7 @@ bool CVesk4710::ViewLogStatus() {
 
 bool CVesk4710::EditLogLabels() {
     try {
-        frm4710Labels dialog(shared_from_this());
+        LabelsDialog dialog(shared_from_this());
         return ShowDialog(dialog);
     } catch (...) {
         Rethrow("EditLogLabels");

@@ -17,7 +17,7 @@
 #include <vector>
 
 #include "vesk4710/calibration/CalibrationGrid.h"
-#include "vesk4710/core/mod4710Constants.h"
+#include "vesk4710/core/Enums.h"
 #include "vesk4710/platform/Host.h"
 #include "vesk4710/support/Date.h"
 #include "vesk4710/support/Dispatch.h"

@@ -4,12 +4,12 @@
 #include <memory>
 #include <string>
 
-#include "vesk4710/core/mod4710Constants.h"
-#include "vesk4710/platform/Communications.h"
-#include "vesk4710/platform/Progress.h"
-#include "vesk4710/platform/UiServices.h"
-#include "vesk4710/support/modMessages.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/core/Enums.h"
+#include "vesk4710/platform/ICommunications.h"
+#include "vesk4710/platform/IProgress.h"
+#include "vesk4710/platform/IUiServices.h"
+#include "vesk4710/support/Messages.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk::detail {
 

@@ -1,13 +1,13 @@
 // Readings: measuring on and off, channel state, one reading of a channel, units lists.
 #include "vesk4710/channel/CVesk4710Channel.h"
-#include "vesk4710/channel/modConversionTypes.h"
+#include "vesk4710/channel/ConversionTypes.h"
 #include "vesk4710/core/CVesk4710.h"
 #include "vesk4710/core/CVesk4710Internal.h"
 #include "vesk4710/modules/CVesk4710Card.h"
+#include "vesk4710/support/Delay.h"
+#include "vesk4710/support/Help.h"
 #include "vesk4710/support/NumberText.h"
-#include "vesk4710/support/modHelp.h"
-#include "vesk4710/support/modStrings.h"
-#include "vesk4710/support/modTiming.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk {
 

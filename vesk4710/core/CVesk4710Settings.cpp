@@ -2,9 +2,9 @@
 // writes the cached value; passcode protection.
 #include "vesk4710/core/CVesk4710.h"
 #include "vesk4710/core/CVesk4710Internal.h"
+#include "vesk4710/support/Messages.h"
 #include "vesk4710/support/NumberText.h"
-#include "vesk4710/support/modMessages.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk {
 

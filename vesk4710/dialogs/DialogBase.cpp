@@ -1,8 +1,8 @@
 #include "vesk4710/dialogs/DialogBase.h"
 
-#include "vesk4710/support/modHelp.h"
-#include "vesk4710/support/modMessages.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/support/Help.h"
+#include "vesk4710/support/Messages.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk {
 

@@ -6,9 +6,9 @@
 #include <map>
 #include <string>
 
-#include "vesk4710/platform/Controls.h"
-#include "vesk4710/platform/Registry.h"
-#include "vesk4710/platform/UiServices.h"
+#include "vesk4710/platform/IControls.h"
+#include "vesk4710/platform/IRegistry.h"
+#include "vesk4710/platform/IUiServices.h"
 
 namespace vesk {
 

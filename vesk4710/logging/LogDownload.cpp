@@ -8,13 +8,13 @@
 #include <utility>
 
 #include "vesk4710/core/CVesk4710.h"
-#include "vesk4710/dialogs/frmShowFiles.h"
+#include "vesk4710/dialogs/ShowFilesDialog.h"
 #include "vesk4710/support/AutomationError.h"
 #include "vesk4710/support/Date.h"
-#include "vesk4710/support/modMessages.h"
-#include "vesk4710/support/modPaths.h"
-#include "vesk4710/support/modResourceConstants.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/support/Messages.h"
+#include "vesk4710/support/Paths.h"
+#include "vesk4710/support/StringIds.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk {
 
@@ -697,7 +697,7 @@ namespace detail {
 void ShowFiles(CVesk4710& instrument, const std::vector<std::shared_ptr<IOutputFile>>& files) {
     Host& host = instrument.GetHost();
     try {
-        frmShowFiles dialog(host);
+        ShowFilesDialog dialog(host);
         dialog.SetFiles(files);
         host.Ui().ShowModal(dialog, nullptr);
     } catch (...) {

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "vesk4710/core/mod4710Constants.h"
-#include "vesk4710/platform/OutputFile.h"
-#include "vesk4710/platform/TextSplitter.h"
+#include "vesk4710/core/Enums.h"
+#include "vesk4710/platform/IOutputFile.h"
+#include "vesk4710/platform/ITextSplitter.h"
 
 namespace vesk {
 

@@ -4,7 +4,7 @@
 
 #include "vesk4710/channel/CVesk4710Channel.h"
 #include "vesk4710/core/CVesk4710.h"
-#include "vesk4710/support/modPaths.h"
+#include "vesk4710/support/Paths.h"
 
 namespace vesk {
 

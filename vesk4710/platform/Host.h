@@ -4,15 +4,15 @@
 #include <memory>
 #include <string>
 
-#include "vesk4710/platform/Communications.h"
-#include "vesk4710/platform/Controls.h"
-#include "vesk4710/platform/FileSystem.h"
-#include "vesk4710/platform/OutputFile.h"
-#include "vesk4710/platform/Probe.h"
-#include "vesk4710/platform/Progress.h"
-#include "vesk4710/platform/Registry.h"
-#include "vesk4710/platform/TextSplitter.h"
-#include "vesk4710/platform/UiServices.h"
+#include "vesk4710/platform/ICommunications.h"
+#include "vesk4710/platform/IControls.h"
+#include "vesk4710/platform/IFileSystem.h"
+#include "vesk4710/platform/IOutputFile.h"
+#include "vesk4710/platform/IProbe.h"
+#include "vesk4710/platform/IProgress.h"
+#include "vesk4710/platform/IRegistry.h"
+#include "vesk4710/platform/ITextSplitter.h"
+#include "vesk4710/platform/IUiServices.h"
 
 namespace vesk {
 

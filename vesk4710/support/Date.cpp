@@ -8,7 +8,7 @@
 #include <sstream>
 
 #include "vesk4710/support/AutomationError.h"
-#include "vesk4710/support/modGlobals.h"
+#include "vesk4710/support/UserLocale.h"
 
 namespace vesk {
 

@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-#include "vesk4710/platform/Controls.h"
+#include "vesk4710/platform/IControls.h"
 #include "vesk4710/support/AutomationError.h"
 #include "vesk4710/support/Dispatch.h"
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "vesk4710/support/modGlobals.h"
+#include "vesk4710/support/UserLocale.h"
 
 namespace vesk {
 

@@ -11,9 +11,9 @@
 #include "host/InstrumentRequests.h"
 #include "host/InstrumentText.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
-#include "vesk4710/channel/modConversionTypes.h"
-#include "vesk4710/support/modMessages.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/channel/ConversionTypes.h"
+#include "vesk4710/support/Messages.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk::gui {
 

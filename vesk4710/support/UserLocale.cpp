@@ -1,4 +1,4 @@
-#include "vesk4710/support/modGlobals.h"
+#include "vesk4710/support/UserLocale.h"
 
 namespace vesk {
 

@@ -1,4 +1,4 @@
-#include "vesk4710/support/modTiming.h"
+#include "vesk4710/support/Delay.h"
 
 #include <algorithm>
 #include <limits>

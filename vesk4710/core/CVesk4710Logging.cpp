@@ -5,7 +5,7 @@
 
 #include "vesk4710/core/CVesk4710.h"
 #include "vesk4710/core/CVesk4710Internal.h"
-#include "vesk4710/dialogs/frm4710Download.h"
+#include "vesk4710/dialogs/DownloadDialog.h"
 #include "vesk4710/logging/LogDownload.h"
 #include "vesk4710/support/AutomationError.h"
 #include "vesk4710/support/NumberText.h"
@@ -70,7 +70,7 @@ bool CVesk4710::ClearDemandLog() {
 
 bool CVesk4710::DownloadLoggedData() {
     try {
-        frm4710Download dialog(shared_from_this());
+        DownloadDialog dialog(shared_from_this());
         ShowDialog(dialog);
         return true;
     } catch (...) {

@@ -6,10 +6,10 @@
 #include "vesk4710/core/CVesk4710.h"
 #include "vesk4710/core/CVesk4710Internal.h"
 #include "vesk4710/modules/CVesk4710Card.h"
+#include "vesk4710/support/Help.h"
+#include "vesk4710/support/KeyFilters.h"
 #include "vesk4710/support/NumberText.h"
-#include "vesk4710/support/modEditing.h"
-#include "vesk4710/support/modHelp.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk {
 

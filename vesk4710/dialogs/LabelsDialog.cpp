@@ -1,14 +1,14 @@
-#include "vesk4710/dialogs/frm4710Labels.h"
+#include "vesk4710/dialogs/LabelsDialog.h"
 
 #include <memory>
 
 #include "vesk4710/core/CVesk4710.h"
-#include "vesk4710/dialogs/modDialogHelpers.h"
-#include "vesk4710/platform/Progress.h"
-#include "vesk4710/support/modEditing.h"
-#include "vesk4710/support/modMessages.h"
-#include "vesk4710/support/modStrings.h"
-#include "vesk4710/support/modTiming.h"
+#include "vesk4710/dialogs/DialogHelpers.h"
+#include "vesk4710/platform/IProgress.h"
+#include "vesk4710/support/Delay.h"
+#include "vesk4710/support/KeyFilters.h"
+#include "vesk4710/support/Messages.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk {
 
@@ -43,18 +43,18 @@ struct ProgressGuard {
 
 }  // namespace
 
-frm4710Labels::frm4710Labels(std::shared_ptr<CVesk4710> instrument)
+LabelsDialog::LabelsDialog(std::shared_ptr<CVesk4710> instrument)
     : instrument_(std::move(instrument)) {}
 
-IUiServices& frm4710Labels::Ui() const {
+IUiServices& LabelsDialog::Ui() const {
     return instrument_->GetHost().Ui();
 }
 
-IRegistry* frm4710Labels::StateRegistry() const {
+IRegistry* LabelsDialog::StateRegistry() const {
     return instrument_ ? instrument_->Registry().get() : nullptr;
 }
 
-void frm4710Labels::Load() {
+void LabelsDialog::Load() {
     activated_ = false;
     changed_ = false;
     Show();
@@ -65,7 +65,7 @@ void frm4710Labels::Load() {
     CaptionOKCancelHelp(c_.cmdOKCancelHelp);
 }
 
-void frm4710Labels::Activate() {
+void LabelsDialog::Activate() {
     if (activated_) {
         return;
     }
@@ -83,7 +83,7 @@ void frm4710Labels::Activate() {
     Ui().MousePointer(kPointerDefault);
 }
 
-bool frm4710Labels::ReadLabel() {
+bool LabelsDialog::ReadLabel() {
     bool outcome = false;
     ProgressGuard guard;
     try {
@@ -110,7 +110,7 @@ bool frm4710Labels::ReadLabel() {
     return outcome;
 }
 
-bool frm4710Labels::WriteLabel() {
+bool LabelsDialog::WriteLabel() {
     bool outcome = false;
     ProgressGuard guard;
     try {
@@ -129,17 +129,17 @@ bool frm4710Labels::WriteLabel() {
     return outcome;
 }
 
-void frm4710Labels::txtLabelName_Change() {
+void LabelsDialog::txtLabelName_Change() {
     if (!filling_) {
         changed_ = true;
     }
 }
 
-void frm4710Labels::txtLabelName_GotFocus() {
+void LabelsDialog::txtLabelName_GotFocus() {
     SelectAllText(*c_.txtLabelName);
 }
 
-void frm4710Labels::txtLabelName_KeyPress(int16_t& keyAscii) {
+void LabelsDialog::txtLabelName_KeyPress(int16_t& keyAscii) {
     if (keyAscii == kKeyEnter) {
         keyAscii = 0;
         SelectAllText(*c_.txtLabelName);
@@ -161,7 +161,7 @@ void frm4710Labels::txtLabelName_KeyPress(int16_t& keyAscii) {
     }
 }
 
-void frm4710Labels::txtLabelName_Validate(bool& /*cancel*/) {
+void LabelsDialog::txtLabelName_Validate(bool& /*cancel*/) {
     const std::string text = c_.txtLabelName->Text();
     const std::string trimmed(TrimSpaces(text));
     if (trimmed != text) {
@@ -169,13 +169,13 @@ void frm4710Labels::txtLabelName_Validate(bool& /*cancel*/) {
     }
 }
 
-void frm4710Labels::cmdReset_Click() {
+void LabelsDialog::cmdReset_Click() {
     c_.txtLabelName->Text("DEMAND");
     SelectAllText(*c_.txtLabelName);
     changed_ = true;
 }
 
-void frm4710Labels::cmdOKCancelHelp_Click(int index) {
+void LabelsDialog::cmdOKCancelHelp_Click(int index) {
     OKCancelHelp(
         Ui(), index,
         [this] {
@@ -189,7 +189,7 @@ void frm4710Labels::cmdOKCancelHelp_Click(int index) {
         [this] { Hide(); });
 }
 
-void frm4710Labels::Unload() {
+void LabelsDialog::Unload() {
     if (instrument_) {
         SaveFormState();
     }

@@ -1,17 +1,17 @@
-#include "vesk4710/dialogs/frm4710Download.h"
+#include "vesk4710/dialogs/DownloadDialog.h"
 
 #include <algorithm>
 #include <filesystem>
 #include <system_error>
 
 #include "vesk4710/core/CVesk4710.h"
-#include "vesk4710/dialogs/modDialogHelpers.h"
-#include "vesk4710/platform/Communications.h"
+#include "vesk4710/dialogs/DialogHelpers.h"
+#include "vesk4710/platform/ICommunications.h"
+#include "vesk4710/support/KeyFilters.h"
+#include "vesk4710/support/Messages.h"
 #include "vesk4710/support/NumberText.h"
-#include "vesk4710/support/modEditing.h"
-#include "vesk4710/support/modMessages.h"
-#include "vesk4710/support/modRegistryKeys.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/support/RegistryKeys.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk {
 
@@ -36,18 +36,18 @@ void SelectStored(IListControl& list, int32_t data) {
 
 }  // namespace
 
-frm4710Download::frm4710Download(std::shared_ptr<CVesk4710> instrument)
+DownloadDialog::DownloadDialog(std::shared_ptr<CVesk4710> instrument)
     : instrument_(std::move(instrument)) {}
 
-IUiServices& frm4710Download::Ui() const {
+IUiServices& DownloadDialog::Ui() const {
     return instrument_->GetHost().Ui();
 }
 
-IRegistry* frm4710Download::StateRegistry() const {
+IRegistry* DownloadDialog::StateRegistry() const {
     return instrument_ ? instrument_->Registry().get() : nullptr;
 }
 
-void frm4710Download::Load() {
+void DownloadDialog::Load() {
     activated_ = false;
     downloaded_ = false;
     Show();
@@ -63,7 +63,7 @@ void frm4710Download::Load() {
     CaptionOKCancelHelp(c_.cmdOKCancelHelp);
 }
 
-void frm4710Download::Activate() {
+void DownloadDialog::Activate() {
     if (activated_) {
         return;
     }
@@ -75,7 +75,7 @@ void frm4710Download::Activate() {
     }
 }
 
-std::vector<std::string> frm4710Download::LabelNames() const {
+std::vector<std::string> DownloadDialog::LabelNames() const {
     std::vector<std::string> names;
     try {
         const auto comm = instrument_->Communications();
@@ -98,7 +98,7 @@ std::vector<std::string> frm4710Download::LabelNames() const {
     return names;
 }
 
-void frm4710Download::SetupChoices() {
+void DownloadDialog::SetupChoices() {
     const FormState last = StoredFormState();
 
     // The library counts the readings of the demand log only; a log it cannot count would
@@ -147,13 +147,13 @@ void frm4710Download::SetupChoices() {
     c_.txtFolder->Text(folder);
 }
 
-void frm4710Download::optFiles_Click(int index) {
+void DownloadDialog::optFiles_Click(int index) {
     // Option buttons: exactly one is set.
     c_.optFiles[0]->Value(index == 0 ? 1 : 0);
     c_.optFiles[1]->Value(index == 1 ? 1 : 0);
 }
 
-frm4710Download::FormState frm4710Download::Choices() const {
+DownloadDialog::FormState DownloadDialog::Choices() const {
     return {
         {"Log", NumberText(SelectedItemData(*c_.cboLog, DOWNLOAD_DEMAND_LOG))},
         {"Label", NumberText(SelectedItemData(*c_.cboLabel, kAllLabels))},
@@ -163,7 +163,7 @@ frm4710Download::FormState frm4710Download::Choices() const {
     };
 }
 
-bool frm4710Download::ValidateChoices() {
+bool DownloadDialog::ValidateChoices() {
     const std::string folder(TrimSpaces(c_.txtFolder->Text()));
     std::string problem;
     if (folder.empty()) {
@@ -179,7 +179,7 @@ bool frm4710Download::ValidateChoices() {
     return false;
 }
 
-void frm4710Download::OK() {
+void DownloadDialog::OK() {
     bool valid = false;
     try {
         valid = ValidateChoices();
@@ -229,7 +229,7 @@ void frm4710Download::OK() {
     }
 }
 
-bool frm4710Download::DownloadAutoLog(const DownloadRequest& request) {
+bool DownloadDialog::DownloadAutoLog(const DownloadRequest& request) {
     Ui().MousePointer(kPointerHourglass);
     DownloadResult result;
     try {
@@ -256,12 +256,12 @@ bool frm4710Download::DownloadAutoLog(const DownloadRequest& request) {
     return true;
 }
 
-void frm4710Download::cmdOKCancelHelp_Click(int index) {
+void DownloadDialog::cmdOKCancelHelp_Click(int index) {
     OKCancelHelp(
         Ui(), index, [this] { OK(); }, [this] { Hide(); });
 }
 
-void frm4710Download::Unload() {
+void DownloadDialog::Unload() {
     if (instrument_) {
         SaveFormState(activated_ ? Choices() : FormState{});
     }

@@ -5,14 +5,14 @@
 #include <vector>
 
 #include "vesk4710/dialogs/DialogBase.h"
-#include "vesk4710/platform/OutputFile.h"
+#include "vesk4710/platform/IOutputFile.h"
 
 namespace vesk {
 
 class Host;
 class IFileSystem;
 
-class frmShowFiles : public IDialogLogic, public DialogBase {
+class ShowFilesDialog : public IDialogLogic, public DialogBase {
   public:
     struct Controls {
         IForm* form = nullptr;
@@ -22,8 +22,8 @@ class frmShowFiles : public IDialogLogic, public DialogBase {
         IButton* cmdOK = nullptr;
     };
 
-    frmShowFiles(IUiServices& ui, IFileSystem& files);
-    explicit frmShowFiles(Host& host);
+    ShowFilesDialog(IUiServices& ui, IFileSystem& files);
+    explicit ShowFilesDialog(Host& host);
 
     std::string DialogName() const override { return "frmShowFiles"; }
     std::string FormName() const override { return DialogName(); }

@@ -1,8 +1,8 @@
-#include "vesk4710/support/modHelp.h"
+#include "vesk4710/support/Help.h"
 
 #include <mutex>
 
-#include "vesk4710/support/modPaths.h"
+#include "vesk4710/support/Paths.h"
 
 namespace vesk {
 

@@ -1,7 +1,7 @@
 #pragma once
 #include <cstdint>
 
-#include "vesk4710/platform/UiServices.h"
+#include "vesk4710/platform/IUiServices.h"
 
 namespace vesk {
 

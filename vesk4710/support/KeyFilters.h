@@ -2,7 +2,7 @@
 // Key filters and control helpers behind the numeric entry fields of the dialogs.
 #include <cstdint>
 
-#include "vesk4710/platform/Controls.h"
+#include "vesk4710/platform/IControls.h"
 #include "vesk4710/support/Variant.h"
 
 namespace vesk {

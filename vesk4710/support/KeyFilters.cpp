@@ -1,9 +1,9 @@
-#include "vesk4710/support/modEditing.h"
+#include "vesk4710/support/KeyFilters.h"
 
 #include <string>
 #include <vector>
 
-#include "vesk4710/support/modGlobals.h"
+#include "vesk4710/support/UserLocale.h"
 
 namespace vesk {
 

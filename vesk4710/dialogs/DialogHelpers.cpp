@@ -1,12 +1,12 @@
-#include "vesk4710/dialogs/modDialogHelpers.h"
+#include "vesk4710/dialogs/DialogHelpers.h"
 
 #include <charconv>
 #include <cmath>
 
+#include "vesk4710/support/KeyFilters.h"
+#include "vesk4710/support/Messages.h"
 #include "vesk4710/support/NumberText.h"
-#include "vesk4710/support/modEditing.h"
-#include "vesk4710/support/modMessages.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk {
 

@@ -16,7 +16,7 @@ namespace vesk {
 
 class CVesk4710;
 
-class frm4710Settings : public IDialogLogic, public DialogBase {
+class SettingsDialog : public IDialogLogic, public DialogBase {
   public:
     struct Controls {
         IForm* form = nullptr;
@@ -68,7 +68,7 @@ class frm4710Settings : public IDialogLogic, public DialogBase {
     // Whether a channel (instrument-wide number) is on, asked of the channel itself.
     using ChannelStateReader = std::function<bool(CVesk4710&, int16_t)>;
 
-    explicit frm4710Settings(std::shared_ptr<CVesk4710> instrument);
+    explicit SettingsDialog(std::shared_ptr<CVesk4710> instrument);
     // A client that reads each channel's own state gives it here: the channel list then
     // shows that state and the probe serial of every channel that is on. Without it the
     // list shows the channels as the instrument object's full read left them.

@@ -1,13 +1,13 @@
-#include "vesk4710/dialogs/frmShowFiles.h"
+#include "vesk4710/dialogs/ShowFilesDialog.h"
 
 #include <algorithm>
 #include <cctype>
 
 #include "vesk4710/platform/Host.h"
 #include "vesk4710/support/NumberText.h"
-#include "vesk4710/support/modPaths.h"
-#include "vesk4710/support/modRegistryKeys.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/support/Paths.h"
+#include "vesk4710/support/RegistryKeys.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk {
 
@@ -32,11 +32,11 @@ bool RegistryFlag(const std::string& text, bool fallback) {
 
 }  // namespace
 
-frmShowFiles::frmShowFiles(IUiServices& ui, IFileSystem& files) : ui_(ui), fs_(files) {}
+ShowFilesDialog::ShowFilesDialog(IUiServices& ui, IFileSystem& files) : ui_(ui), fs_(files) {}
 
-frmShowFiles::frmShowFiles(Host& host) : frmShowFiles(host.Ui(), host.Files()) {}
+ShowFilesDialog::ShowFilesDialog(Host& host) : ShowFilesDialog(host.Ui(), host.Files()) {}
 
-void frmShowFiles::Bind(const Controls& controls) {
+void ShowFilesDialog::Bind(const Controls& controls) {
     c_ = controls;
     c_.form->Caption(LoadResString(339));
     c_.lblInstructions->Caption(LoadResString(340));
@@ -46,11 +46,11 @@ void frmShowFiles::Bind(const Controls& controls) {
     Show();
 }
 
-void frmShowFiles::SetFiles(const std::vector<std::shared_ptr<IOutputFile>>& files) {
+void ShowFilesDialog::SetFiles(const std::vector<std::shared_ptr<IOutputFile>>& files) {
     files_ = files;
 }
 
-void frmShowFiles::Activate() {
+void ShowFilesDialog::Activate() {
     if (activated_) {
         return;
     }
@@ -62,7 +62,7 @@ void frmShowFiles::Activate() {
     ui_.MousePointer(kPointerDefault);
 }
 
-void frmShowFiles::lstFiles_DblClick() {
+void ShowFilesDialog::lstFiles_DblClick() {
     const int32_t index = c_.lstFiles->ListIndex();
     if (index < 0) {
         return;
@@ -84,11 +84,11 @@ void frmShowFiles::lstFiles_DblClick() {
     }
 }
 
-void frmShowFiles::cmdOK_Click() {
+void ShowFilesDialog::cmdOK_Click() {
     Hide();
 }
 
-void frmShowFiles::Unload() {
+void ShowFilesDialog::Unload() {
     for (auto& file : files_) {
         file.reset();
     }

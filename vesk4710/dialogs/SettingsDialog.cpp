@@ -1,4 +1,4 @@
-#include "vesk4710/dialogs/frm4710Settings.h"
+#include "vesk4710/dialogs/SettingsDialog.h"
 
 #include <algorithm>
 #include <set>
@@ -6,11 +6,11 @@
 #include "vesk4710/calibration/CalibrationGrid.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
 #include "vesk4710/core/CVesk4710.h"
-#include "vesk4710/dialogs/modDialogHelpers.h"
+#include "vesk4710/dialogs/DialogHelpers.h"
+#include "vesk4710/support/KeyFilters.h"
+#include "vesk4710/support/Messages.h"
 #include "vesk4710/support/NumberText.h"
-#include "vesk4710/support/modEditing.h"
-#include "vesk4710/support/modMessages.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk {
 
@@ -67,18 +67,18 @@ std::string JoinChannels(const std::vector<int32_t>& channels) {
 
 }  // namespace
 
-frm4710Settings::frm4710Settings(std::shared_ptr<CVesk4710> instrument)
+SettingsDialog::SettingsDialog(std::shared_ptr<CVesk4710> instrument)
     : instrument_(std::move(instrument)) {}
 
-IUiServices& frm4710Settings::Ui() const {
+IUiServices& SettingsDialog::Ui() const {
     return instrument_->GetHost().Ui();
 }
 
-IRegistry* frm4710Settings::StateRegistry() const {
+IRegistry* SettingsDialog::StateRegistry() const {
     return instrument_ ? instrument_->Registry().get() : nullptr;
 }
 
-void frm4710Settings::Load() {
+void SettingsDialog::Load() {
     activated_ = false;
     readOK_ = false;
     cancelled_ = true;
@@ -105,7 +105,7 @@ void frm4710Settings::Load() {
     LayOutCalibrationGrid(*c_.vsfgCalParams);
 }
 
-void frm4710Settings::Activate() {
+void SettingsDialog::Activate() {
     if (activated_) {
         return;
     }
@@ -118,7 +118,7 @@ void frm4710Settings::Activate() {
     Ui().MousePointer(kPointerDefault);
 }
 
-bool frm4710Settings::ReadSettings() {
+bool SettingsDialog::ReadSettings() {
     try {
         // QueryInfo reports its own failures; the three scan settings are not part of it.
         if (!(instrument_->QueryInfo(c_.form) && instrument_->QueryInterval() &&
@@ -142,7 +142,7 @@ bool frm4710Settings::ReadSettings() {
     }
 }
 
-bool frm4710Settings::ReadChannelStates() {
+bool SettingsDialog::ReadChannelStates() {
     CVesk4710& inst = *instrument_;
     for (int16_t c = 1; c <= inst.NumChannels(); ++c) {
         auto ch = inst.GetChannelReference(c);
@@ -159,7 +159,7 @@ bool frm4710Settings::ReadChannelStates() {
     return true;
 }
 
-void frm4710Settings::GatherSettings() {
+void SettingsDialog::GatherSettings() {
     try {
         CVesk4710& inst = *instrument_;
         SetCaption(c_.lblModel, "Model " + inst.Model() + "    " + LoadResString(131) + " " +
@@ -214,15 +214,15 @@ void frm4710Settings::GatherSettings() {
     ApplyLocks();
 }
 
-bool frm4710Settings::Unlocked() const {
+bool SettingsDialog::Unlocked() const {
     return instrument_->PasscodeState() == PS_ENABLED;
 }
 
-bool frm4710Settings::CalParamsProtected() const {
+bool SettingsDialog::CalParamsProtected() const {
     return instrument_->ProtectCalParams() && !Unlocked();
 }
 
-void frm4710Settings::ApplyLocks() {
+void SettingsDialog::ApplyLocks() {
     const bool calOpen = readOK_ && !CalParamsProtected();
     c_.dtpCalDate->Enabled(calOpen);
     c_.vsfgCalParams->Enabled(calOpen);
@@ -232,7 +232,7 @@ void frm4710Settings::ApplyLocks() {
     SetEnabled(c_.cmdUnlock, readOK_ && anyLocked);
 }
 
-frm4710Settings::Values frm4710Settings::Shown() const {
+SettingsDialog::Values SettingsDialog::Shown() const {
     Values v;
     v.serial = c_.txtSerial->Text();
     v.units = SelectedItemData(*c_.cboUnits, instrument_->Units());
@@ -259,7 +259,7 @@ frm4710Settings::Values frm4710Settings::Shown() const {
     return v;
 }
 
-void frm4710Settings::chkDisableSerial_Click() {
+void SettingsDialog::chkDisableSerial_Click() {
     if (c_.chkDisableSerial->Value() != 1 || original_.disableSerial) {
         return;
     }
@@ -273,38 +273,38 @@ void frm4710Settings::chkDisableSerial_Click() {
     }
 }
 
-void frm4710Settings::chkAutoInterval_Click() {
+void SettingsDialog::chkAutoInterval_Click() {
     c_.txtInterval->Enabled(c_.chkAutoInterval->Value() != 1);
 }
 
-void frm4710Settings::txtInterval_KeyPress(int16_t& keyAscii) {
+void SettingsDialog::txtInterval_KeyPress(int16_t& keyAscii) {
     FilterIntegerKey(keyAscii);
 }
 
-void frm4710Settings::txtScanSeqDelay_KeyPress(int16_t& keyAscii) {
+void SettingsDialog::txtScanSeqDelay_KeyPress(int16_t& keyAscii) {
     FilterIntegerKey(keyAscii);
 }
 
-void frm4710Settings::txtScanChannels_KeyPress(int16_t& keyAscii) {
+void SettingsDialog::txtScanChannels_KeyPress(int16_t& keyAscii) {
     if (keyAscii == ',' || keyAscii == ' ') {
         return;
     }
     FilterIntegerKey(keyAscii);
 }
 
-void frm4710Settings::txtSerial_KeyPress(int16_t& keyAscii) {
+void SettingsDialog::txtSerial_KeyPress(int16_t& keyAscii) {
     FilterSerialKey(keyAscii);
 }
 
-void frm4710Settings::TextBox_GotFocus(ITextBox& box) {
+void SettingsDialog::TextBox_GotFocus(ITextBox& box) {
     SelectAllText(box);
 }
 
-bool frm4710Settings::vsfgCalParams_BeforeEdit(int32_t row, int32_t col) {
+bool SettingsDialog::vsfgCalParams_BeforeEdit(int32_t row, int32_t col) {
     return c_.vsfgCalParams->Enabled() && IsPointCell(row, col);
 }
 
-void frm4710Settings::vsfgCalParams_KeyDown(int16_t& keyCode, int32_t row, int32_t col) {
+void SettingsDialog::vsfgCalParams_KeyDown(int16_t& keyCode, int32_t row, int32_t col) {
     if (!vsfgCalParams_BeforeEdit(row, col)) {
         keyCode = 0;
         return;
@@ -319,11 +319,11 @@ void frm4710Settings::vsfgCalParams_KeyDown(int16_t& keyCode, int32_t row, int32
     }
 }
 
-void frm4710Settings::vsfgCalParams_KeyPress(int16_t& keyAscii) {
+void SettingsDialog::vsfgCalParams_KeyPress(int16_t& keyAscii) {
     FilterScientificKey(keyAscii);
 }
 
-bool frm4710Settings::vsfgCalParams_ValidateEdit(int32_t row, int32_t col, std::string& text) {
+bool SettingsDialog::vsfgCalParams_ValidateEdit(int32_t row, int32_t col, std::string& text) {
     if (!vsfgCalParams_BeforeEdit(row, col)) {
         return false;
     }
@@ -342,7 +342,7 @@ bool frm4710Settings::vsfgCalParams_ValidateEdit(int32_t row, int32_t col, std::
     return true;
 }
 
-void frm4710Settings::cmdUnlock_Click() {
+void SettingsDialog::cmdUnlock_Click() {
     try {
         if (instrument_->ValidatePasscode(c_.form)) {
             ApplyLocks();
@@ -352,7 +352,7 @@ void frm4710Settings::cmdUnlock_Click() {
     }
 }
 
-void frm4710Settings::cmdEditChannel_Click() {
+void SettingsDialog::cmdEditChannel_Click() {
     if (c_.lstChannels == nullptr) {
         return;
     }
@@ -371,7 +371,7 @@ void frm4710Settings::cmdEditChannel_Click() {
     }
 }
 
-bool frm4710Settings::ValidateSettings() {
+bool SettingsDialog::ValidateSettings() {
     CVesk4710& inst = *instrument_;
     if (c_.chkAutoInterval->Value() != 1) {
         const auto interval = ParseTypedInteger(c_.txtInterval->Text());
@@ -439,7 +439,7 @@ bool frm4710Settings::ValidateSettings() {
     return ValidateCalParams();
 }
 
-bool frm4710Settings::ValidateCalParams() {
+bool SettingsDialog::ValidateCalParams() {
     const IGridControl& grid = *c_.vsfgCalParams;
     for (int32_t reference = 1; reference + 1 < grid.Cols(); reference += 2) {
         const std::string range = grid.TextMatrix(0, reference);
@@ -478,7 +478,7 @@ bool frm4710Settings::ValidateCalParams() {
     return true;
 }
 
-bool frm4710Settings::WriteSettings(const Values& now) {
+bool SettingsDialog::WriteSettings(const Values& now) {
     CVesk4710& inst = *instrument_;
     bool presented = false;
     bool ok = true;
@@ -548,7 +548,7 @@ bool frm4710Settings::WriteSettings(const Values& now) {
     return ok;
 }
 
-void frm4710Settings::cmdOKCancelHelp_Click(int index) {
+void SettingsDialog::cmdOKCancelHelp_Click(int index) {
     OKCancelHelp(
         Ui(), index,
         [this] {
@@ -562,7 +562,7 @@ void frm4710Settings::cmdOKCancelHelp_Click(int index) {
         });
 }
 
-void frm4710Settings::Unload() {
+void SettingsDialog::Unload() {
     if (instrument_) {
         SaveFormState();
     }

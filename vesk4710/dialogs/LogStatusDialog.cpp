@@ -1,26 +1,26 @@
-#include "vesk4710/dialogs/frm4710LogStatus.h"
+#include "vesk4710/dialogs/LogStatusDialog.h"
 
 #include "vesk4710/core/CVesk4710.h"
 #include "vesk4710/support/AutomationError.h"
+#include "vesk4710/support/Help.h"
+#include "vesk4710/support/Messages.h"
 #include "vesk4710/support/NumberText.h"
-#include "vesk4710/support/modHelp.h"
-#include "vesk4710/support/modMessages.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk {
 
-frm4710LogStatus::frm4710LogStatus(std::shared_ptr<CVesk4710> instrument)
+LogStatusDialog::LogStatusDialog(std::shared_ptr<CVesk4710> instrument)
     : instrument_(std::move(instrument)) {}
 
-IUiServices& frm4710LogStatus::Ui() const {
+IUiServices& LogStatusDialog::Ui() const {
     return instrument_->GetHost().Ui();
 }
 
-IRegistry* frm4710LogStatus::StateRegistry() const {
+IRegistry* LogStatusDialog::StateRegistry() const {
     return instrument_ ? instrument_->Registry().get() : nullptr;
 }
 
-void frm4710LogStatus::Load() {
+void LogStatusDialog::Load() {
     activated_ = false;
     Show();
     SetHelpContextID(kHelpLogStatus);
@@ -31,7 +31,7 @@ void frm4710LogStatus::Load() {
     c_.cmdOKCancelHelp[kCmdHelp]->Caption(LoadResString(146));
 }
 
-void frm4710LogStatus::Activate() {
+void LogStatusDialog::Activate() {
     if (activated_) {
         return;
     }
@@ -39,7 +39,7 @@ void frm4710LogStatus::Activate() {
     cmdRefresh_Click();
 }
 
-void frm4710LogStatus::cmdRefresh_Click() {
+void LogStatusDialog::cmdRefresh_Click() {
     try {
         if (!instrument_->QueryDemandLogStatus()) {
             ShowInfoMessage(Ui(), LoadResString(229), kMsgCaption);
@@ -61,7 +61,7 @@ void frm4710LogStatus::cmdRefresh_Click() {
     }
 }
 
-void frm4710LogStatus::cmdDemandLogClear_Click() {
+void LogStatusDialog::cmdDemandLogClear_Click() {
     try {
         instrument_->ClearDemandLog();
     } catch (...) {
@@ -71,7 +71,7 @@ void frm4710LogStatus::cmdDemandLogClear_Click() {
     cmdRefresh_Click();
 }
 
-void frm4710LogStatus::cmdOKCancelHelp_Click(int index) {
+void LogStatusDialog::cmdOKCancelHelp_Click(int index) {
     if (index == kCmdOK) {
         Hide();
     } else if (index == kCmdHelp) {
@@ -79,7 +79,7 @@ void frm4710LogStatus::cmdOKCancelHelp_Click(int index) {
     }
 }
 
-void frm4710LogStatus::Unload() {
+void LogStatusDialog::Unload() {
     if (instrument_) {
         SaveFormState();
     }

@@ -1,16 +1,16 @@
-#include "vesk4710/dialogs/frm4710Channel.h"
+#include "vesk4710/dialogs/ChannelDialog.h"
 
 #include <cctype>
 #include <utility>
 
 #include "vesk4710/channel/CVesk4710Channel.h"
-#include "vesk4710/channel/modConversionTypes.h"
+#include "vesk4710/channel/ConversionTypes.h"
 #include "vesk4710/core/CVesk4710.h"
-#include "vesk4710/dialogs/modDialogHelpers.h"
+#include "vesk4710/dialogs/DialogHelpers.h"
+#include "vesk4710/support/KeyFilters.h"
+#include "vesk4710/support/Messages.h"
 #include "vesk4710/support/NumberText.h"
-#include "vesk4710/support/modEditing.h"
-#include "vesk4710/support/modMessages.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk {
 
@@ -21,7 +21,7 @@ constexpr int32_t kTCTypeCount = 12;  // "B" .. "U"
 // The channel's Edit shows this dialog whenever the library's dialogs are linked in.
 const bool kRegistered = [] {
     ChannelEditDialog::SetFactory([](std::shared_ptr<CVesk4710Channel> channel) {
-        return std::unique_ptr<ChannelEditDialog>(new frm4710Channel(std::move(channel)));
+        return std::unique_ptr<ChannelEditDialog>(new ChannelDialog(std::move(channel)));
     });
     return true;
 }();
@@ -32,24 +32,24 @@ std::string CoefficientText(double value, const std::string& format) {
 
 }  // namespace
 
-frm4710Channel::frm4710Channel(std::shared_ptr<CVesk4710Channel> channel)
+ChannelDialog::ChannelDialog(std::shared_ptr<CVesk4710Channel> channel)
     : ChannelEditDialog(std::move(channel)) {
     (void)kRegistered;
 }
 
-IUiServices& frm4710Channel::Ui() const {
+IUiServices& ChannelDialog::Ui() const {
     return Channel()->GetHost().Ui();
 }
 
-std::shared_ptr<CVesk4710> frm4710Channel::Instrument() const {
+std::shared_ptr<CVesk4710> ChannelDialog::Instrument() const {
     return Channel()->BaseUnit();
 }
 
-IConversion& frm4710Channel::Conversion() const {
+IConversion& ChannelDialog::Conversion() const {
     return Channel()->Probe()->ActiveConversion();
 }
 
-void frm4710Channel::Load() {
+void ChannelDialog::Load() {
     activated_ = false;
     readOK_ = false;
     cancelled_ = true;
@@ -74,7 +74,7 @@ void frm4710Channel::Load() {
     CaptionOKCancelHelp(c_.cmdOKCancelHelp);
 }
 
-void frm4710Channel::Activate() {
+void ChannelDialog::Activate() {
     if (activated_) {
         return;
     }
@@ -86,7 +86,7 @@ void frm4710Channel::Activate() {
     Ui().MousePointer(kPointerDefault);
 }
 
-bool frm4710Channel::ReadChannel() {
+bool ChannelDialog::ReadChannel() {
     try {
         // QueryInfo reports its own failures.
         return Channel()->QueryInfo(c_.form);
@@ -96,7 +96,7 @@ bool frm4710Channel::ReadChannel() {
     }
 }
 
-void frm4710Channel::GatherChannel() {
+void ChannelDialog::GatherChannel() {
     filling_ = true;
     try {
         CVesk4710Channel& ch = *Channel();
@@ -141,11 +141,11 @@ void frm4710Channel::GatherChannel() {
     ApplyLocks();
 }
 
-void frm4710Channel::FillConversionTypes(int32_t family) {
+void ChannelDialog::FillConversionTypes(int32_t family) {
     Channel()->FillConversionTypeList(*c_.cboConversionType, family);
 }
 
-std::vector<frm4710Channel::Coefficient> frm4710Channel::Coefficients() const {
+std::vector<ChannelDialog::Coefficient> ChannelDialog::Coefficients() const {
     std::vector<Coefficient> out;
     IConversion& conv = Conversion();
     const auto indexed = [&out](const std::string& name, auto& owner, int32_t i) {
@@ -199,7 +199,7 @@ std::vector<frm4710Channel::Coefficient> frm4710Channel::Coefficients() const {
     return out;
 }
 
-void frm4710Channel::ShowCoefficients() {
+void ChannelDialog::ShowCoefficients() {
     IGridControl& grid = *c_.vsfgCoefficients;
     const auto coefficients = Coefficients();
     grid.Cols(2);
@@ -220,7 +220,7 @@ void frm4710Channel::ShowCoefficients() {
     c_.cboTCType->Enabled(tc && !ConversionProtected());
 }
 
-void frm4710Channel::ShowRJC() {
+void ChannelDialog::ShowRJC() {
     CVesk4710Channel& ch = *Channel();
     const bool saved = filling_;
     filling_ = true;
@@ -236,17 +236,17 @@ void frm4710Channel::ShowRJC() {
     SetEnabled(c_.lblRJCTemperature, external);
 }
 
-bool frm4710Channel::Unlocked() const {
+bool ChannelDialog::Unlocked() const {
     const auto instrument = Instrument();
     return instrument && instrument->PasscodeState() == PS_ENABLED;
 }
 
-bool frm4710Channel::ConversionProtected() const {
+bool ChannelDialog::ConversionProtected() const {
     const auto instrument = Instrument();
     return instrument && instrument->ProtectConversion() && !Unlocked();
 }
 
-void frm4710Channel::ApplyLocks() {
+void ChannelDialog::ApplyLocks() {
     const bool conversionOpen = readOK_ && !ConversionProtected();
     c_.cboProbeType->Enabled(conversionOpen);
     c_.cboConversionType->Enabled(conversionOpen);
@@ -258,7 +258,7 @@ void frm4710Channel::ApplyLocks() {
     SetEnabled(c_.cmdUnlock, readOK_ && !Unlocked());
 }
 
-frm4710Channel::Values frm4710Channel::Shown() const {
+ChannelDialog::Values ChannelDialog::Shown() const {
     CVesk4710Channel& ch = *Channel();
     Values v;
     v.serial = UpperAscii(TrimSpaces(c_.txtProbeSerial->Text()));
@@ -286,7 +286,7 @@ frm4710Channel::Values frm4710Channel::Shown() const {
     return v;
 }
 
-void frm4710Channel::cboProbeType_Click() {
+void ChannelDialog::cboProbeType_Click() {
     if (filling_) {
         return;
     }
@@ -305,7 +305,7 @@ void frm4710Channel::cboProbeType_Click() {
     }
 }
 
-void frm4710Channel::cboConversionType_Click() {
+void ChannelDialog::cboConversionType_Click() {
     if (filling_) {
         return;
     }
@@ -323,7 +323,7 @@ void frm4710Channel::cboConversionType_Click() {
     }
 }
 
-void frm4710Channel::cboTCType_Click() {
+void ChannelDialog::cboTCType_Click() {
     if (filling_ || Channel()->Probe()->ConversionType() != kConvThermocouple) {
         return;
     }
@@ -331,7 +331,7 @@ void frm4710Channel::cboTCType_Click() {
     Conversion().TCType(SelectedItemData(*c_.cboTCType, kDefaultTCType));
 }
 
-void frm4710Channel::cboRJCType_Click() {
+void ChannelDialog::cboRJCType_Click() {
     if (filling_) {
         return;
     }
@@ -340,7 +340,7 @@ void frm4710Channel::cboRJCType_Click() {
     SetEnabled(c_.lblRJCTemperature, external);
 }
 
-void frm4710Channel::txtProbeSerial_KeyPress(int16_t& keyAscii) {
+void ChannelDialog::txtProbeSerial_KeyPress(int16_t& keyAscii) {
     FilterSerialKey(keyAscii);
     if (keyAscii >= 'a' && keyAscii <= 'z') {
         keyAscii = static_cast<int16_t>(keyAscii - 'a' + 'A');  // the instrument keeps upper case
@@ -350,31 +350,31 @@ void frm4710Channel::txtProbeSerial_KeyPress(int16_t& keyAscii) {
     }
 }
 
-void frm4710Channel::txtRJCTemperature_KeyPress(int16_t& keyAscii) {
+void ChannelDialog::txtRJCTemperature_KeyPress(int16_t& keyAscii) {
     FilterRealKey(keyAscii);
 }
 
-void frm4710Channel::txtOP_KeyPress(int16_t& keyAscii) {
+void ChannelDialog::txtOP_KeyPress(int16_t& keyAscii) {
     if (keyAscii == '-' || keyAscii == '+') {
         return;
     }
     FilterIntegerKey(keyAscii);
 }
 
-void frm4710Channel::TextBox_GotFocus(ITextBox& box) {
+void ChannelDialog::TextBox_GotFocus(ITextBox& box) {
     SelectAllText(box);
 }
 
-bool frm4710Channel::vsfgCoefficients_BeforeEdit(int32_t row, int32_t col) {
+bool ChannelDialog::vsfgCoefficients_BeforeEdit(int32_t row, int32_t col) {
     return c_.vsfgCoefficients->Enabled() && col == 1 && row >= 1 &&
            row < c_.vsfgCoefficients->Rows();
 }
 
-void frm4710Channel::vsfgCoefficients_KeyPress(int16_t& keyAscii) {
+void ChannelDialog::vsfgCoefficients_KeyPress(int16_t& keyAscii) {
     FilterScientificKey(keyAscii);
 }
 
-bool frm4710Channel::vsfgCoefficients_ValidateEdit(int32_t row, int32_t col, std::string& text) {
+bool ChannelDialog::vsfgCoefficients_ValidateEdit(int32_t row, int32_t col, std::string& text) {
     if (!vsfgCoefficients_BeforeEdit(row, col)) {
         return false;
     }
@@ -389,7 +389,7 @@ bool frm4710Channel::vsfgCoefficients_ValidateEdit(int32_t row, int32_t col, std
     return true;
 }
 
-void frm4710Channel::cmdUnlock_Click() {
+void ChannelDialog::cmdUnlock_Click() {
     try {
         if (auto instrument = Instrument(); instrument && instrument->ValidatePasscode(c_.form)) {
             ApplyLocks();
@@ -399,7 +399,7 @@ void frm4710Channel::cmdUnlock_Click() {
     }
 }
 
-bool frm4710Channel::ValidateChannel() {
+bool ChannelDialog::ValidateChannel() {
     CVesk4710Channel& ch = *Channel();
     const std::string serial(TrimSpaces(c_.txtProbeSerial->Text()));
     if (static_cast<int32_t>(serial.size()) > ch.MaxSerialLength()) {
@@ -453,7 +453,7 @@ bool frm4710Channel::ValidateChannel() {
     return true;
 }
 
-void frm4710Channel::Restore(const Values& values) {
+void ChannelDialog::Restore(const Values& values) {
     CVesk4710Channel& ch = *Channel();
     ch.Probe()->Serial(values.serial);
     if (ch.Probe()->ConversionType() != values.conversionType) {
@@ -476,7 +476,7 @@ void frm4710Channel::Restore(const Values& values) {
     ch.MAXOP(static_cast<int16_t>(values.maxop));
 }
 
-std::string frm4710Channel::ProtectedChanges(const Values& now) const {
+std::string ChannelDialog::ProtectedChanges(const Values& now) const {
     const Values& was = original_;
     const auto instrument = Instrument();
     const bool conversionsGuarded = instrument && instrument->ProtectConversion();
@@ -497,11 +497,11 @@ std::string frm4710Channel::ProtectedChanges(const Values& now) const {
     return text;
 }
 
-bool frm4710Channel::ConversionChanged(const Values& now) const {
+bool ChannelDialog::ConversionChanged(const Values& now) const {
     return now.conversionType != original_.conversionType || now.tcType != original_.tcType;
 }
 
-bool frm4710Channel::WriteChannel(const Values& now) {
+bool ChannelDialog::WriteChannel(const Values& now) {
     CVesk4710Channel& ch = *Channel();
     const std::string guarded = ProtectedChanges(now);
     // Protected settings are written only under a passcode the instrument accepted; the user
@@ -573,7 +573,7 @@ bool frm4710Channel::WriteChannel(const Values& now) {
     return ok;
 }
 
-void frm4710Channel::cmdOKCancelHelp_Click(int index) {
+void ChannelDialog::cmdOKCancelHelp_Click(int index) {
     OKCancelHelp(
         Ui(), index,
         [this] {
@@ -594,7 +594,7 @@ void frm4710Channel::cmdOKCancelHelp_Click(int index) {
         });
 }
 
-void frm4710Channel::Unload() {
+void ChannelDialog::Unload() {
     SaveFormState();
 }
 

@@ -11,7 +11,7 @@ namespace vesk {
 class CVesk4710;
 class IUiServices;
 
-class frm4710LogStatus : public IDialogLogic, public DialogBase {
+class LogStatusDialog : public IDialogLogic, public DialogBase {
   public:
     struct Controls {
         IForm* form = nullptr;
@@ -22,7 +22,7 @@ class frm4710LogStatus : public IDialogLogic, public DialogBase {
         std::array<IButton*, 3> cmdOKCancelHelp{};
     };
 
-    explicit frm4710LogStatus(std::shared_ptr<CVesk4710> instrument);
+    explicit LogStatusDialog(std::shared_ptr<CVesk4710> instrument);
 
     std::string DialogName() const override { return "frm4710LogStatus"; }
     std::string FormName() const override { return DialogName(); }

@@ -15,7 +15,7 @@ namespace vesk {
 
 class CVesk4710;
 
-class frm4710Download : public IDialogLogic, public DialogBase {
+class DownloadDialog : public IDialogLogic, public DialogBase {
   public:
     struct Controls {
         IForm* form = nullptr;
@@ -35,7 +35,7 @@ class frm4710Download : public IDialogLogic, public DialogBase {
     // Downloads the automatic log into download files; NoReadings when it holds none.
     using AutoLogDownloader = std::function<DownloadResult(CVesk4710&, const DownloadRequest&)>;
 
-    explicit frm4710Download(std::shared_ptr<CVesk4710> instrument);
+    explicit DownloadDialog(std::shared_ptr<CVesk4710> instrument);
     // A client that can fetch the automatic log gives the way here: the dialog then offers
     // that log beside the demand log.
     void AutoLog(AutoLogDownloader downloader) { autoLog_ = std::move(downloader); }

@@ -1,9 +1,9 @@
-#include "vesk4710/support/modMessages.h"
+#include "vesk4710/support/Messages.h"
 
 #include "vesk4710/support/AutomationError.h"
 #include "vesk4710/support/NumberText.h"
-#include "vesk4710/support/modResourceConstants.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/support/StringIds.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk {
 

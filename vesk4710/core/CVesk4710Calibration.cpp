@@ -3,7 +3,7 @@
 #include "vesk4710/core/CVesk4710.h"
 #include "vesk4710/core/CVesk4710Internal.h"
 #include "vesk4710/support/NumberText.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk {
 

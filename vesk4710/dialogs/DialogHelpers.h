@@ -6,9 +6,9 @@
 #include <optional>
 #include <string>
 
-#include "vesk4710/platform/Controls.h"
-#include "vesk4710/platform/UiServices.h"
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/platform/IControls.h"
+#include "vesk4710/platform/IUiServices.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk {
 

@@ -1,4 +1,4 @@
-#include "vesk4710/support/modPaths.h"
+#include "vesk4710/support/Paths.h"
 
 #include <dlfcn.h>
 

@@ -1,4 +1,4 @@
-#include "vesk4710/support/modStrings.h"
+#include "vesk4710/support/StringTable.h"
 
 #include <algorithm>
 #include <charconv>
@@ -6,7 +6,7 @@
 
 #include "vesk4710/support/AutomationError.h"
 #include "vesk4710/support/NumberText.h"
-#include "vesk4710/support/modResourceConstants.h"
+#include "vesk4710/support/StringIds.h"
 
 namespace vesk {
 

@@ -12,7 +12,7 @@
 
 #include "vesk4710/channel/ChannelEditDialog.h"
 #include "vesk4710/dialogs/DialogBase.h"
-#include "vesk4710/platform/Probe.h"
+#include "vesk4710/platform/IProbe.h"
 #include "vesk4710/support/Date.h"
 
 namespace vesk {
@@ -20,7 +20,7 @@ namespace vesk {
 class CVesk4710;
 class CVesk4710Channel;
 
-class frm4710Channel : public ChannelEditDialog, public DialogBase {
+class ChannelDialog : public ChannelEditDialog, public DialogBase {
   public:
     struct Controls {
         IForm* form = nullptr;
@@ -67,7 +67,7 @@ class frm4710Channel : public ChannelEditDialog, public DialogBase {
         bool operator==(const Values&) const = default;
     };
 
-    explicit frm4710Channel(std::shared_ptr<CVesk4710Channel> channel);
+    explicit ChannelDialog(std::shared_ptr<CVesk4710Channel> channel);
 
     std::string FormName() const override { return DialogName(); }
     void Bind(const Controls& controls) { c_ = controls; }

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "vesk4710/platform/UiServices.h"
+#include "vesk4710/platform/IUiServices.h"
 
 namespace vesk {
 

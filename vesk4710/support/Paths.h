@@ -1,7 +1,7 @@
 #pragma once
 #include <string>
 
-#include "vesk4710/platform/FileSystem.h"
+#include "vesk4710/platform/IFileSystem.h"
 
 namespace vesk {
 

@@ -12,7 +12,7 @@ namespace vesk {
 
 class CVesk4710;
 
-class frm4710Labels : public IDialogLogic, public DialogBase {
+class LabelsDialog : public IDialogLogic, public DialogBase {
   public:
     struct Controls {
         IForm* form = nullptr;
@@ -22,7 +22,7 @@ class frm4710Labels : public IDialogLogic, public DialogBase {
         std::array<IButton*, 3> cmdOKCancelHelp{};
     };
 
-    explicit frm4710Labels(std::shared_ptr<CVesk4710> instrument);
+    explicit LabelsDialog(std::shared_ptr<CVesk4710> instrument);
 
     std::string DialogName() const override { return "frm4710Labels"; }
     std::string FormName() const override { return DialogName(); }
