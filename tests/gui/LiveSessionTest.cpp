@@ -5,6 +5,7 @@
 #include <chrono>
 
 #include "apps/vesk4710-gui/model/LiveSession.h"
+#include "apps/vesk4710-gui/model/Recording.h"
 #include "components/comm/CommErrors.h"
 #include "host/DefaultHost.h"
 #include "tests/apps/Processes.h"
@@ -12,6 +13,14 @@
 
 namespace vesk::gui {
 namespace {
+
+void ReplyToNextReading(const std::string& text) {
+    sim::Fault fault;
+    fault.kind = sim::FaultKind::kReplyText;
+    fault.settingId = SET_TEMPERATURE;
+    fault.replyText = text;
+    test::SimulatedInstrument()->InjectFault(fault);
+}
 
 class LiveSessionTest : public ::testing::Test {
   protected:
@@ -116,6 +125,27 @@ TEST_F(LiveSessionTest, OperationsHoldOffTicksRefreshTheSettingsAndRecordFailure
     bool ran = false;
     EXPECT_FALSE(session.Run("attempting to test", [&](CVesk4710&) { return ran = true; }));
     EXPECT_FALSE(ran) << "nothing runs on a lost link until it is reconnected";
+}
+
+// A reading keeps the instrument's digits into the recording; a reply that is no number is
+// an error, never a reading of 0.
+TEST_F(LiveSessionTest, ReadingsKeepTheInstrumentsDigitsAndANonNumberIsNoReading) {
+    ASSERT_TRUE(session.Connect(sim));
+    ReplyToNextReading("25.1000");
+    auto readings = session.Poll();
+    ASSERT_EQ(readings.size(), 2u);
+    EXPECT_EQ(readings[0].text, "25.1000");
+    EXPECT_DOUBLE_EQ(readings[0].value, 25.1);
+    std::string row;
+    AppendReadingRow(row, 1, readings[0], session.Channels()[0], "sim", "A47100");
+    EXPECT_NE(row.find(",25.1000,C,"), std::string::npos) << row;
+
+    ReplyToNextReading("OVER");
+    readings = session.Poll();
+    ASSERT_EQ(readings.size(), 1u);
+    EXPECT_EQ(readings[0].channel, 2);
+    EXPECT_EQ(session.LastError()->number, comm::kCommMalformedReply);
+    EXPECT_TRUE(session.Channels()[0].live);
 }
 
 }  // namespace

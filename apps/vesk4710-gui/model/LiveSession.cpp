@@ -259,8 +259,9 @@ std::vector<Reading> LiveSession::Poll(const std::function<void(const Reading&)>
             continue;
         }
         try {
-            const double value = instrument_->QueryMeasurement(ch.number, false);
-            out.push_back({ch.number, clock_(), value, ch.unit});
+            double value = 0.0;
+            std::string text = MeasurementText(*instrument_, ch.number, false, &value);
+            out.push_back({ch.number, clock_(), value, ch.unit, std::move(text)});
             if (each) {
                 each(out.back());
             }

@@ -44,6 +44,7 @@ struct Reading {
     Millis time = 0;
     double value = 0.0;
     std::string unit;
+    std::string text;  // the reading as the instrument sent it; empty where not known
 };
 
 // Errors of the link itself (no reply, dropped, cannot open): the session is lost and needs

@@ -45,8 +45,9 @@ void AppendReadingRow(std::string& out, uint64_t sequence, const Reading& readin
     csv.Field(serial);
     csv.Field(fmt::format("{}", reading.channel), true);
     csv.Field(channel.serial);
-    // {fmt} writes the shortest text that reads back as the same number, in any locale.
-    csv.Field(fmt::format("{}", reading.value), true);
+    // The instrument's own digits; where they are not at hand, {fmt}'s shortest text that
+    // reads back as the same number, in any locale.
+    csv.Field(reading.text.empty() ? fmt::format("{}", reading.value) : reading.text, true);
     csv.Field(FileUnit(reading.unit));
     csv.Field(channel.conversionCode);
     csv.EndRow();
@@ -62,7 +63,7 @@ std::string ExportReadings(const ReadingBuffer& buffer, const std::string& path,
             const auto info =
                 std::find_if(channels.begin(), channels.end(),
                              [channel](const ChannelInfo& c) { return c.number == channel; });
-            AppendReadingRow(text, ++sequence, {channel, s.time, s.value, unit},
+            AppendReadingRow(text, ++sequence, {channel, s.time, s.value, unit, {}},
                              info != channels.end() ? *info : ChannelInfo{}, instrument, serial);
         });
         // The user chose the name and agreed to replace a file of that name.
