@@ -14,6 +14,7 @@
 #include <chrono>
 #include <cstring>
 
+#include "components/comm/DeviceAddress.h"
 #include "components/comm/Protocol.h"
 #include "recorder/SharedLink.h"
 #include "vesk4710/support/AutomationError.h"
@@ -93,15 +94,13 @@ Endpoint::Endpoint(std::shared_ptr<SharedLink> link, const std::string& address)
         ::chmod(unixPath_.c_str(), 0660);
         address_ = "unix:" + unixPath_;
     } else {
-        std::string hostPort = address.rfind("tcp://", 0) == 0 ? address.substr(6) : address;
-        const size_t colon = hostPort.rfind(':');
+        const auto split = comm::SplitHostPort(comm::TcpHostPort(address).value_or(address));
         uint16_t port = 0;
-        const char* portEnd = hostPort.data() + hostPort.size();
-        if (colon == std::string::npos ||
-            std::from_chars(hostPort.data() + colon + 1, portEnd, port).ptr != portEnd) {
+        const char* portEnd = split ? split->port.data() + split->port.size() : nullptr;
+        if (!split || std::from_chars(split->port.data(), portEnd, port).ptr != portEnd) {
             Refuse(address, "give tcp://127.0.0.1:PORT or unix:PATH");
         }
-        std::string host = hostPort.substr(0, colon);
+        std::string host = split->host;
         if (host == "localhost") {
             host = "127.0.0.1";
         }
@@ -125,7 +124,7 @@ Endpoint::Endpoint(std::shared_ptr<SharedLink> link, const std::string& address)
         }
         socklen_t size = sizeof sa;
         ::getsockname(listener_, reinterpret_cast<sockaddr*>(&sa), &size);
-        address_ = "tcp://" + host + ":" + std::to_string(ntohs(sa.sin_port));
+        address_ = std::string(comm::kTcpPrefix) + host + ":" + std::to_string(ntohs(sa.sin_port));
     }
     if (::listen(listener_, 8) != 0) {
         const int err = errno;

@@ -3,6 +3,7 @@
 #include <charconv>
 #include <filesystem>
 
+#include "components/comm/DeviceAddress.h"
 #include "recorder/ConfigFields.h"
 
 namespace vesk::rec {
@@ -26,15 +27,11 @@ void Readable(const std::string& file, const std::string& key) {
 }  // namespace
 
 ListenAddress ParseListen(const std::string& text, const std::string& what) {
-    const size_t colon = text.rfind(':');
     ListenAddress a;
-    if (colon != std::string::npos) {
-        a.host = text.substr(0, colon);
-        if (a.host.size() > 2 && a.host.front() == '[' && a.host.back() == ']') {
-            a.host = a.host.substr(1, a.host.size() - 2);
-        }
-        const char* end = text.data() + text.size();
-        auto [rest, ec] = std::from_chars(text.data() + colon + 1, end, a.port);
+    if (const auto split = comm::SplitHostPort(text)) {
+        a.host = split->host;
+        const char* end = split->port.data() + split->port.size();
+        auto [rest, ec] = std::from_chars(split->port.data(), end, a.port);
         if (ec == std::errc() && rest == end && !a.host.empty() && a.port >= 0 && a.port <= 65535) {
             return a;
         }

@@ -1,11 +1,11 @@
 #include "simulator/EmbeddedLink.h"
 
 #include <algorithm>
-#include <charconv>
 #include <mutex>
 #include <set>
 
 #include "components/comm/CommErrors.h"
+#include "components/comm/DeviceAddress.h"
 
 namespace vesk::sim {
 
@@ -101,19 +101,13 @@ void RegisterEmbeddedLink(const SimOptions& defaults) {
     auto resetPorts = std::make_shared<ResetPorts>();
     comm::RegisterLinkScheme("sim", [defaults, resetPorts](const comm::LinkRequest& request) {
         SimOptions options = defaults;
-        options.port = request.portNumber;
-        if (size_t colon = request.device.find(':'); colon != std::string::npos) {
-            std::string_view number(request.device);
-            number.remove_prefix(colon + 1);
-            int32_t port = 0;
-            auto [end, ec] = std::from_chars(number.data(), number.data() + number.size(), port);
-            if (ec != std::errc() || end != number.data() + number.size() || port < 1) {
-                throw comm::CommError(
-                    comm::kCommLinkUnavailable,
-                    "The device " + request.device + " names no simulator port (sim or sim:<n>)");
-            }
-            options.port = port;
+        const auto port = comm::ParseSimulatorPort(request.device, request.portNumber);
+        if (!port) {
+            throw comm::CommError(
+                comm::kCommLinkUnavailable,
+                "The device " + request.device + " names no simulator port (sim or sim:<n>)");
         }
+        options.port = *port;
         // A state file named for one port is that port's alone.
         if (options.port != defaults.port) {
             options.statePath.clear();

@@ -19,6 +19,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "components/comm/DeviceAddress.h"
 #include "components/comm/Protocol.h"
 
 namespace vesk::sim {
@@ -139,22 +140,19 @@ bool IsLoopback(const sockaddr* address) {
 }  // namespace
 
 std::pair<std::string, uint16_t> SplitHostPort(const std::string& text) {
-    size_t colon = text.rfind(':');
+    const size_t colon = text.rfind(':');
     if (colon == std::string::npos || colon == 0) {
         throw std::invalid_argument("expected HOST:PORT, got \"" + text + "\"");
     }
+    const auto split = comm::SplitHostPort(text);
     uint16_t port = 0;
-    const char* begin = text.data() + colon + 1;
-    const char* end = text.data() + text.size();
-    auto [stop, ec] = std::from_chars(begin, end, port);
-    if (begin == end || ec != std::errc() || stop != end) {
+    const auto read =
+        split ? std::from_chars(split->port.data(), split->port.data() + split->port.size(), port)
+              : std::from_chars_result{nullptr, std::errc::invalid_argument};
+    if (!split || read.ec != std::errc() || read.ptr != split->port.data() + split->port.size()) {
         throw std::invalid_argument("bad port in \"" + text + "\"");
     }
-    std::string host = text.substr(0, colon);
-    if (host.size() > 2 && host.front() == '[' && host.back() == ']') {
-        host = host.substr(1, host.size() - 2);
-    }
-    return {host, port};
+    return {split->host, port};
 }
 
 // ---- pseudo-terminal ----

@@ -5,6 +5,7 @@
 #include "apps/vesk4710/Cli.h"
 #include "components/comm/CommErrors.h"
 #include "components/comm/Communications.h"
+#include "components/comm/DeviceAddress.h"
 #include "components/comm/Protocol.h"
 #include "host/DefaultHost.h"
 #include "simulator/EmbeddedLink.h"
@@ -35,7 +36,7 @@ Session::Session(const GlobalOptions& options) : options_(options), out_(options
     host_ = MakeDefaultHost(host);
     Host::SetDefault(host_);
 
-    if (options.device == "sim" || options.device.rfind("sim:", 0) == 0) {
+    if (comm::IsSimulatorDevice(options.device)) {
         out_.Notice("using the embedded simulator (--device selects a serial device or tcp://)");
     }
     instrument_ = CVesk4710::Create(host_);

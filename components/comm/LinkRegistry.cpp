@@ -2,6 +2,7 @@
 #include <mutex>
 
 #include "components/comm/CommErrors.h"
+#include "components/comm/DeviceAddress.h"
 #include "components/comm/ILink.h"
 #include "components/comm/SerialLink.h"
 #include "components/comm/TcpLink.h"
@@ -54,13 +55,13 @@ std::shared_ptr<ILink> OpenLink(const LinkRequest& request) {
     if (factory) {
         return factory(request);
     }
-    if (scheme == "sim") {
+    if (scheme == kSimulatorScheme) {
         throw CommError(kCommLinkUnavailable,
                         "The embedded simulator is not available in this program (the "
                         "simulator registers it with vesk::sim::RegisterEmbeddedLink)");
     }
-    if (device.rfind("tcp://", 0) == 0) {
-        return TcpLink::Connect(device.substr(6), request.timeout);
+    if (auto hostPort = TcpHostPort(device)) {
+        return TcpLink::Connect(*hostPort, request.timeout);
     }
     if (device.empty() || device == "port") {
         return SerialLink::Open(SerialDeviceForPort(request.portNumber, request.registry.get()),

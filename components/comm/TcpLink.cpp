@@ -12,6 +12,7 @@
 #include <cstring>
 
 #include "components/comm/CommErrors.h"
+#include "components/comm/DeviceAddress.h"
 
 namespace vesk::comm {
 
@@ -56,15 +57,12 @@ int ConnectOne(const addrinfo& ai, std::chrono::milliseconds timeout, std::strin
 
 std::shared_ptr<TcpLink> TcpLink::Connect(const std::string& hostPort,
                                           std::chrono::milliseconds timeout) {
-    size_t colon = hostPort.rfind(':');
-    if (colon == std::string::npos || colon == 0 || colon + 1 == hostPort.size()) {
+    const auto split = SplitHostPort(hostPort);
+    if (!split) {
         throw Unavailable(hostPort, "expected HOST:PORT");
     }
-    std::string host = hostPort.substr(0, colon);
-    if (host.size() > 2 && host.front() == '[' && host.back() == ']') {
-        host = host.substr(1, host.size() - 2);
-    }
-    std::string port = hostPort.substr(colon + 1);
+    const std::string& host = split->host;
+    const std::string& port = split->port;
     addrinfo hints{};
     hints.ai_family = AF_UNSPEC;
     hints.ai_socktype = SOCK_STREAM;

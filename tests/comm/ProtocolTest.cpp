@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "components/comm/CommErrors.h"
+#include "components/comm/DeviceAddress.h"
 #include "components/comm/Protocol.h"
 #include "tests/testsupport/Raised.h"
 
@@ -180,6 +181,37 @@ TEST(Lines, TooLongOnesAreRefusedWholeAndTheirRestDropped) {
     EXPECT_FALSE(ParseCommandLine("5 LOG:LAB " + endless));
     const AutomationError e = Raised([&] { Format(5, 286, {{Param::kValue, endless}}); });
     EXPECT_EQ(e.Number(), kCommBadParameter) << "nor is one sent";
+}
+
+TEST(DeviceAddress, EveryToolReadsADeviceTextTheSameWay) {
+    struct Row {
+        std::string_view device;
+        bool simulator;
+        std::optional<int32_t> simulatorPort;  // with 7 as the port for a bare "sim"
+        std::optional<std::string> host;       // of tcp://HOST:PORT, when it splits
+        std::string port;
+    };
+    const Row rows[] = {
+        {"sim", true, 7, std::nullopt, ""},
+        {"sim:12", true, 12, std::nullopt, ""},
+        {"sim:0", true, std::nullopt, std::nullopt, ""},
+        {"sim:x", true, std::nullopt, std::nullopt, ""},
+        {"sim:", true, std::nullopt, std::nullopt, ""},
+        {"simple", false, std::nullopt, std::nullopt, ""},
+        {"/dev/ttyUSB0", false, std::nullopt, std::nullopt, ""},
+        {"tcp://host:4710", false, std::nullopt, "host", "4710"},
+        {"tcp://[::1]:4710", false, std::nullopt, "::1", "4710"},
+        {"tcp://:4710", false, std::nullopt, std::nullopt, ""},
+        {"tcp://host:", false, std::nullopt, std::nullopt, ""},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(std::string(row.device));
+        EXPECT_EQ(IsSimulatorDevice(row.device), row.simulator);
+        EXPECT_EQ(ParseSimulatorPort(row.device, 7), row.simulatorPort);
+        const auto split = SplitHostPort(TcpHostPort(row.device).value_or(""));
+        EXPECT_EQ(split ? std::optional(split->host) : std::nullopt, row.host);
+        EXPECT_EQ(split ? split->port : "", row.port);
+    }
 }
 
 }  // namespace

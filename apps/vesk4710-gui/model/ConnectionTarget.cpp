@@ -8,11 +8,11 @@
 #include <fstream>
 #include <tuple>
 
+#include "components/comm/DeviceAddress.h"
+
 namespace vesk::gui {
 
 namespace {
-
-constexpr std::string_view kTcpPrefix = "tcp://";
 
 bool ParseInt(std::string_view text, int32_t& value) {
     if (text.empty()) {
@@ -61,7 +61,7 @@ std::string ConnectionTarget::Device() const {
         case LinkKind::Serial:
             return path;
         case LinkKind::Network:
-            return fmt::format("{}{}:{}", kTcpPrefix, host, port);
+            return fmt::format("{}{}:{}", comm::kTcpPrefix, host, port);
     }
     return simulator;
 }
@@ -82,10 +82,9 @@ std::string ConnectionTarget::Describe() const {
 std::optional<ConnectionTarget> ConnectionTarget::Parse(const std::string& device, int32_t baud,
                                                         std::string* error) {
     ConnectionTarget t;
-    if (device == "sim" || device.starts_with("sim:")) {
-        int32_t port = 0;
-        if (device != "sim" &&
-            (!ParseInt(std::string_view(device).substr(4), port) || port < 1 || port > 255)) {
+    if (comm::IsSimulatorDevice(device)) {
+        const auto port = comm::ParseSimulatorPort(device, 1);
+        if (!port || *port > 255) {
             Fail(error, "the simulator port must be a number from 1 to 255: " + device);
             return std::nullopt;
         }
@@ -93,20 +92,20 @@ std::optional<ConnectionTarget> ConnectionTarget::Parse(const std::string& devic
         t.simulator = device;
         return t;
     }
-    if (device.starts_with(kTcpPrefix)) {
-        const std::string rest = device.substr(kTcpPrefix.size());
-        const size_t colon = rest.rfind(':');
+    if (const auto rest = comm::TcpHostPort(device)) {
+        const auto split = comm::SplitHostPort(*rest);
         int32_t port = 0;
-        if (colon == std::string::npos || colon == 0) {
+        if (!split) {
             Fail(error, "a network device is tcp://HOST:PORT: " + device);
             return std::nullopt;
         }
-        if (!ParseInt(std::string_view(rest).substr(colon + 1), port) || port < 1 || port > 65535) {
+        if (!ParseInt(split->port, port) || port < 1 || port > 65535) {
             Fail(error, "the network port must be a number from 1 to 65535: " + device);
             return std::nullopt;
         }
         t.kind = LinkKind::Network;
-        t.host = rest.substr(0, colon);
+        // The host as typed, brackets and all: it is shown and given back as it was.
+        t.host = rest->substr(0, rest->size() - split->port.size() - 1);
         t.port = port;
         return t;
     }
