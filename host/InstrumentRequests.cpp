@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 #include <climits>
 #include <cmath>
 #include <map>
@@ -14,6 +13,7 @@
 #include "components/comm/CommErrors.h"
 #include "components/comm/Communications.h"
 #include "components/comm/Protocol.h"
+#include "components/comm/Text.h"
 #include "components/readingfile/ReadingFile.h"
 #include "vesk4710/core/Enums.h"
 #include "vesk4710/platform/Host.h"
@@ -33,13 +33,7 @@ std::optional<int64_t> WholeNumber(std::string_view text) {
     if (begin == std::string_view::npos) {
         return std::nullopt;
     }
-    int64_t value = 0;
-    const char* last = text.data() + end + 1;
-    const auto [ptr, ec] = std::from_chars(text.data() + begin, last, value);
-    if (ec != std::errc() || ptr != last) {
-        return std::nullopt;
-    }
-    return value;
+    return comm::ParseWhole<int64_t>(text.substr(begin, end + 1 - begin));
 }
 
 }  // namespace

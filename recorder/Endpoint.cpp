@@ -10,12 +10,12 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <charconv>
 #include <chrono>
 #include <cstring>
 
 #include "components/comm/DeviceAddress.h"
 #include "components/comm/Protocol.h"
+#include "components/comm/Text.h"
 #include "recorder/SharedLink.h"
 #include "vesk4710/support/AutomationError.h"
 
@@ -95,9 +95,8 @@ Endpoint::Endpoint(std::shared_ptr<SharedLink> link, const std::string& address)
         address_ = "unix:" + unixPath_;
     } else {
         const auto split = comm::SplitHostPort(comm::TcpHostPort(address).value_or(address));
-        uint16_t port = 0;
-        const char* portEnd = split ? split->port.data() + split->port.size() : nullptr;
-        if (!split || std::from_chars(split->port.data(), portEnd, port).ptr != portEnd) {
+        const auto port = split ? comm::ParseWhole<uint16_t>(split->port) : std::nullopt;
+        if (!port) {
             Refuse(address, "give tcp://127.0.0.1:PORT or unix:PATH");
         }
         std::string host = split->host;
@@ -106,7 +105,7 @@ Endpoint::Endpoint(std::shared_ptr<SharedLink> link, const std::string& address)
         }
         sockaddr_in sa{};
         sa.sin_family = AF_INET;
-        sa.sin_port = htons(port);
+        sa.sin_port = htons(*port);
         if (::inet_pton(AF_INET, host.c_str(), &sa.sin_addr) != 1 ||
             (ntohl(sa.sin_addr.s_addr) >> 24) != 127) {
             Refuse(address, "the recorder serves loopback addresses (127.x.x.x) only");

@@ -8,6 +8,7 @@
 #include <map>
 #include <nlohmann/json.hpp>
 
+#include "components/comm/Text.h"
 #include "components/readingfile/ReadingFile.h"
 #include "vesk4710/support/AutomationError.h"
 
@@ -117,10 +118,8 @@ TimeUs ParseTime(std::string_view text, const std::string& what) {
                                   "+01:00 for a zone; no zone means UTC)",
                               "vesk4710 recorder");
     };
-    int64_t number = 0;
-    if (auto [p, ec] = std::from_chars(text.data(), text.data() + text.size(), number);
-        ec == std::errc() && p == text.data() + text.size() && text.size() > 10) {
-        return number;
+    if (const auto number = comm::ParseWhole<int64_t>(text); number && text.size() > 10) {
+        return *number;
     }
     // YYYY-MM-DD[(T| )HH:MM[:SS[.ffffff]]][Z|(+|-)HH:MM]
     const std::string t(text);

@@ -5,6 +5,7 @@
 #include <ostream>
 
 #include "components/comm/Communications.h"
+#include "components/comm/Text.h"
 #include "components/readingfile/ReadingFile.h"
 #include "host/DefaultHost.h"
 #include "recorder/SharedLink.h"
@@ -327,15 +328,12 @@ void InstrumentRecorder::Round() {
         if (reply->mnemonic == "MEAS:VOLT?") {
             r.text = files::ShiftDecimal(r.text, -3).value_or(r.text);
         }
-        double parsed = 0;
-        const char* end = r.text.data() + r.text.size();
-        const auto [rest, ec] = std::from_chars(r.text.data(), end, parsed);
-        if (ec != std::errc() || rest != end ||
-            std::fabs(parsed - value) > 1e-9 * std::max(1.0, std::fabs(parsed))) {
+        const auto parsed = comm::ParseWhole<double>(r.text);
+        if (!parsed || std::fabs(*parsed - value) > 1e-9 * std::max(1.0, std::fabs(*parsed))) {
             throw Failure{"channel " + std::to_string(ch.source.channel) + ": the reading \"" +
                           r.text + "\" is no number"};
         }
-        r.value = parsed;
+        r.value = *parsed;
         readings.push_back(std::move(r));
     }
     if (gapOpen_) {

@@ -1,9 +1,9 @@
 #include "recorder/PublishConfig.h"
 
-#include <charconv>
 #include <filesystem>
 
 #include "components/comm/DeviceAddress.h"
+#include "components/comm/Text.h"
 #include "recorder/ConfigFields.h"
 
 namespace vesk::rec {
@@ -30,9 +30,9 @@ ListenAddress ParseListen(const std::string& text, const std::string& what) {
     ListenAddress a;
     if (const auto split = comm::SplitHostPort(text)) {
         a.host = split->host;
-        const char* end = split->port.data() + split->port.size();
-        auto [rest, ec] = std::from_chars(split->port.data(), end, a.port);
-        if (ec == std::errc() && rest == end && !a.host.empty() && a.port >= 0 && a.port <= 65535) {
+        const auto port = comm::ParseWhole<int32_t>(split->port);
+        a.port = port.value_or(-1);
+        if (port && a.port >= 0 && a.port <= 65535) {
             return a;
         }
     }

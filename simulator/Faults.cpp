@@ -1,6 +1,6 @@
 #include "simulator/Faults.h"
+#include "components/comm/Text.h"
 
-#include <charconv>
 #include <stdexcept>
 
 namespace vesk::sim {
@@ -9,13 +9,12 @@ namespace {
 
 template <typename T>
 T Number(std::string_view text, std::string_view plan, std::string_view what) {
-    T value{};
-    auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (text.empty() || ec != std::errc() || end != text.data() + text.size()) {
+    const auto value = comm::ParseWhole<T>(text);
+    if (!value) {
         throw std::invalid_argument("fault \"" + std::string(plan) + "\": " + std::string(what) +
                                     " must be a number");
     }
-    return value;
+    return *value;
 }
 
 }  // namespace

@@ -11,7 +11,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <charconv>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -21,6 +20,7 @@
 
 #include "components/comm/DeviceAddress.h"
 #include "components/comm/Protocol.h"
+#include "components/comm/Text.h"
 
 namespace vesk::sim {
 
@@ -145,14 +145,11 @@ std::pair<std::string, uint16_t> SplitHostPort(const std::string& text) {
         throw std::invalid_argument("expected HOST:PORT, got \"" + text + "\"");
     }
     const auto split = comm::SplitHostPort(text);
-    uint16_t port = 0;
-    const auto read =
-        split ? std::from_chars(split->port.data(), split->port.data() + split->port.size(), port)
-              : std::from_chars_result{nullptr, std::errc::invalid_argument};
-    if (!split || read.ec != std::errc() || read.ptr != split->port.data() + split->port.size()) {
+    const auto port = split ? comm::ParseWhole<uint16_t>(split->port) : std::nullopt;
+    if (!port) {
         throw std::invalid_argument("bad port in \"" + text + "\"");
     }
-    return {split->host, port};
+    return {split->host, *port};
 }
 
 // ---- pseudo-terminal ----

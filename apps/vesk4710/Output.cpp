@@ -2,13 +2,13 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <iostream>
 
 #include "apps/vesk4710/Cli.h"
 #include "components/comm/CommErrors.h"
+#include "components/comm/Text.h"
 
 namespace vesk::cli {
 
@@ -149,21 +149,12 @@ std::optional<bool> ParseBool(std::string_view text) {
 }
 
 std::optional<int64_t> ParseInteger(std::string_view text) {
-    int64_t v = 0;
-    const char* end = text.data() + text.size();
-    auto [p, ec] = std::from_chars(text.data(), end, v);
-    if (text.empty() || ec != std::errc() || p != end) {
-        return std::nullopt;
-    }
-    return v;
+    return comm::ParseWhole<int64_t>(text);
 }
 
 std::optional<double> ParseNumber(std::string_view text) {
-    // from_chars accepts neither a leading '+' nor blanks; neither should we.
-    double v = 0;
-    const char* end = text.data() + text.size();
-    auto [p, ec] = std::from_chars(text.data(), end, v);
-    if (text.empty() || ec != std::errc() || p != end || !std::isfinite(v)) {
+    const auto v = comm::ParseWhole<double>(text);
+    if (!v || !std::isfinite(*v)) {
         return std::nullopt;
     }
     return v;

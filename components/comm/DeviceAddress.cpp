@@ -1,6 +1,6 @@
 #include "components/comm/DeviceAddress.h"
 
-#include <charconv>
+#include "components/comm/Text.h"
 
 namespace vesk::comm {
 
@@ -18,9 +18,8 @@ std::optional<int32_t> ParseSimulatorPort(std::string_view device, int32_t fallb
         return std::nullopt;
     }
     const std::string_view number = device.substr(kSimulatorScheme.size() + 1);
-    int32_t port = 0;
-    const auto [end, ec] = std::from_chars(number.data(), number.data() + number.size(), port);
-    if (number.empty() || ec != std::errc() || end != number.data() + number.size() || port < 1) {
+    const auto port = ParseWhole<int32_t>(number);
+    if (!port || *port < 1) {
         return std::nullopt;
     }
     return port;

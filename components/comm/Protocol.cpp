@@ -5,6 +5,7 @@
 #include <string>
 
 #include "components/comm/CommErrors.h"
+#include "components/comm/Text.h"
 #include "vesk4710/platform/SettingIds.h"
 #include "vesk4710/support/StringTable.h"
 
@@ -133,9 +134,8 @@ std::optional<uint32_t> ParseTag(std::string_view text) {
     if (text.empty() || text.size() > 5) {
         return std::nullopt;
     }
-    uint32_t tag = 0;
-    auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), tag);
-    if (ec != std::errc() || end != text.data() + text.size() || tag == 0 || tag > kMaxTag) {
+    const auto tag = ParseWhole<uint32_t>(text);
+    if (!tag || *tag == 0 || *tag > kMaxTag) {
         return std::nullopt;
     }
     return tag;
@@ -427,9 +427,8 @@ std::optional<int64_t> ParseMarker(std::string_view payload, std::string_view ma
         return std::nullopt;
     }
     std::string_view number = TrimSpaces(payload.substr(marker.size() + 1));
-    int64_t n = 0;
-    auto [end, ec] = std::from_chars(number.data(), number.data() + number.size(), n);
-    if (ec != std::errc() || end != number.data() + number.size() || n < 0) {
+    const auto n = ParseWhole<int64_t>(number);
+    if (!n || *n < 0) {
         return std::nullopt;
     }
     return n;

@@ -4,13 +4,13 @@
 
 #include <atomic>
 #include <cerrno>
-#include <charconv>
 #include <cstring>
 #include <filesystem>
 #include <optional>
 #include <system_error>
 #include <utility>
 
+#include "components/comm/Text.h"
 #include "components/outputfile/ProgramRunner.h"
 #include "components/readingfile/ReadingFile.h"
 #include "vesk4710/support/Messages.h"
@@ -66,16 +66,14 @@ std::string Hex8(uint32_t v) {
 
 // Whole text is one number (the instrument's readings use a period).
 bool ParseNumber(std::string_view text, double& value) {
-    if (text.empty()) {
-        return false;
+    if (text.starts_with('+')) {
+        text.remove_prefix(1);
     }
-    const char* first = text.data();
-    const char* last = first + text.size();
-    if (*first == '+') {
-        ++first;
+    const auto parsed = comm::ParseWhole<double>(text);
+    if (parsed) {
+        value = *parsed;
     }
-    auto [ptr, ec] = std::from_chars(first, last, value);
-    return ec == std::errc() && ptr == last;
+    return parsed.has_value();
 }
 
 // A whole number goes out as one; anything else as quoted text.

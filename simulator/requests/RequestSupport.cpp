@@ -1,9 +1,9 @@
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 
 #include <fmt/format.h>
 
+#include "components/comm/Text.h"
 #include "simulator/requests/RequestsInternal.h"
 
 namespace vesk::sim {
@@ -43,25 +43,18 @@ std::string Upper(std::string text) {
 }
 
 std::optional<double> StrictNumber(std::string_view text) {
-    double value = 0;
     if (!text.empty() && text.front() == '+') {
         text.remove_prefix(1);
     }
-    auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (text.empty() || ec != std::errc() || end != text.data() + text.size() ||
-        !std::isfinite(value)) {
+    const auto value = comm::ParseWhole<double>(text);
+    if (!value || !std::isfinite(*value)) {
         return std::nullopt;
     }
     return value;
 }
 
 std::optional<int32_t> StrictInt(std::string_view text) {
-    int32_t value = 0;
-    auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (text.empty() || ec != std::errc() || end != text.data() + text.size()) {
-        return std::nullopt;
-    }
-    return value;
+    return comm::ParseWhole<int32_t>(text);
 }
 
 std::optional<std::string> NormalizedDate(std::string_view text) {

@@ -11,6 +11,7 @@
 #include "components/comm/CommErrors.h"
 #include "components/comm/DeviceAddress.h"
 #include "components/comm/Protocol.h"
+#include "components/comm/Text.h"
 #include "tests/testsupport/Raised.h"
 
 namespace vesk::test {
@@ -212,6 +213,16 @@ TEST(DeviceAddress, EveryToolReadsADeviceTextTheSameWay) {
         EXPECT_EQ(split ? std::optional(split->host) : std::nullopt, row.host);
         EXPECT_EQ(split ? split->port : "", row.port);
     }
+}
+
+TEST(WholeNumber, TheWholeTextOrNothing) {
+    for (const std::string_view bad : {"", " 1", "1 ", "+1", "1x", "0x1", "70000", "-1"}) {
+        EXPECT_EQ(ParseWhole<uint16_t>(bad), std::nullopt) << bad;
+    }
+    EXPECT_EQ(ParseWhole<uint16_t>("65535"), 65535);
+    EXPECT_EQ(ParseWhole<int64_t>("-12"), -12);
+    EXPECT_EQ(ParseWhole<double>("-1.25e2"), -125.0);
+    EXPECT_EQ(ParseWhole<double>("1.5."), std::nullopt);
 }
 
 }  // namespace

@@ -3,24 +3,16 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 #include <filesystem>
 #include <fstream>
 #include <tuple>
 
 #include "components/comm/DeviceAddress.h"
+#include "components/comm/Text.h"
 
 namespace vesk::gui {
 
 namespace {
-
-bool ParseInt(std::string_view text, int32_t& value) {
-    if (text.empty()) {
-        return false;
-    }
-    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return ec == std::errc() && end == text.data() + text.size();
-}
 
 bool Fail(std::string* error, std::string reason) {
     if (error != nullptr) {
@@ -35,8 +27,8 @@ std::tuple<std::string, int32_t, std::string> SortKey(const std::string& name) {
     while (digits > 0 && name[digits - 1] >= '0' && name[digits - 1] <= '9') {
         --digits;
     }
-    int32_t number = -1;
-    ParseInt(std::string_view(name).substr(digits), number);
+    const int32_t number =
+        comm::ParseWhole<int32_t>(std::string_view(name).substr(digits)).value_or(-1);
     return {name.substr(0, digits), number, name};
 }
 
@@ -94,19 +86,19 @@ std::optional<ConnectionTarget> ConnectionTarget::Parse(const std::string& devic
     }
     if (const auto rest = comm::TcpHostPort(device)) {
         const auto split = comm::SplitHostPort(*rest);
-        int32_t port = 0;
         if (!split) {
             Fail(error, "a network device is tcp://HOST:PORT: " + device);
             return std::nullopt;
         }
-        if (!ParseInt(split->port, port) || port < 1 || port > 65535) {
+        const auto port = comm::ParseWhole<int32_t>(split->port);
+        if (!port || *port < 1 || *port > 65535) {
             Fail(error, "the network port must be a number from 1 to 65535: " + device);
             return std::nullopt;
         }
         t.kind = LinkKind::Network;
         // The host as typed, brackets and all: it is shown and given back as it was.
         t.host = rest->substr(0, rest->size() - split->port.size() - 1);
-        t.port = port;
+        t.port = *port;
         return t;
     }
     if (device.starts_with("/")) {

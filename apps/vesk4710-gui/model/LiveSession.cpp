@@ -3,10 +3,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 #include <chrono>
 
 #include "components/comm/CommErrors.h"
+#include "components/comm/Text.h"
 #include "components/readingfile/ReadingFile.h"
 #include "host/InstrumentRequests.h"
 #include "host/InstrumentText.h"
@@ -97,8 +97,8 @@ std::vector<int16_t> ParseChannelList(const std::string& list) {
         int16_t last = 0;
         const size_t dash = item.find('-');
         const auto number = [](std::string_view text, int16_t& value) {
-            const auto [p, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
-            return ec == std::errc() && p == text.data() + text.size() && value > 0;
+            value = comm::ParseWhole<int16_t>(text).value_or(0);
+            return value > 0;
         };
         const bool ok = dash == std::string_view::npos
                             ? number(item, first) && (last = first, true)
