@@ -76,7 +76,7 @@ std::string UnitOf(const std::string& mnemonic, int32_t units) {
         return std::string(files::kEmfUnit);
     }
     static constexpr const char* kLetters[] = {"C", "F", "K"};
-    return units >= 0 && units <= 2 ? kLetters[units] : "?";
+    return units >= UNITS_DEGREESC && units <= kUnitsKelvin ? kLetters[units] : "?";
 }
 
 }  // namespace
@@ -317,13 +317,7 @@ void InstrumentRecorder::Round() {
         r.time = NowUs();
         r.source = ch.source;
         r.source.unit = UnitOf(reply->mnemonic, inst.Units());
-        r.text = reply->payload;
-        while (!r.text.empty() && r.text.back() == ' ') {
-            r.text.pop_back();
-        }
-        while (!r.text.empty() && r.text.front() == ' ') {
-            r.text.erase(0, 1);
-        }
+        r.text = comm::Trim(reply->payload);
         // Emf arrives in microvolts and is kept in millivolts, every digit sent.
         if (reply->mnemonic == "MEAS:VOLT?") {
             r.text = files::ShiftDecimal(r.text, -3).value_or(r.text);

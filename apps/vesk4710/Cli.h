@@ -33,9 +33,6 @@ inline constexpr int kExitUsage = 2;
 // Channels an instrument can have: one per module.
 inline constexpr int kMaxChannels = kMaxModules * CVesk4710Card::kChannelsPerModule;
 
-// The units value for kelvin, which the library's units enumeration leaves out.
-inline constexpr int32_t kUnitsKelvin = 2;
-
 struct GlobalOptions {
     std::string device = "sim";
     int32_t baud = 9600;

@@ -31,14 +31,9 @@ constexpr int32_t kViewWaitMs = 10000;
 constexpr int32_t kPrintWaitMs = 30000;
 constexpr const char* kRegPrinterName = "PrinterName";
 
+// Fields and settings are trimmed of tabs as well as spaces.
 std::string_view Trim(std::string_view s) {
-    while (!s.empty() && (s.front() == ' ' || s.front() == '\t')) {
-        s.remove_prefix(1);
-    }
-    while (!s.empty() && (s.back() == ' ' || s.back() == '\t')) {
-        s.remove_suffix(1);
-    }
-    return s;
+    return comm::Trim(s, " \t");
 }
 
 bool IsAsciiAlnum(unsigned char c) {

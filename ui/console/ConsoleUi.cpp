@@ -15,6 +15,8 @@
 #include <thread>
 #include <utility>
 
+#include "components/comm/Text.h"
+
 namespace vesk {
 
 namespace {
@@ -99,15 +101,6 @@ std::string Lower(std::string s) {
         }
     }
     return s;
-}
-
-std::string Trim(const std::string& s) {
-    const auto b = s.find_first_not_of(" \t\r\n");
-    if (b == std::string::npos) {
-        return {};
-    }
-    const auto e = s.find_last_not_of(" \t\r\n");
-    return s.substr(b, e - b + 1);
 }
 
 // Turns terminal echo off for the lifetime of the guard.
@@ -280,7 +273,7 @@ int32_t ConsoleUi::MessageBox(const std::string& prompt, int32_t style, const st
         // Ask until the answer is clear; the end of the input counts as no.
         yes = false;
         while (const auto answer = AskLine("  [y/n] ")) {
-            const std::string a = Lower(Trim(*answer));
+            const std::string a = Lower(std::string(comm::Trim(*answer, " \t\r\n")));
             if (a == "y" || a == "yes") {
                 yes = true;
                 break;

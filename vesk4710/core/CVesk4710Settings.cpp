@@ -41,7 +41,7 @@ bool CVesk4710::UpdateUnits() {
             case UNITS_DEGREESF:
                 comm->params().Value("F");
                 break;
-            case 2:
+            case kUnitsKelvin:
                 comm->params().Value("K");
                 break;
             default:

@@ -14,6 +14,7 @@ enum E4710Units : int32_t {
     UNITS_DEGREESC = 0,
     UNITS_DEGREESF = 1,
 };
+inline constexpr int32_t kUnitsKelvin = 2;
 
 enum E4710Interval : int32_t {
     INT_AUTO = -1,

@@ -86,13 +86,7 @@ std::vector<int16_t> ParseChannelList(const std::string& list) {
         if (end == std::string::npos) {
             end = list.size();
         }
-        std::string_view item(list.data() + pos, end - pos);
-        while (!item.empty() && item.front() == ' ') {
-            item.remove_prefix(1);
-        }
-        while (!item.empty() && item.back() == ' ') {
-            item.remove_suffix(1);
-        }
+        const std::string_view item = comm::Trim(std::string_view(list).substr(pos, end - pos));
         int16_t first = 0;
         int16_t last = 0;
         const size_t dash = item.find('-');
