@@ -318,6 +318,7 @@ def main():
     try:
         with os.fdopen(fd, "w", encoding="utf-8") as f:
             f.write(text)
+        os.chmod(tmp, 0o644)  # a temporary file is private; the stubs are not
         os.replace(tmp, sys.argv[2])
     except BaseException:
         os.unlink(tmp)
