@@ -218,7 +218,7 @@ if(TARGET vesk4710_py)
                       set(VESK_PYTHONDIR ${VESK_INSTALL_PYTHONDIR})
                   endif()" COMPONENT python)
     install(TARGETS vesk4710_py LIBRARY DESTINATION \${VESK_PYTHONDIR} COMPONENT python)
-    install(FILES ${PROJECT_SOURCE_DIR}/python/vesk4710.pyi DESTINATION \${VESK_PYTHONDIR}
+    install(FILES ${PROJECT_BINARY_DIR}/python/vesk4710.pyi DESTINATION \${VESK_PYTHONDIR}
             COMPONENT python)
 endif()
 

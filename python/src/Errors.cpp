@@ -37,7 +37,14 @@ class AutomationError(Exception):
     help_context -- help topic of the error, 0 when none
     """
 
-    def __init__(self, number, description="", source="", help_file="", help_context=0):
+    number: int
+    description: str
+    source: str
+    help_file: str
+    help_context: int
+
+    def __init__(self, number: int, description: str = "", source: str = "",
+                 help_file: str = "", help_context: int = 0) -> None:
         super().__init__(number, description, source, help_file, help_context)
         self.number = int(number)
         self.description = description

@@ -92,7 +92,7 @@ void RegisterSession(py::module_& m) {
         py::arg("resol") = -1,
         "Downloads the automatic log into files in the download folder, named and written like "
         "DownloadLogFiles' (which covers the demand log); returns a DownloadResult. outcome is "
-        "NoReadings when the log (or label labelnum) holds none. Raises AutomationError when "
+        "'no_readings' when the log (or label labelnum) holds none. Raises AutomationError when "
         "the link or a file fails.",
         LibraryCall());
 }
