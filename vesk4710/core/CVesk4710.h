@@ -10,7 +10,7 @@
 //   CVesk4710Calibration.cpp  calibration parameters by range, calibration date
 //   CVesk4710Logging.cpp      demand-log status, clearing, logging label, download
 //   CVesk4710Topology.cpp     the module tree, channel numbering and selection
-//   CVesk4710Dispatch.cpp     the late-bound member table
+//   CVesk4710Dispatch.cpp     the member table and late-bound calls
 #include <cstdint>
 #include <memory>
 #include <string>
