@@ -2,7 +2,9 @@
 // Channel settings: probe serial number, probe family, conversion type with its
 // coefficients, calibration date, resolution, reference junction, probe lock and the
 // MINOP/MAXOP parameters. Protected conversion settings open only after the instrument
-// accepted a passcode; a changed serial number asks for it before writing.
+// accepted a passcode; a changed serial number asks for it before writing. Loading and the
+// controls' events are in ChannelDialog.cpp, checking and writing the edits in
+// ChannelDialogApply.cpp.
 #include <array>
 #include <cstdint>
 #include <functional>
