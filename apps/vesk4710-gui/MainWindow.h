@@ -1,7 +1,9 @@
 #pragma once
 // The technician's window: connection, identification and settings, the channel list, live
 // readings with their strip chart, and every dialog of the library one click away. The
-// session logic lives in LiveSession; this class only binds it to widgets.
+// session logic lives in LiveSession; this class only binds it to widgets: MainWindow.cpp
+// builds the window, MainWindowSession.cpp connects and shows the readings,
+// MainWindowFiles.cpp exports them and keeps the window's settings.
 #include <QMainWindow>
 #include <QTimer>
 #include <functional>
