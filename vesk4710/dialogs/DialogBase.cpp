@@ -1,5 +1,6 @@
 #include "vesk4710/dialogs/DialogBase.h"
 
+#include "vesk4710/core/CVesk4710.h"
 #include "vesk4710/support/Help.h"
 #include "vesk4710/support/Messages.h"
 #include "vesk4710/support/StringTable.h"
@@ -74,6 +75,14 @@ void DialogBase::SaveFormState(const FormState& own) const {
 DialogBase::FormState DialogBase::StoredFormState() const {
     IRegistry* registry = StateRegistry();
     return registry != nullptr ? registry->LoadFormState(FormName()) : FormState{};
+}
+
+IRegistry* InstrumentDialogBase::StateRegistry() const {
+    return instrument_ ? instrument_->Registry().get() : nullptr;
+}
+
+IUiServices& InstrumentDialogBase::Ui() const {
+    return instrument_->GetHost().Ui();
 }
 
 }  // namespace vesk

@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
+#include <utility>
 
 #include "vesk4710/platform/IControls.h"
 #include "vesk4710/platform/IRegistry.h"
@@ -53,6 +55,24 @@ class DialogBase {
     std::function<FormState()> onSaveState_;
     bool visible_ = true;
     int32_t helpContextID_ = 0;
+};
+
+class CVesk4710;
+
+// The base of the dialogs of one instrument: its user-interface services, and its per-user
+// settings as the home of the form state.
+class InstrumentDialogBase : public DialogBase {
+  public:
+    explicit InstrumentDialogBase(std::shared_ptr<CVesk4710> instrument)
+        : instrument_(std::move(instrument)) {}
+
+    const std::shared_ptr<CVesk4710>& Instrument() const { return instrument_; }
+
+  protected:
+    IRegistry* StateRegistry() const override;
+    IUiServices& Ui() const;
+
+    std::shared_ptr<CVesk4710> instrument_;
 };
 
 // Help topics of the dialogs.

@@ -36,17 +36,6 @@ void SelectStored(IListControl& list, int32_t data) {
 
 }  // namespace
 
-DownloadDialog::DownloadDialog(std::shared_ptr<CVesk4710> instrument)
-    : instrument_(std::move(instrument)) {}
-
-IUiServices& DownloadDialog::Ui() const {
-    return instrument_->GetHost().Ui();
-}
-
-IRegistry* DownloadDialog::StateRegistry() const {
-    return instrument_ ? instrument_->Registry().get() : nullptr;
-}
-
 void DownloadDialog::Load() {
     activated_ = false;
     downloaded_ = false;

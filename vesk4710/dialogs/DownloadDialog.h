@@ -15,7 +15,7 @@ namespace vesk {
 
 class CVesk4710;
 
-class DownloadDialog : public IDialogLogic, public DialogBase {
+class DownloadDialog : public IDialogLogic, public InstrumentDialogBase {
   public:
     struct Controls {
         IForm* form = nullptr;
@@ -35,7 +35,7 @@ class DownloadDialog : public IDialogLogic, public DialogBase {
     // Downloads the automatic log into download files; NoReadings when it holds none.
     using AutoLogDownloader = std::function<DownloadResult(CVesk4710&, const DownloadRequest&)>;
 
-    explicit DownloadDialog(std::shared_ptr<CVesk4710> instrument);
+    using InstrumentDialogBase::InstrumentDialogBase;
     // A client that can fetch the automatic log gives the way here: the dialog then offers
     // that log beside the demand log.
     void AutoLog(AutoLogDownloader downloader) { autoLog_ = std::move(downloader); }
@@ -43,7 +43,6 @@ class DownloadDialog : public IDialogLogic, public DialogBase {
     std::string DialogName() const override { return "frm4710Download"; }
     std::string FormName() const override { return DialogName(); }
     void Bind(const Controls& controls) { c_ = controls; }
-    const std::shared_ptr<CVesk4710>& Instrument() const { return instrument_; }
     // True once a download ran to its end.
     bool Downloaded() const { return downloaded_; }
 
@@ -53,11 +52,7 @@ class DownloadDialog : public IDialogLogic, public DialogBase {
     void optFiles_Click(int index);
     void cmdOKCancelHelp_Click(int index);
 
-  protected:
-    IRegistry* StateRegistry() const override;
-
   private:
-    IUiServices& Ui() const;
     // The labels' names by number as the instrument lists them; empty when it cannot.
     std::vector<std::string> LabelNames() const;
     void SetupChoices();
@@ -67,7 +62,6 @@ class DownloadDialog : public IDialogLogic, public DialogBase {
     // False when nothing was there to download: the choices stay open.
     bool DownloadAutoLog(const DownloadRequest& request);
 
-    std::shared_ptr<CVesk4710> instrument_;
     Controls c_;
     bool activated_ = false;
     bool downloaded_ = false;

@@ -43,17 +43,6 @@ struct ProgressGuard {
 
 }  // namespace
 
-LabelsDialog::LabelsDialog(std::shared_ptr<CVesk4710> instrument)
-    : instrument_(std::move(instrument)) {}
-
-IUiServices& LabelsDialog::Ui() const {
-    return instrument_->GetHost().Ui();
-}
-
-IRegistry* LabelsDialog::StateRegistry() const {
-    return instrument_ ? instrument_->Registry().get() : nullptr;
-}
-
 void LabelsDialog::Load() {
     activated_ = false;
     changed_ = false;

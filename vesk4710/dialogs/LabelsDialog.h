@@ -12,7 +12,7 @@ namespace vesk {
 
 class CVesk4710;
 
-class LabelsDialog : public IDialogLogic, public DialogBase {
+class LabelsDialog : public IDialogLogic, public InstrumentDialogBase {
   public:
     struct Controls {
         IForm* form = nullptr;
@@ -22,12 +22,11 @@ class LabelsDialog : public IDialogLogic, public DialogBase {
         std::array<IButton*, 3> cmdOKCancelHelp{};
     };
 
-    explicit LabelsDialog(std::shared_ptr<CVesk4710> instrument);
+    using InstrumentDialogBase::InstrumentDialogBase;
 
     std::string DialogName() const override { return "frm4710Labels"; }
     std::string FormName() const override { return DialogName(); }
     void Bind(const Controls& controls) { c_ = controls; }
-    const std::shared_ptr<CVesk4710>& Instrument() const { return instrument_; }
     bool Changed() const { return changed_; }
 
     void Load();
@@ -40,15 +39,10 @@ class LabelsDialog : public IDialogLogic, public DialogBase {
     void cmdReset_Click();
     void cmdOKCancelHelp_Click(int index);
 
-  protected:
-    IRegistry* StateRegistry() const override;
-
   private:
-    IUiServices& Ui() const;
     bool ReadLabel();
     bool WriteLabel();
 
-    std::shared_ptr<CVesk4710> instrument_;
     Controls c_;
     bool activated_ = false;
     bool changed_ = false;

@@ -9,17 +9,6 @@
 
 namespace vesk {
 
-LogStatusDialog::LogStatusDialog(std::shared_ptr<CVesk4710> instrument)
-    : instrument_(std::move(instrument)) {}
-
-IUiServices& LogStatusDialog::Ui() const {
-    return instrument_->GetHost().Ui();
-}
-
-IRegistry* LogStatusDialog::StateRegistry() const {
-    return instrument_ ? instrument_->Registry().get() : nullptr;
-}
-
 void LogStatusDialog::Load() {
     activated_ = false;
     Show();

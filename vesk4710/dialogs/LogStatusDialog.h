@@ -11,7 +11,7 @@ namespace vesk {
 class CVesk4710;
 class IUiServices;
 
-class LogStatusDialog : public IDialogLogic, public DialogBase {
+class LogStatusDialog : public IDialogLogic, public InstrumentDialogBase {
   public:
     struct Controls {
         IForm* form = nullptr;
@@ -22,12 +22,11 @@ class LogStatusDialog : public IDialogLogic, public DialogBase {
         std::array<IButton*, 3> cmdOKCancelHelp{};
     };
 
-    explicit LogStatusDialog(std::shared_ptr<CVesk4710> instrument);
+    using InstrumentDialogBase::InstrumentDialogBase;
 
     std::string DialogName() const override { return "frm4710LogStatus"; }
     std::string FormName() const override { return DialogName(); }
     void Bind(const Controls& controls) { c_ = controls; }
-    const std::shared_ptr<CVesk4710>& Instrument() const { return instrument_; }
 
     void Load();
     void Activate();
@@ -36,13 +35,7 @@ class LogStatusDialog : public IDialogLogic, public DialogBase {
     void cmdDemandLogClear_Click();
     void cmdOKCancelHelp_Click(int index);
 
-  protected:
-    IRegistry* StateRegistry() const override;
-
   private:
-    IUiServices& Ui() const;
-
-    std::shared_ptr<CVesk4710> instrument_;
     Controls c_;
     bool activated_ = false;
 };

@@ -67,17 +67,6 @@ std::string JoinChannels(const std::vector<int32_t>& channels) {
 
 }  // namespace
 
-SettingsDialog::SettingsDialog(std::shared_ptr<CVesk4710> instrument)
-    : instrument_(std::move(instrument)) {}
-
-IUiServices& SettingsDialog::Ui() const {
-    return instrument_->GetHost().Ui();
-}
-
-IRegistry* SettingsDialog::StateRegistry() const {
-    return instrument_ ? instrument_->Registry().get() : nullptr;
-}
-
 void SettingsDialog::Load() {
     activated_ = false;
     readOK_ = false;

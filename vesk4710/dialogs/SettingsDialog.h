@@ -16,7 +16,7 @@ namespace vesk {
 
 class CVesk4710;
 
-class SettingsDialog : public IDialogLogic, public DialogBase {
+class SettingsDialog : public IDialogLogic, public InstrumentDialogBase {
   public:
     struct Controls {
         IForm* form = nullptr;
@@ -68,7 +68,7 @@ class SettingsDialog : public IDialogLogic, public DialogBase {
     // Whether a channel (instrument-wide number) is on, asked of the channel itself.
     using ChannelStateReader = std::function<bool(CVesk4710&, int16_t)>;
 
-    explicit SettingsDialog(std::shared_ptr<CVesk4710> instrument);
+    using InstrumentDialogBase::InstrumentDialogBase;
     // A client that reads each channel's own state gives it here: the channel list then
     // shows that state and the probe serial of every channel that is on. Without it the
     // list shows the channels as the instrument object's full read left them.
@@ -77,7 +77,6 @@ class SettingsDialog : public IDialogLogic, public DialogBase {
     std::string DialogName() const override { return "frm4710Settings"; }
     std::string FormName() const override { return DialogName(); }
     void Bind(const Controls& controls) { c_ = controls; }
-    const std::shared_ptr<CVesk4710>& Instrument() const { return instrument_; }
     // True unless the settings were applied (or found unchanged) with OK.
     bool Cancelled() const { return cancelled_; }
     // Whether the protected settings are open for editing.
@@ -105,11 +104,7 @@ class SettingsDialog : public IDialogLogic, public DialogBase {
     void lstChannels_DblClick() { cmdEditChannel_Click(); }
     void cmdOKCancelHelp_Click(int index);
 
-  protected:
-    IRegistry* StateRegistry() const override;
-
   private:
-    IUiServices& Ui() const;
     bool ReadSettings();
     bool ReadChannelStates();
     void GatherSettings();
@@ -121,7 +116,6 @@ class SettingsDialog : public IDialogLogic, public DialogBase {
     bool ValidateCalParams();
     bool WriteSettings(const Values& now);
 
-    std::shared_ptr<CVesk4710> instrument_;
     Controls c_;
     Values original_;
     bool activated_ = false;
