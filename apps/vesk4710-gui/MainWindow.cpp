@@ -182,8 +182,14 @@ void MainWindow::BuildActions() {
     connect(actConnect, &QAction::triggered, this, [this] { OpenConnectDialog(); });
     connect(actReconnect, &QAction::triggered, this, [this] { Reconnect(); });
     connect(actDisconnect, &QAction::triggered, this, [this] { Disconnect(); });
-    connect(actExportPng, &QAction::triggered, this, [this] { ExportPngInteractive(); });
-    connect(actExportCsv, &QAction::triggered, this, [this] { ExportCsvInteractive(); });
+    connect(actExportPng, &QAction::triggered, this, [this] {
+        ExportInteractive(tr("Export chart"), "readings.png", tr("PNG images (*.png)"),
+                          "The chart was not exported", &MainWindow::ExportChart);
+    });
+    connect(actExportCsv, &QAction::triggered, this, [this] {
+        ExportInteractive(tr("Export readings"), "readings.csv", tr("CSV files (*.csv)"),
+                          "The readings were not exported", &MainWindow::ExportCsv);
+    });
     connect(actQuit, &QAction::triggered, this, &QWidget::close);
     connect(actSettings, &QAction::triggered, this, [this] {
         RunOperation("attempting to edit the instrument settings",

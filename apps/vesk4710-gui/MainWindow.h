@@ -133,8 +133,10 @@ class MainWindow : public QMainWindow, public IForm {
     bool RunOperation(const std::string& phrase, const std::function<bool(CVesk4710&)>& op);
     void OpenConnectDialog();
     void EditChannel();
-    void ExportPngInteractive();
-    void ExportCsvInteractive();
+    // Asks where to save, then saves with the given member and reports why not.
+    void ExportInteractive(const QString& title, const QString& name, const QString& filter,
+                           const std::string& failure,
+                           std::string (MainWindow::*save)(const QString&));
     void RecordInteractive(bool on);
     // Shows one round of readings; Record keeps each in the recording as it arrives.
     void TakeReadings(const std::vector<Reading>& readings);

@@ -65,25 +65,15 @@ void MainWindow::ReportProblem(const std::string& text) {
     ui_->MessageBox(text, kMbCritical, kMsgCaption, {}, 0);
 }
 
-void MainWindow::ExportPngInteractive() {
-    const QString path = QFileDialog::getSaveFileName(this, tr("Export chart"), "readings.png",
-                                                      tr("PNG images (*.png)"));
+void MainWindow::ExportInteractive(const QString& title, const QString& name, const QString& filter,
+                                   const std::string& failure,
+                                   std::string (MainWindow::*save)(const QString&)) {
+    const QString path = QFileDialog::getSaveFileName(this, title, name, filter);
     if (path.isEmpty()) {
         return;
     }
-    if (const std::string problem = ExportChart(path); !problem.empty()) {
-        ReportProblem("The chart was not exported: " + problem + ".");
-    }
-}
-
-void MainWindow::ExportCsvInteractive() {
-    const QString path = QFileDialog::getSaveFileName(this, tr("Export readings"), "readings.csv",
-                                                      tr("CSV files (*.csv)"));
-    if (path.isEmpty()) {
-        return;
-    }
-    if (const std::string problem = ExportCsv(path); !problem.empty()) {
-        ReportProblem("The readings were not exported: " + problem + ".");
+    if (const std::string problem = (this->*save)(path); !problem.empty()) {
+        ReportProblem(failure + ": " + problem + ".");
     }
 }
 
