@@ -8,6 +8,7 @@
 #include "python/src/Errors.h"
 #include "simulator/EmbeddedLink.h"
 #include "ui/console/ConsoleUi.h"
+#include "ui/console/ProgressState.h"
 
 namespace vesk::python {
 
@@ -42,7 +43,7 @@ void KeepTypeError(const char* text) {
     KeepPythonError();
 }
 
-class PyProgress : public IProgress {
+class PyProgress : public ProgressState {
   public:
     explicit PyProgress(py::object callback) : callback_(std::move(callback)) {}
     ~PyProgress() override {
@@ -52,44 +53,21 @@ class PyProgress : public IProgress {
     PyProgress(const PyProgress&) = delete;
     PyProgress& operator=(const PyProgress&) = delete;
 
-    void SetOwner(IForm*, bool) override {}
-    void StartPhase(const std::string& text, double stepPercent) override {
-        text_ = text;
-        step_ = stepPercent;
-        Report();
-    }
-    bool Step() override {
-        percent_ = std::min(100.0, percent_ + step_);
-        Report();
-        return Continue();
-    }
-    void Status(const std::string& text, double percent) override {
-        text_ = text;
-        percent_ = std::clamp(percent, 0.0, 100.0);
-        Report();
-    }
     bool Continue() override { return !cancelled_ && !PythonErrorKept(); }
-    void Reset() override {
-        percent_ = 0.0;
-        text_.clear();
-    }
     void Hide() override {}
     void Close() override {}
 
   private:
     // A callback answering False cancels the operation.
-    void Report() {
+    void Shown() override {
         py::gil_scoped_acquire gil;
-        py::object answer = CallHook(callback_, py::make_tuple(text_, percent_));
+        py::object answer = CallHook(callback_, py::make_tuple(Text(), Percent()));
         if (PythonErrorKept() || (answer.is(py::bool_(false)))) {
             cancelled_ = true;
         }
     }
 
     py::object callback_;
-    std::string text_;
-    double step_ = 0.0;
-    double percent_ = 0.0;
     bool cancelled_ = false;
 };
 

@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "components/comm/Text.h"
+#include "ui/console/ProgressState.h"
 
 namespace vesk {
 
@@ -127,50 +128,33 @@ class EchoOff {
     bool active_ = false;
 };
 
-class ConsoleProgress : public IProgress {
+class ConsoleProgress : public ProgressState {
   public:
     ConsoleProgress(std::ostream& err, bool draw)
         : err_(err), draw_(draw), startInterrupts_(ConsoleUi::InterruptCount()) {}
     ~ConsoleProgress() override { Clear(); }
 
-    void SetOwner(IForm*, bool) override {}
-    void StartPhase(const std::string& text, double stepPercent) override {
-        text_ = text;
-        step_ = stepPercent;
-        Draw();
-    }
-    bool Step() override {
-        percent_ = std::min(100.0, percent_ + step_);
-        Draw();
-        return Continue();
-    }
-    void Status(const std::string& text, double percent) override {
-        text_ = text;
-        percent_ = std::clamp(percent, 0.0, 100.0);
-        Draw();
-    }
     // Only a Ctrl-C after this display was created cancels it.
     bool Continue() override { return ConsoleUi::InterruptCount() == startInterrupts_; }
     void Reset() override {
-        percent_ = 0.0;
-        text_.clear();
+        ProgressState::Reset();
         Clear();
     }
     void Hide() override { Clear(); }
     void Close() override { Clear(); }
 
   private:
-    void Draw() {
+    void Shown() override {
         if (!draw_) {
             return;
         }
         constexpr int kWidth = 30;
-        const int filled = static_cast<int>(percent_ / 100.0 * kWidth + 0.5);
-        std::string line = "\r\x1b[K" + TerminalText(text_);
+        const int filled = static_cast<int>(Percent() / 100.0 * kWidth + 0.5);
+        std::string line = "\r\x1b[K" + TerminalText(Text());
         std::replace(line.begin(), line.end(), '\n', ' ');
         line += " [" + std::string(static_cast<size_t>(filled), '#') +
                 std::string(static_cast<size_t>(kWidth - filled), ' ') + "] " +
-                std::to_string(static_cast<int>(percent_ + 0.5)) + "%";
+                std::to_string(static_cast<int>(Percent() + 0.5)) + "%";
         err_ << line << std::flush;
         shown_ = true;
     }
@@ -184,9 +168,6 @@ class ConsoleProgress : public IProgress {
     std::ostream& err_;
     bool draw_;
     uint32_t startInterrupts_;
-    std::string text_;
-    double step_ = 0.0;
-    double percent_ = 0.0;
     bool shown_ = false;
 };
 
