@@ -85,6 +85,23 @@ std::shared_ptr<Part> PartOf(const std::shared_ptr<Owner>& owner, Part& part) {
     return std::shared_ptr<Part>(owner, &part);
 }
 
+// The coefficient members a conversion and each of its ranges have.
+template <class T>
+py::class_<T, std::shared_ptr<T>> DefCoefficients(py::class_<T, std::shared_ptr<T>> cls) {
+    return cls
+        .def("Coefficients",
+             InLibraryCall(py::overload_cast<int32_t>(&T::Coefficients, py::const_)),
+             py::arg("index"), "Coefficient number index.")
+        .def("SetCoefficients", InLibraryCall(py::overload_cast<int32_t, double>(&T::Coefficients)),
+             py::arg("index"), py::arg("value"), "Sets coefficient number index.")
+        .def_property_readonly("NumCoefficients", InLibraryCall(&T::NumCoefficients),
+                               "Number of coefficients.")
+        .def_property("ValueFormat",
+                      InLibraryCall(py::overload_cast<>(&T::ValueFormat, py::const_)),
+                      InLibraryCall(py::overload_cast<const std::string&>(&T::ValueFormat)),
+                      "Number format of the coefficients.");
+}
+
 }  // namespace
 
 Variant ToVariant(py::handle value) {
@@ -260,21 +277,9 @@ void RegisterObjects(py::module_& m) {
             },
             py::arg("name"), py::arg("value"), "Stores a value of the current user's settings.");
 
-    py::class_<IConversionRange, std::shared_ptr<IConversionRange>>(
-        m, "ConversionRange", "The coefficients of one range of a two-range conversion.")
-        .def("Coefficients",
-             InLibraryCall(py::overload_cast<int32_t>(&IConversionRange::Coefficients, py::const_)),
-             py::arg("index"), "Coefficient number index.")
-        .def("SetCoefficients",
-             InLibraryCall(py::overload_cast<int32_t, double>(&IConversionRange::Coefficients)),
-             py::arg("index"), py::arg("value"), "Sets coefficient number index.")
-        .def_property_readonly("NumCoefficients", InLibraryCall(&IConversionRange::NumCoefficients),
-                               "Number of coefficients.")
-        .def_property(
-            "ValueFormat",
-            InLibraryCall(py::overload_cast<>(&IConversionRange::ValueFormat, py::const_)),
-            InLibraryCall(py::overload_cast<const std::string&>(&IConversionRange::ValueFormat)),
-            "Number format of the coefficients.")
+    DefCoefficients(
+        py::class_<IConversionRange, std::shared_ptr<IConversionRange>>(
+            m, "ConversionRange", "The coefficients of one range of a two-range conversion."))
         .def_property(
             "Range", InLibraryCall(py::overload_cast<>(&IConversionRange::Range, py::const_)),
             InLibraryCall(py::overload_cast<int32_t>(&IConversionRange::Range)), "Selected range.")
@@ -286,21 +291,8 @@ void RegisterObjects(py::module_& m) {
                       InLibraryCall(py::overload_cast<int32_t>(&IConversionRange::MaxRange)),
                       "Highest range.");
 
-    py::class_<IConversion, std::shared_ptr<IConversion>>(
-        m, "Conversion", "A probe's coefficient set for one conversion type.")
-        .def("Coefficients",
-             InLibraryCall(py::overload_cast<int32_t>(&IConversion::Coefficients, py::const_)),
-             py::arg("index"), "Coefficient number index.")
-        .def("SetCoefficients",
-             InLibraryCall(py::overload_cast<int32_t, double>(&IConversion::Coefficients)),
-             py::arg("index"), py::arg("value"), "Sets coefficient number index.")
-        .def_property_readonly("NumCoefficients", InLibraryCall(&IConversion::NumCoefficients),
-                               "Number of coefficients.")
-        .def_property(
-            "ValueFormat",
-            InLibraryCall(py::overload_cast<>(&IConversion::ValueFormat, py::const_)),
-            InLibraryCall(py::overload_cast<const std::string&>(&IConversion::ValueFormat)),
-            "Number format of the coefficients.")
+    DefCoefficients(py::class_<IConversion, std::shared_ptr<IConversion>>(
+                        m, "Conversion", "A probe's coefficient set for one conversion type."))
         .def_property("UsePolynomial",
                       InLibraryCall(py::overload_cast<>(&IConversion::UsePolynomial, py::const_)),
                       InLibraryCall(py::overload_cast<bool>(&IConversion::UsePolynomial)),
