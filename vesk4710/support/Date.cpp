@@ -1,5 +1,6 @@
 #include "vesk4710/support/Date.h"
 
+#include <array>
 #include <charconv>
 #include <chrono>
 #include <cmath>
@@ -93,6 +94,18 @@ void AppendPadded(std::string& out, long long v, size_t width) {
         out.append(width - digits.size(), '0');
     }
     out += digits;
+}
+
+// Three fields joined by sep: the first at least firstWidth digits, the others two.
+std::string JoinPadded(const std::array<int, 3>& fields, size_t firstWidth, char sep) {
+    std::string out;
+    for (size_t i = 0; i < fields.size(); ++i) {
+        if (i > 0) {
+            out.push_back(sep);
+        }
+        AppendPadded(out, fields[i], i == 0 ? firstWidth : 2);
+    }
+    return out;
 }
 
 bool ReadNumber(std::string_view text, size_t pos, size_t width, int& out) {
@@ -238,25 +251,13 @@ std::string Date::ShortDateText() const {
 }
 
 std::string Date::TimeText() const {
-    Fields f = Split(serial_);
-    std::string out;
-    AppendPadded(out, f.hour, 2);
-    out.push_back(':');
-    AppendPadded(out, f.minute, 2);
-    out.push_back(':');
-    AppendPadded(out, f.second, 2);
-    return out;
+    const Fields f = Split(serial_);
+    return JoinPadded({f.hour, f.minute, f.second}, 2, ':');
 }
 
 std::string Date::IsoDate() const {
-    Fields f = Split(serial_);
-    std::string out;
-    AppendPadded(out, f.year, 4);
-    out.push_back('-');
-    AppendPadded(out, f.month, 2);
-    out.push_back('-');
-    AppendPadded(out, f.dayOfMonth, 2);
-    return out;
+    const Fields f = Split(serial_);
+    return JoinPadded({f.year, f.month, f.dayOfMonth}, 4, '-');
 }
 
 std::string Date::IsoDateTime() const {
