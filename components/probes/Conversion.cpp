@@ -5,6 +5,7 @@
 #include "components/probes/MathSupport.h"
 #include "components/probes/TemperatureMath.h"
 #include "vesk4710/support/AutomationError.h"
+#include "vesk4710/support/MarkChanged.h"
 
 namespace vesk::probes {
 
@@ -60,11 +61,7 @@ double ConversionRange::Coefficients(int32_t index) const {
 void ConversionRange::Coefficients(int32_t index, double value) {
     CheckIndexIn(index, values_.size());
     CheckValue(value);
-    double& slot = values_[static_cast<size_t>(index)];
-    if (slot != value) {
-        changed_ = true;
-        slot = value;
-    }
+    MarkChanged(changed_, values_[static_cast<size_t>(index)], value);
 }
 
 int32_t ConversionRange::NumCoefficients() const {
@@ -140,11 +137,7 @@ double Conversion::Coefficients(int32_t index) const {
 void Conversion::Coefficients(int32_t index, double value) {
     CheckIndex(index);
     CheckValue(value);
-    double& slot = values_[static_cast<size_t>(index)];
-    if (slot != value) {
-        changed_ = true;
-        slot = value;
-    }
+    MarkChanged(changed_, values_[static_cast<size_t>(index)], value);
 }
 
 int32_t Conversion::NumCoefficients() const {
@@ -170,18 +163,12 @@ void Conversion::ValueFormat(int32_t index, const std::string& format) {
 }
 
 void Conversion::UsePolynomial(bool use) {
-    if (use != usePolynomial_) {
-        changed_ = true;
-        usePolynomial_ = use;
-    }
+    MarkChanged(changed_, usePolynomial_, use);
 }
 
 void Conversion::RTPW(double value) {
     CheckValue(value);
-    if (value != rtpw_) {
-        changed_ = true;
-        rtpw_ = value;
-    }
+    MarkChanged(changed_, rtpw_, value);
 }
 
 void Conversion::TCType(int32_t type) {
@@ -190,10 +177,7 @@ void Conversion::TCType(int32_t type) {
             kErrInvalidProcedureCall,
             "Thermocouple type index " + detail::Num(type) + " does not exist (0 to 12)", kSource);
     }
-    if (type != tcType_) {
-        changed_ = true;
-        tcType_ = type;
-    }
+    MarkChanged(changed_, tcType_, type);
 }
 
 }  // namespace vesk::probes

@@ -11,6 +11,7 @@
 #include "vesk4710/dialogs/SettingsDialog.h"
 #include "vesk4710/modules/CVesk4710Card.h"
 #include "vesk4710/support/Help.h"
+#include "vesk4710/support/MarkChanged.h"
 #include "vesk4710/support/Messages.h"
 #include "vesk4710/support/NumberText.h"
 #include "vesk4710/support/Paths.h"
@@ -20,14 +21,6 @@
 namespace vesk {
 
 namespace {
-
-template <class T>
-void MarkChanged(bool& changed, T& field, const T& value) {
-    if (field != value) {
-        changed = true;
-        field = value;
-    }
-}
 
 std::string Upper(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(),
