@@ -24,27 +24,18 @@ namespace fs = std::filesystem;
 
 constexpr const char* kPasscode = "1234";
 
-// Printable runs of four or more characters: what would give a passcode away.
-std::vector<std::string> Giveaways(const std::string& passcode) {
-    std::vector<std::string> runs;
+// No printable run of four or more of the passcode's characters, which would give it away.
+void ExpectNotIn(const std::string& text, const std::string& passcode) {
     std::string run;
     for (char c : passcode + '\x01') {
-        const auto u = static_cast<unsigned char>(c);
-        if (u >= 0x20 && u < 0x7f) {
+        if (c >= 0x20 && c < 0x7f) {
             run += c;
-        } else {
-            if (run.size() >= 4) {
-                runs.push_back(run);
-            }
-            run.clear();
+            continue;
         }
-    }
-    return runs;
-}
-
-void ExpectNotIn(const std::string& text, const std::string& passcode) {
-    for (const std::string& part : Giveaways(passcode)) {
-        EXPECT_EQ(text.find(part), std::string::npos) << "'" << part << "' shows in " << text;
+        if (run.size() >= 4) {
+            EXPECT_EQ(text.find(run), std::string::npos) << "'" << run << "' shows in " << text;
+        }
+        run.clear();
     }
 }
 
@@ -69,11 +60,11 @@ TEST(HostileLab, PasscodesNeverReachTheTraceAndUnsendableTextIsRefusedBeforeTheL
 
     // Wrong passcodes the line carries, then the right one, which the protected write-backs
     // present again.
-    const std::vector<std::string> wrong = {"Geheim 42", "pa\"ss,wd(x)", "  spaced  ", "9876"};
+    const std::vector<std::string> wrong = {"Geheim 42", "pa\"ss,wd(x)", "  spaced  ", "98x7",
+                                            kPasscode};
     for (const auto& p : wrong) {
         lab.Ui().passcodes.push_back({p, true});
     }
-    lab.Ui().passcodes.push_back({kPasscode, true});
     ASSERT_TRUE(unit->ValidatePasscode(nullptr));
     unit->CalDate(Date::FromYMD(2024, 6, 1));
     ASSERT_TRUE(unit->UpdateInfo());
@@ -99,7 +90,6 @@ TEST(HostileLab, PasscodesNeverReachTheTraceAndUnsendableTextIsRefusedBeforeTheL
 
     const std::string trace = lab.Trace();
     ASSERT_NE(trace.find("PASS"), std::string::npos) << "no passcode request was traced";
-    EXPECT_EQ(trace.find("1234"), std::string::npos);
     for (const auto& list : {wrong, unsendable}) {
         for (const auto& p : list) {
             ExpectNotIn(trace, p);
