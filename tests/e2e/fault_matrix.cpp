@@ -41,17 +41,34 @@ struct Operation {
     Op op;
     int16_t channel;
     const char* name;
+    bool (*run)(CVesk4710&, int16_t channel);
 };
 
+bool QueryChannel(CVesk4710& u, int16_t c) {
+    return u.GetChannelReference(c)->QueryInfo();
+}
+bool UpdateChannel(CVesk4710& u, int16_t c) {
+    return u.GetChannelReference(c)->UpdateInfo();
+}
+
 const Operation kOperations[] = {
-    {Op::QueryInfo, 0, "QueryInfo"},
-    {Op::UpdateInfo, 0, "UpdateInfo"},
-    {Op::ChannelQuery, 1, "channel 1 QueryInfo"},
-    {Op::ChannelUpdate, 1, "channel 1 UpdateInfo"},
-    {Op::ChannelQuery, 2, "channel 2 QueryInfo"},
-    {Op::ChannelUpdate, 2, "channel 2 UpdateInfo"},
-    {Op::Measurement, 1, "QueryMeasurement"},
-    {Op::Download, 0, "DownloadLog"},
+    {Op::QueryInfo, 0, "QueryInfo", [](CVesk4710& u, int16_t) { return u.QueryInfo(); }},
+    {Op::UpdateInfo, 0, "UpdateInfo", [](CVesk4710& u, int16_t) { return u.UpdateInfo(); }},
+    {Op::ChannelQuery, 1, "channel 1 QueryInfo", QueryChannel},
+    {Op::ChannelUpdate, 1, "channel 1 UpdateInfo", UpdateChannel},
+    {Op::ChannelQuery, 2, "channel 2 QueryInfo", QueryChannel},
+    {Op::ChannelUpdate, 2, "channel 2 UpdateInfo", UpdateChannel},
+    {Op::Measurement, 1, "QueryMeasurement",
+     [](CVesk4710& u, int16_t c) {
+         u.QueryMeasurement(c);
+         return true;
+     }},
+    {Op::Download, 0, "DownloadLog",
+     [](CVesk4710& u, int16_t) {
+         auto lines = TextSplitter::Create();
+         auto fields = TextSplitter::Create();
+         return u.DownloadLog(*lines, *fields);
+     }},
 };
 
 // A request as the I/O trace recorded it in the clean run.
@@ -208,30 +225,7 @@ class FaultMatrix : public ::testing::Test {
         Outcome out;
         const size_t boxes = ui_->boxes.size();
         try {
-            switch (op.op) {
-                case Op::QueryInfo:
-                    out.result = unit.QueryInfo();
-                    break;
-                case Op::UpdateInfo:
-                    out.result = unit.UpdateInfo();
-                    break;
-                case Op::ChannelQuery:
-                    out.result = unit.GetChannelReference(op.channel)->QueryInfo();
-                    break;
-                case Op::ChannelUpdate:
-                    out.result = unit.GetChannelReference(op.channel)->UpdateInfo();
-                    break;
-                case Op::Measurement:
-                    unit.QueryMeasurement(op.channel);
-                    out.result = true;
-                    break;
-                case Op::Download: {
-                    auto lines = TextSplitter::Create();
-                    auto fields = TextSplitter::Create();
-                    out.result = unit.DownloadLog(*lines, *fields);
-                    break;
-                }
-            }
+            out.result = op.run(unit, op.channel);
         } catch (const AutomationError& e) {
             out.threw = true;
             out.error = e;

@@ -1,6 +1,6 @@
-// The instrument and its channels against the simulator: the query, readings, passcode
-// protection, and every supported conversion written back so that the instrument holds each
-// value under its own name and a fresh object reads the same.
+// The instrument and its channels against the simulator: the query, readings, and every
+// supported conversion written back so that the instrument holds each value under its own name
+// and a fresh object reads the same.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -11,7 +11,6 @@
 
 #include "components/probes/TemperatureMath.h"
 #include "tests/robustness/SimulatedLab.h"
-#include "tests/testsupport/Raised.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
 #include "vesk4710/channel/ConversionTypes.h"
 #include "vesk4710/core/CVesk4710.h"
@@ -113,38 +112,6 @@ TEST_F(OnSimulator, QueryAndReadingsOfBothChannelsAgreeWithTheProbeMath) {
     unit->Units(UNITS_DEGREESC);
     unit->SelectedChannel(1);
     EXPECT_NEAR(unit->QueryMeasurement(-1, true), bath[0], 1.0);
-}
-
-TEST_F(OnSimulator, ProtectedWritesNeedThePasscodeAndLockAgain) {
-    auto unit = Open();
-    unit->CalDate(Date::FromYMD(2024, 6, 1));
-    const auto refused = [&] {
-        return test::Raised([&] { unit->UpdateInfo(); }).Source() == "CVesk4710 - UpdateInfo";
-    };
-    EXPECT_TRUE(refused());
-    // A channel reports its refusal and stays usable.
-    auto channel = unit->GetChannelReference(1);
-    ASSERT_TRUE(channel->QueryInfo());
-    channel->Probe()->Serial("NOPASS");
-    EXPECT_FALSE(channel->UpdateInfo());
-    ASSERT_FALSE(ui->boxes.empty());
-    EXPECT_EQ(ui->boxes.back().prompt, "Failed to successfully update 'Probe serial number'.");
-    EXPECT_TRUE(channel->QueryInfo());
-    EXPECT_EQ(channel->Probe()->Serial(), "S1001");
-
-    ui->passcodes = {{"0000", true}, {"1234", true}};
-    ASSERT_TRUE(unit->ValidatePasscode(nullptr));
-    EXPECT_EQ(ui->Prompts().back(), "The passcode entered is incorrect.");
-    // Locked again right after the check, and the passcode is used once.
-    EXPECT_FALSE(target->Unlocked());
-    EXPECT_EQ(unit->PasscodeState(), PS_ENABLED);
-    ASSERT_TRUE(unit->UpdateInfo());
-    EXPECT_EQ(target->State().calDate, "2024,6,1");
-    EXPECT_FALSE(target->Unlocked());
-    EXPECT_EQ(unit->Passcode(), "");
-    unit->CalDate(Date::FromYMD(2024, 7, 1));
-    EXPECT_TRUE(refused());
-    EXPECT_EQ(target->State().calDate, "2024,6,1");
 }
 
 TEST_F(OnSimulator, ChannelUpdateInfoIsHeldByNameAndReadBackThroughAFreshInstrument) {
