@@ -298,8 +298,7 @@ void FaultMatrix::ExpectPromise(const Operation& op, FaultKind kind, const Reque
     const bool lenientRead =
         request.id == SET_PARAMETER_READ && (request.params.find("MINOP") != std::string::npos ||
                                              request.params.find("MAXOP") != std::string::npos);
-    // A lost relock is tried once more; when that locks the instrument the write-back has done
-    // everything it promised.
+    // A lost relock is tried once more; when that locks, the write-back kept its promise.
     const bool retriedRelock = request.id == SET_PASSCODE_LOCK && out.result;
     switch (op.op) {
         case Op::QueryInfo:

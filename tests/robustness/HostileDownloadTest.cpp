@@ -29,8 +29,7 @@ class HostileDownload : public LoggingTest {
         return DownloadLogFiles(*instrument, request);
     }
 
-    // The reading rows of each file, which must be well-formed, be direct children of the
-    // download folder, have a path of their own, and be all that was written anywhere.
+    // The reading rows of each well-formed file, each alone in the download folder.
     std::vector<std::vector<CsvRow>> Files(const DownloadResult& result) {
         std::vector<std::vector<CsvRow>> files;
         std::set<fs::path> made;
@@ -68,8 +67,7 @@ TEST_F(HostileDownload, HostileFieldsStayInTheirCellsAndNoLineIsShifted) {
     }
     // The channel, value and unit fields are as hostile as the label.
     lines.push_back("99,2024/03/07,12:00:00,\"1\",1,x,\"25\",=C");
-    // Found by fuzzing: a date of the "YYYY/MM/DD" shape was copied unquoted, so a quote broke
-    // the file and a control byte reached the cell. A row must not pass for a comment either.
+    // Dates of the "YYYY/MM/DD" shape were once copied unquoted; nor may a row look a comment.
     lines.push_back("100,20\"4/03/07,12:00:00,1,1,A,25.0012,C");
     lines.push_back("101,2024/0\x01/07,12:00:00,1,1,A,25.0012,C");
     lines.push_back("102,# 2024/03/07,12:00:00,1,1,A,25.0012,C");

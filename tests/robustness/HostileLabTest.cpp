@@ -42,8 +42,7 @@ void ExpectNotIn(const std::string& text, const std::string& passcode) {
 TEST(HostileLab, PasscodesNeverReachTheTraceAndUnsendableTextIsRefusedBeforeTheLine) {
     SimulatedLab lab(61);
     auto unit = lab.Open();
-    // Passcodes the line cannot carry are refused before the line, without quoting them. A NUL
-    // byte was once refused with an error quoting the passcode, and traced so.
+    // Passcodes the line cannot carry are refused before the line, without quoting them.
     const std::vector<std::string> unsendable = {"Geheim\x01Wort", "P\xc3\xa4sswort", "Tab\tSecret",
                                                  std::string("Pq7Secret") + '\0'};
     for (const std::string& passcode : unsendable) {
@@ -58,8 +57,7 @@ TEST(HostileLab, PasscodesNeverReachTheTraceAndUnsendableTextIsRefusedBeforeTheL
     EXPECT_FALSE(lab.instrument->Unlocked());
     EXPECT_TRUE(unit->QueryPasscodeState());
 
-    // Wrong passcodes the line carries, then the right one, which the protected write-backs
-    // present again.
+    // Wrong passcodes the line carries, then the right one, which the write-backs present.
     const std::vector<std::string> wrong = {"Geheim 42", "pa\"ss,wd(x)", "  spaced  ", "98x7",
                                             kPasscode};
     for (const auto& p : wrong) {
@@ -74,8 +72,7 @@ TEST(HostileLab, PasscodesNeverReachTheTraceAndUnsendableTextIsRefusedBeforeTheL
     ASSERT_TRUE(unit->ValidatePasscode(nullptr));
     ASSERT_TRUE(channel->UpdateInfo()) << lab.Ui().Prompts().back();
     EXPECT_FALSE(lab.instrument->Unlocked());
-    // A probe serial the line cannot carry is refused and told; the instrument is relocked and
-    // the next query reads its own serial back.
+    // A probe serial the line cannot carry is refused and told; the instrument is relocked.
     const std::string serial = lab.instrument->State().channels[0].probe.serial;
     lab.Ui().passcodes.push_back({kPasscode, true});
     ASSERT_TRUE(unit->ValidatePasscode(nullptr));
@@ -108,8 +105,7 @@ TEST(HostileLab, ControlCharacterInALabelEndsTheTransferWithNothingLost) {
     auto unit = lab.Open();
     DownloadRequest request;
     const DownloadResult result = DownloadLogFiles(*unit, request);
-    // The readings before the line the component cannot read are all in the file and the raw
-    // copy; the user is told that the transfer ended early.
+    // The readings before the unreadable line are all in the file and the raw copy.
     EXPECT_EQ(result.outcome, DownloadOutcome::EndedEarly);
     EXPECT_EQ(result.readings, 10);
     ASSERT_EQ(result.files.size(), 1u);
