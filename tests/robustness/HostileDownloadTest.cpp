@@ -6,7 +6,6 @@
 
 #include <filesystem>
 #include <memory>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -18,41 +17,9 @@ namespace vesk::test {
 namespace {
 
 namespace fs = std::filesystem;
+using ::testing::HasSubstr;
 
-class HostileDownload : public LoggingTest {
-  protected:
-    DownloadResult Download(const std::vector<std::string>& lines, E4710DownloadOption opt) {
-        comm().ReplyAlways(SET_DEMAND_LOG_STATUS, "0," + std::to_string(lines.size()));
-        comm().TransferReply({CrJoined(lines), false});
-        DownloadRequest request;
-        request.opt = opt;
-        return DownloadLogFiles(*instrument, request);
-    }
-
-    // The reading rows of each well-formed file, each alone in the download folder.
-    std::vector<std::vector<CsvRow>> Files(const DownloadResult& result) {
-        std::vector<std::vector<CsvRow>> files;
-        std::set<fs::path> made;
-        for (const auto& file : result.files) {
-            const fs::path path = fs::path(file->Folder()) / file->FileName();
-            EXPECT_EQ(path.parent_path(), fs::path(downloads)) << path;
-            EXPECT_LE(file->FileName().size(), 255u);
-            EXPECT_NE(file->FileName().front(), '.') << file->FileName();
-            EXPECT_TRUE(made.insert(path).second) << "two labels share " << path;
-            std::string error;
-            auto rows = ReadingRows(ReadFileText(path), &error);
-            EXPECT_TRUE(rows.has_value()) << path.filename() << ": " << error;
-            files.push_back(rows.value_or(std::vector<CsvRow>{}));
-        }
-        for (const auto& e : fs::recursive_directory_iterator(host->files.Root())) {
-            const fs::path& p = e.path();
-            EXPECT_TRUE(!e.is_regular_file() || made.count(p) != 0 || p == result.tracePath ||
-                        p == result.rawPath)
-                << "stray file " << p;
-        }
-        return files;
-    }
-};
+using HostileDownload = LoggingTest;
 
 // Quotes, control bytes and formulas stay inside their cells; a line with more or fewer fields
 // than a reading is left out, never written with its columns shifted.
@@ -80,16 +47,26 @@ TEST_F(HostileDownload, HostileFieldsStayInTheirCellsAndNoLineIsShifted) {
           "5,2024/03/07,12:00:00,1,1,L,25,0012,C", "6,2024/03/07,12:00:00,1,1,25.0,C"}) {
         lines.push_back(shifted);
     }
-    const DownloadResult result = Download(lines, DOWNLOAD_SINGLE_FILE);
+    comm().ReplyAlways(SET_DEMAND_LOG_STATUS, "0," + std::to_string(lines.size()));
+    comm().TransferReply({CrJoined(lines), false});
+    const DownloadResult result = DownloadLogFiles(*instrument, DownloadRequest{});
     EXPECT_EQ(result.outcome, DownloadOutcome::NotReadings);
-    EXPECT_NE(result.note.find("4 lines received were not readings (line 12 has 9 fields"),
-              std::string::npos)
-        << result.note;
+    EXPECT_THAT(result.note, HasSubstr("4 lines received were not readings (line 12 has 9 fields"));
     ASSERT_EQ(result.files.size(), 1u);
-    EXPECT_EQ(result.files[0]->FileName().find("evil"), std::string::npos);
-    const std::string text = ReadFileText(fs::path(downloads) / result.files[0]->FileName());
-    EXPECT_THAT(text, ::testing::HasSubstr("\n# serial: ../..\\evil\"x ;\n"));
-    const auto rows = Files(result).at(0);
+    const fs::path path = fs::path(result.files[0]->Folder()) / result.files[0]->FileName();
+    EXPECT_EQ(path.parent_path(), fs::path(downloads));
+    EXPECT_EQ(path.filename().string().find("evil"), std::string::npos) << path;
+    for (const auto& e : fs::recursive_directory_iterator(host->files.Root())) {
+        const fs::path& p = e.path();
+        EXPECT_TRUE(!e.is_regular_file() || p == path || p == result.tracePath ||
+                    p == result.rawPath)
+            << "stray file " << p;
+    }
+    const std::string text = ReadFileText(path);
+    EXPECT_THAT(text, HasSubstr("\n# serial: ../..\\evil\"x ;\n"));
+    std::string error;
+    const auto rows = ReadingRows(text, &error).value_or(std::vector<CsvRow>{});
+    EXPECT_EQ(error, "");
     ASSERT_EQ(rows.size(), readings);
     for (size_t i = 0; i < rows.size(); ++i) {
         for (const std::string& cell : rows[i]) {
