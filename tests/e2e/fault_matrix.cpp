@@ -1,14 +1,11 @@
-// The fault matrix: every operation that talks to the instrument at length, with every fault a
-// line can suffer injected by the simulator at each of the operation's requests in turn.
-// After each fault the caller gets the error or message the library promises, no cached value
-// holds part of a reply, the instrument is locked again, earlier download files are intact,
-// and the same object then repeats the operation cleanly. (What an early end leaves in the
-// files is the download's own test.)
+// Every operation that talks to the instrument at length, with every fault a line can suffer
+// injected by the simulator at each of its requests in turn. After each fault the caller gets the
+// promised error or message, no cached value holds part of a reply, the instrument is locked
+// again, earlier download files are intact, and the same object then repeats the operation.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <filesystem>
-#include <functional>
 #include <initializer_list>
 #include <map>
 #include <memory>
@@ -25,6 +22,7 @@
 #include "vesk4710/core/CVesk4710.h"
 #include "vesk4710/logging/LogDownload.h"
 #include "vesk4710/platform/IProbe.h"
+#include "vesk4710/platform/SettingIds.h"
 #include "vesk4710/support/NumberText.h"
 #include "vesk4710/support/StringTable.h"
 
@@ -35,32 +33,42 @@ namespace fs = std::filesystem;
 using sim::FaultKind;
 
 constexpr int32_t kTimeoutMs = 30;
-// Late for the time-out by far; the next request ends the delay.
-constexpr int32_t kDelayMs = 1000 * kTimeoutMs;
-constexpr int32_t kLinesBeforeEnd = 5;
 constexpr int32_t kSimErrorCode = 5;
-constexpr const char* kPasscode = "1234";
-
-constexpr FaultKind kKinds[] = {FaultKind::kDelay,    FaultKind::kNoReply,    FaultKind::kGarbage,
-                                FaultKind::kDropLink, FaultKind::kErrorReply, FaultKind::kEndEarly};
 
 enum class Op { QueryInfo, UpdateInfo, ChannelQuery, ChannelUpdate, Measurement, Download };
 
 struct Operation {
     Op op;
-    int16_t channel;  // channel operations
+    int16_t channel;
     const char* name;
+    bool (*run)(CVesk4710&, int16_t channel);
 };
 
+bool QueryChannel(CVesk4710& u, int16_t c) {
+    return u.GetChannelReference(c)->QueryInfo();
+}
+bool UpdateChannel(CVesk4710& u, int16_t c) {
+    return u.GetChannelReference(c)->UpdateInfo();
+}
+
 const Operation kOperations[] = {
-    {Op::QueryInfo, 0, "QueryInfo"},
-    {Op::UpdateInfo, 0, "UpdateInfo"},
-    {Op::ChannelQuery, 1, "channel 1 QueryInfo"},
-    {Op::ChannelUpdate, 1, "channel 1 UpdateInfo"},
-    {Op::ChannelQuery, 2, "channel 2 QueryInfo"},
-    {Op::ChannelUpdate, 2, "channel 2 UpdateInfo"},
-    {Op::Measurement, 1, "QueryMeasurement"},
-    {Op::Download, 0, "DownloadLog"},
+    {Op::QueryInfo, 0, "QueryInfo", [](CVesk4710& u, int16_t) { return u.QueryInfo(); }},
+    {Op::UpdateInfo, 0, "UpdateInfo", [](CVesk4710& u, int16_t) { return u.UpdateInfo(); }},
+    {Op::ChannelQuery, 1, "channel 1 QueryInfo", QueryChannel},
+    {Op::ChannelUpdate, 1, "channel 1 UpdateInfo", UpdateChannel},
+    {Op::ChannelQuery, 2, "channel 2 QueryInfo", QueryChannel},
+    {Op::ChannelUpdate, 2, "channel 2 UpdateInfo", UpdateChannel},
+    {Op::Measurement, 1, "QueryMeasurement",
+     [](CVesk4710& u, int16_t c) {
+         u.QueryMeasurement(c);
+         return true;
+     }},
+    {Op::Download, 0, "DownloadLog",
+     [](CVesk4710& u, int16_t) {
+         auto lines = TextSplitter::Create();
+         auto fields = TextSplitter::Create();
+         return u.DownloadLog(*lines, *fields);
+     }},
 };
 
 // A request as the I/O trace recorded it in the clean run.
@@ -73,7 +81,6 @@ struct Outcome {
     bool threw = false;
     std::optional<AutomationError> error;
     bool result = false;
-    double value = 0;
     std::vector<FakeUi::Box> boxes;  // shown during the run
 };
 
@@ -90,11 +97,6 @@ class MatrixUi : public FakeUi {
     }
 };
 
-std::string Num(int32_t n) {
-    return NumberText(static_cast<int64_t>(n));
-}
-
-// The error number a fault at a request must produce.
 int32_t ExpectedNumber(FaultKind kind) {
     switch (kind) {
         case FaultKind::kGarbage:
@@ -108,10 +110,18 @@ int32_t ExpectedNumber(FaultKind kind) {
     }
 }
 
+bool AnyBoxHas(const Outcome& out, const std::string& text) {
+    return std::any_of(out.boxes.begin(), out.boxes.end(), [&](const FakeUi::Box& b) {
+        return b.prompt.find(text) != std::string::npos;
+    });
+}
+
+bool IsChannelOp(const Operation& op) {
+    return op.op == Op::ChannelQuery || op.op == Op::ChannelUpdate;
+}
+
 class FaultMatrix : public ::testing::Test {
   protected:
-    FaultMatrix() : ui_(std::make_shared<MatrixUi>()), lab_(71, kTimeoutMs, ui_) {}
-
     void Restart() {
         lab_.instrument->ClearFaults();
         lab_.instrument->Reset();
@@ -120,17 +130,16 @@ class FaultMatrix : public ::testing::Test {
     std::shared_ptr<CVesk4710> Fresh(const Operation& op) {
         Restart();
         auto unit = lab_.Open(op.op != Op::QueryInfo);
-        if (op.op == Op::ChannelQuery || op.op == Op::ChannelUpdate) {
+        if (IsChannelOp(op)) {
             EXPECT_TRUE(unit->GetChannelReference(op.channel)->QueryInfo());
         }
         return unit;
     }
 
-    // What each run needs beforehand: the passcode for the protected write-backs, something to
-    // write, an earlier download file to keep.
+    // The passcode for the protected write-backs, and something to write.
     void Prepare(const Operation& op, CVesk4710& unit) {
         if (op.op == Op::UpdateInfo || op.op == Op::ChannelUpdate) {
-            ui_->passcodes.push_back({kPasscode, true});
+            ui_->passcodes.push_back({"1234", true});
             ASSERT_TRUE(unit.ValidatePasscode(nullptr));
         }
         if (op.op == Op::UpdateInfo) {
@@ -175,23 +184,22 @@ class FaultMatrix : public ::testing::Test {
 
     Snapshot Snap(const Operation& op, CVesk4710& u) {
         Snapshot s;
-        if (op.op == Op::ChannelQuery || op.op == Op::ChannelUpdate) {
+        if (IsChannelOp(op)) {
             auto ch = u.GetChannelReference(op.channel);
             auto probe = ch->Probe();
             Read(s, *ch,
                  {"Resolution", "CalDate", "ProbeLock", "RJCType", "RJCTemperature", "MINOP",
                   "MAXOP", "ProbeType"});
             s["Serial"] = probe->Serial();
-            s["ConversionType"] = Num(probe->ConversionType());
+            s["ConversionType"] = std::to_string(probe->ConversionType());
             const auto active =
                 probes::SpecFrom(probe->ActiveConversion(), probe->ConversionType());
-            std::string coefficients = NumberText(active.rtpw);
+            std::string& coefficients = s["Coefficients"] = NumberText(active.rtpw);
             for (const auto* list : {&active.coefficients, &active.low, &active.high}) {
                 for (double c : *list) {
                     coefficients += " " + NumberText(c);
                 }
             }
-            s["Coefficients"] = coefficients;
             return s;
         }
         Read(s, u,
@@ -202,12 +210,12 @@ class FaultMatrix : public ::testing::Test {
         const auto& g = u.CalibrationGrid();
         for (int32_t r = 0; r < g.Rows(); ++r) {
             for (int32_t c = 0; c < g.Cols(); ++c) {
-                s["Grid " + Num(r) + "," + Num(c)] = g.TextMatrix(r, c);
+                s["Grid " + std::to_string(r) + "," + std::to_string(c)] = g.TextMatrix(r, c);
             }
         }
         for (int16_t c = 1; c <= u.NumChannels(); ++c) {
             if (auto ch = u.GetChannelReference(c)) {
-                s["Probe" + Num(c)] = ch->Probe()->Serial();
+                s["Probe" + std::to_string(c)] = ch->Probe()->Serial();
             }
         }
         return s;
@@ -217,30 +225,7 @@ class FaultMatrix : public ::testing::Test {
         Outcome out;
         const size_t boxes = ui_->boxes.size();
         try {
-            switch (op.op) {
-                case Op::QueryInfo:
-                    out.result = unit.QueryInfo();
-                    break;
-                case Op::UpdateInfo:
-                    out.result = unit.UpdateInfo();
-                    break;
-                case Op::ChannelQuery:
-                    out.result = unit.GetChannelReference(op.channel)->QueryInfo();
-                    break;
-                case Op::ChannelUpdate:
-                    out.result = unit.GetChannelReference(op.channel)->UpdateInfo();
-                    break;
-                case Op::Measurement:
-                    out.value = unit.QueryMeasurement(op.channel);
-                    out.result = true;
-                    break;
-                case Op::Download: {
-                    auto lines = TextSplitter::Create();
-                    auto fields = TextSplitter::Create();
-                    out.result = unit.DownloadLog(*lines, *fields);
-                    break;
-                }
-            }
+            out.result = op.run(unit, op.channel);
         } catch (const AutomationError& e) {
             out.threw = true;
             out.error = e;
@@ -253,15 +238,13 @@ class FaultMatrix : public ::testing::Test {
     std::vector<Request> TracedSince(size_t offset) {
         std::vector<Request> requests;
         std::istringstream in(lab_.Trace().substr(offset));
-        for (std::string line; std::getline(in, line);) {
-            std::vector<std::string> parts;
-            std::istringstream fields(line);
-            for (std::string f; std::getline(fields, f, '\t');) {
-                parts.push_back(f);
-            }
-            if (parts.size() >= 3) {
-                requests.push_back({std::stoi(parts[1]), parts[2]});
-            }
+        std::string time;
+        std::string id;
+        std::string params;
+        std::string rest;
+        while (std::getline(in, time, '\t') && std::getline(in, id, '\t') &&
+               std::getline(in, params, '\t') && std::getline(in, rest)) {
+            requests.push_back({std::stoi(id), params});
         }
         return requests;
     }
@@ -291,57 +274,38 @@ class FaultMatrix : public ::testing::Test {
         }
     }
 
-    // What the library promises for this fault at this request; empty when it kept it.
-    std::vector<std::string> CheckPromise(const Operation& op, FaultKind kind,
-                                          const Request& request, const Outcome& out,
-                                          CVesk4710& unit);
+    void ExpectPromise(const Operation& op, FaultKind kind, const Request& request,
+                       const Outcome& out, CVesk4710& unit);
 
-    std::shared_ptr<MatrixUi> ui_;
-    SimulatedLab lab_;
+    std::shared_ptr<MatrixUi> ui_ = std::make_shared<MatrixUi>();
+    SimulatedLab lab_{71, kTimeoutMs, ui_};
 };
 
-bool AnyBoxHas(const Outcome& out, const std::string& text) {
-    return std::any_of(out.boxes.begin(), out.boxes.end(), [&](const FakeUi::Box& b) {
-        return b.prompt.find(text) != std::string::npos;
-    });
-}
-
-std::vector<std::string> FaultMatrix::CheckPromise(const Operation& op, FaultKind kind,
-                                                   const Request& request, const Outcome& out,
-                                                   CVesk4710& unit) {
-    std::vector<std::string> broken;
-    const auto expect = [&](bool ok, const std::string& what) {
-        if (!ok) {
-            broken.push_back(what);
-        }
-    };
+// What the library promises for this fault at this request.
+void FaultMatrix::ExpectPromise(const Operation& op, FaultKind kind, const Request& request,
+                                const Outcome& out, CVesk4710& unit) {
     const int32_t number = ExpectedNumber(kind);
-    const std::string numberText = Num(number);
+    const std::string numberText = std::to_string(number);
     const auto raised = [&](const std::string& member) {
-        expect(out.threw, "no error was raised");
+        EXPECT_TRUE(out.threw) << "no error was raised";
         if (out.error) {
-            expect(out.error->Number() == number, "error " + Num(out.error->Number()) +
-                                                      " instead of " + numberText + " (" +
-                                                      out.error->Description() + ")");
-            expect(out.error->Source() == "CVesk4710 - " + member,
-                   "error source '" + out.error->Source() + "'");
-            expect(out.error->HelpContext() == unit.DVCICommError(), "help context");
+            EXPECT_EQ(out.error->Number(), number) << out.error->Description();
+            EXPECT_EQ(out.error->Source(), "CVesk4710 - " + member);
+            EXPECT_EQ(out.error->HelpContext(), unit.DVCICommError());
         }
     };
     // MINOP and MAXOP reads are lenient on purpose: their failure does not stop the channel.
     const bool lenientRead =
-        request.id == 134 && (request.params.find("MINOP") != std::string::npos ||
-                              request.params.find("MAXOP") != std::string::npos);
-    // A lost relock is tried once more; when that locks the instrument the write-back has done
-    // everything it promised.
-    const bool retriedRelock = request.id == 4 && out.result;
+        request.id == SET_PARAMETER_READ && (request.params.find("MINOP") != std::string::npos ||
+                                             request.params.find("MAXOP") != std::string::npos);
+    // A lost relock is tried once more; when that locks, the write-back kept its promise.
+    const bool retriedRelock = request.id == SET_PASSCODE_LOCK && out.result;
     switch (op.op) {
         case Op::QueryInfo:
-            if (request.id == 122) {
+            if (request.id == SET_PROBE_SERIAL_READ) {
                 // A probe serial is the channel's to report; the query goes on.
-                expect(!out.threw && out.result, "the query did not go on past a channel's report");
-                expect(AnyBoxHas(out, numberText),
-                       "the channel did not report error " + numberText);
+                EXPECT_TRUE(!out.threw && out.result) << "the query stopped at a channel's report";
+                EXPECT_TRUE(AnyBoxHas(out, numberText)) << "the channel did not report it";
             } else {
                 raised("QueryInfo");
             }
@@ -354,37 +318,31 @@ std::vector<std::string> FaultMatrix::CheckPromise(const Operation& op, FaultKin
         case Op::Measurement:
             raised("QueryMeasurement");
             if (out.error) {
-                expect(out.error->Description() == LoadResString(219), "description");
+                EXPECT_EQ(out.error->Description(), LoadResString(219));
             }
             break;
         case Op::ChannelQuery:
         case Op::ChannelUpdate:
-            expect(!out.threw, "the channel raised instead of reporting");
+            EXPECT_FALSE(out.threw) << "the channel raised instead of reporting";
             if (lenientRead) {
-                expect(out.result, "a failed MINOP/MAXOP read stopped the channel");
-            } else if (retriedRelock) {
-                // Locked again is checked below with every other cell.
-            } else {
-                expect(!out.result, "the channel operation claimed success");
-                expect(AnyBoxHas(out, numberText) || AnyBoxHas(out, "Failed to successfully"),
-                       "nothing told the user");
+                EXPECT_TRUE(out.result) << "a failed MINOP/MAXOP read stopped the channel";
+            } else if (!retriedRelock) {
+                EXPECT_FALSE(out.result) << "the channel operation claimed success";
+                EXPECT_TRUE(AnyBoxHas(out, numberText) || AnyBoxHas(out, "Failed to successfully"))
+                    << "nothing told the user";
             }
             break;
         case Op::Download:
-            if (request.id != 278 && request.id != 279) {
+            if (request.id != SET_TRANSFER_ALL && request.id != SET_TRANSFER_LABEL) {
                 // The reading count is unknown: nothing is transferred.
-                expect(AnyBoxHas(out, LoadResString(337)), "message 337 was not shown");
-            } else if (kind == FaultKind::kEndEarly) {
-                expect(!out.result, "an early end was reported as success");
-                expect(AnyBoxHas(out, Num(kErrTransferEndedEarly)),
-                       "the early end was not reported");
+                EXPECT_TRUE(AnyBoxHas(out, LoadResString(337))) << "message 337 was not shown";
             } else {
-                expect(!out.result, "a failed transfer was reported as success");
-                expect(AnyBoxHas(out, numberText), "error " + numberText + " was not reported");
+                EXPECT_FALSE(out.result) << "a failed transfer was reported as success";
+                const int32_t told = kind == FaultKind::kEndEarly ? kErrTransferEndedEarly : number;
+                EXPECT_TRUE(AnyBoxHas(out, std::to_string(told))) << told << " was not reported";
             }
             break;
     }
-    return broken;
 }
 
 TEST_F(FaultMatrix, EveryFaultAtEveryRequestKeepsThePromises) {
@@ -406,9 +364,13 @@ TEST_F(FaultMatrix, EveryFaultAtEveryRequestKeepsThePromises) {
         const Snapshot baseline = Snap(op, *unit);
         SweepNewFiles(false);
 
-        for (FaultKind kind : kKinds) {
+        for (FaultKind kind :
+             {FaultKind::kDelay, FaultKind::kNoReply, FaultKind::kGarbage, FaultKind::kDropLink,
+              FaultKind::kErrorReply, FaultKind::kEndEarly}) {
             for (size_t k = 0; k < requests.size(); ++k) {
-                std::vector<std::string> broken;
+                SCOPED_TRACE(std::string(op.name) + ", " + std::string(sim::FaultKindName(kind)) +
+                             " at request " + std::to_string(k + 1) + " (setting " +
+                             std::to_string(requests[k].id) + " " + requests[k].params + ")");
                 Restart();
                 Prepare(op, *unit);
                 Stale(op, *unit);
@@ -418,36 +380,26 @@ TEST_F(FaultMatrix, EveryFaultAtEveryRequestKeepsThePromises) {
                 sim::Fault fault;
                 fault.kind = kind;
                 fault.atRequest = lab_.instrument->RequestCount() + 1 + k;
-                fault.delayMs = kDelayMs;
-                fault.linesBeforeEnd = kLinesBeforeEnd;
+                fault.delayMs = 1000 * kTimeoutMs;  // the next request ends the delay
+                fault.linesBeforeEnd = 5;
                 fault.errorCode = kSimErrorCode;
                 lab_.instrument->InjectFault(fault);
                 const Outcome out = Run(op, *unit);
-                if (lab_.instrument->PendingFaults() != 0) {
-                    broken.push_back("the fault was never reached");
-                }
-                auto promise = CheckPromise(op, kind, requests[k], out, *unit);
-                broken.insert(broken.end(), promise.begin(), promise.end());
+                EXPECT_EQ(lab_.instrument->PendingFaults(), 0u) << "the fault was never reached";
+                ExpectPromise(op, kind, requests[k], out, *unit);
 
                 // Every cached value is the one before or the instrument's: never a part.
-                const Snapshot after = Snap(op, *unit);
-                for (const auto& [key, value] : after) {
+                for (const auto& [key, value] : Snap(op, *unit)) {
                     // (The module count rebuilds the channels: a new one has no serial yet.)
                     const bool fresh = key.rfind("Probe", 0) == 0 && value.empty();
                     const auto was = [&](const Snapshot& s) {
                         return s.count(key) != 0 && s.at(key) == value;
                     };
-                    if (!was(before) && !was(baseline) && !fresh) {
-                        broken.push_back(key + " holds '" + value + "'");
-                    }
+                    EXPECT_TRUE(was(before) || was(baseline) || fresh) << key << " holds " << value;
                 }
-                if (lab_.instrument->Unlocked()) {
-                    broken.push_back("the instrument was left unlocked");
-                }
+                EXPECT_FALSE(lab_.instrument->Unlocked()) << "the instrument was left unlocked";
                 for (const auto& [name, text] : earlier) {
-                    if (DownloadFiles()[name] != text) {
-                        broken.push_back("the earlier file " + name + " changed");
-                    }
+                    EXPECT_EQ(DownloadFiles()[name], text) << "the earlier file " << name;
                 }
                 SweepNewFiles(false);
 
@@ -455,29 +407,12 @@ TEST_F(FaultMatrix, EveryFaultAtEveryRequestKeepsThePromises) {
                 Restart();
                 Prepare(op, *unit);
                 const Outcome again = Run(op, *unit);
-                if (!again.result || again.threw) {
-                    broken.push_back("the next call failed" +
-                                     (again.error           ? ": " + again.error->Description()
-                                      : again.boxes.empty() ? std::string()
-                                                            : ": " + again.boxes.back().prompt));
-                } else if (Snap(op, *unit) != baseline) {
-                    broken.push_back("the next call did not restore the object");
-                }
-                if (lab_.instrument->Unlocked()) {
-                    broken.push_back("the next call left the instrument unlocked");
-                }
+                EXPECT_TRUE(again.result && !again.threw) << "the next call failed";
+                EXPECT_EQ(Snap(op, *unit), baseline) << "the next call did not restore the object";
+                EXPECT_FALSE(lab_.instrument->Unlocked()) << "the next call left it unlocked";
                 SweepNewFiles(false);
-
-                if (!broken.empty()) {
-                    std::string all;
-                    for (const auto& b : broken) {
-                        all += "\n    " + b;
-                    }
-                    ADD_FAILURE() << op.name << ", " << sim::FaultKindName(kind) << " at request "
-                                  << k + 1 << " (setting " << requests[k].id << " "
-                                  << requests[k].params << "):" << all;
-                    // A broken object would spoil the cells after it.
-                    unit = Fresh(op);
+                if (HasFailure()) {
+                    unit = Fresh(op);  // a broken object would spoil the cells after it
                 }
             }
         }

@@ -1,7 +1,6 @@
-// The instrument and its channels against the simulator: the whole query, readings, passcode
-// protection (a calibration point's write-back is the tool's test), and every supported
-// conversion written back so that the instrument holds each value under its own name and a
-// fresh object reads the same.
+// The instrument and its channels against the simulator: the query, readings, and every
+// supported conversion written back so that the instrument holds each value under its own name
+// and a fresh object reads the same.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -12,7 +11,6 @@
 
 #include "components/probes/TemperatureMath.h"
 #include "tests/robustness/SimulatedLab.h"
-#include "tests/testsupport/Raised.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
 #include "vesk4710/channel/ConversionTypes.h"
 #include "vesk4710/core/CVesk4710.h"
@@ -30,24 +28,12 @@ class OnSimulator : public ::testing::Test {
         return unit;
     }
 
-    std::vector<std::string> ErrorBoxes() const {
-        std::vector<std::string> out;
-        for (const auto& box : ui->boxes) {
-            if ((box.style & kMbCritical) != 0 || box.prompt.find("Failed") != std::string::npos ||
-                box.prompt.find("Aborted") != std::string::npos) {
-                out.push_back(box.prompt);
-            }
-        }
-        return out;
-    }
-
     std::shared_ptr<FakeUi> ui = std::make_shared<FakeUi>();
     SimulatedLab lab{72, 2000, ui};
     std::shared_ptr<sim::Instrument>& target = lab.instrument;
 };
 
-// Values that survive each family's number formats unchanged, in the instrument's order of
-// coefficient names.
+// Values each family's number formats keep exactly, in the instrument's coefficient order.
 std::vector<std::pair<std::string, double>> ChosenValues(int32_t type) {
     switch (type) {
         case kConvITS90Subrange5:
@@ -68,8 +54,8 @@ std::vector<std::pair<std::string, double>> ChosenValues(int32_t type) {
     }
 }
 
-// The probe's coefficient at a place in the instrument's list, written first when given: the
-// ITS-90 families keep RTPW, then the low range's and the high range's coefficients.
+// The probe's coefficient at a place in that order (ITS-90: RTPW, low range, high range),
+// written first when given.
 double Coefficient(IProbe& probe, int32_t type, size_t at, std::optional<double> value = {}) {
     IConversion& c = probe.ActiveConversion();
     const auto i = static_cast<int32_t>(at);
@@ -97,40 +83,12 @@ struct ConversionSetup {
     std::string code;
     int32_t type;
     int32_t tc;
+    int32_t junction;
 };
-
-std::vector<ConversionSetup> SupportedSetups() {
-    std::vector<ConversionSetup> all = {{"ITS", kConvITS90, 4},
-                                        {"ITS5", kConvITS90Subrange5, 4},
-                                        {"CVD", kConvCVD, 4},
-                                        {"TRES", kConvThermistor, 4},
-                                        {"RPRT", kConvPRTOhms, 4},
-                                        {"V", kConvVolts, 4},
-                                        {"RTHM", kConvThermistorOhms, 4},
-                                        {"PT", kConvPT100, 4}};
-    for (int32_t tc = 0; tc < 12; ++tc) {
-        all.push_back({ThermocoupleCode(tc), kConvThermocouple, tc});
-    }
-    return all;
-}
-
-TEST_F(OnSimulator, QueryInfoBuildsTheInstrumentAndItsTree) {
-    // What the tool's info shows is checked through it (tests/apps), the tree through Python.
-    auto unit = Open();
-    EXPECT_TRUE(ui->boxes.empty());
-    EXPECT_TRUE(unit->VerifyMinimumFirmware());
-    EXPECT_TRUE(unit->ProtectConversion());
-
-    // The calibration points of the data file are in the grid, unused points marked.
-    const auto& grid = unit->CalibrationGrid();
-    EXPECT_DOUBLE_EQ(Val(grid.TextMatrix(3, 4)), 100.00154);
-    EXPECT_DOUBLE_EQ(Val(grid.TextMatrix(4, 3)), 400.0);
-    EXPECT_EQ(grid.TextMatrix(5, 3), "-");
-    EXPECT_EQ(grid.TextMatrix(3, 7), "-");
-}
 
 TEST_F(OnSimulator, ReadingsOfBothChannelsAgreeWithTheProbeMath) {
     auto unit = Open();
+    EXPECT_TRUE(ui->boxes.empty());
     const double tolerance[] = {0.01, 0.1};
     const double bath[] = {25.0, 150.0};
     for (int16_t c = 1; c <= 2; ++c) {
@@ -152,50 +110,23 @@ TEST_F(OnSimulator, ReadingsOfBothChannelsAgreeWithTheProbeMath) {
     EXPECT_NEAR(unit->QueryMeasurement(-1, true), bath[0], 1.0);
 }
 
-TEST_F(OnSimulator, ProtectedWritesNeedThePasscodeAndLockAgain) {
-    auto unit = Open();
-    unit->CalDate(Date::FromYMD(2024, 6, 1));
-    const auto refused = [&] {
-        return test::Raised([&] { unit->UpdateInfo(); }).Source() == "CVesk4710 - UpdateInfo";
-    };
-    EXPECT_TRUE(refused());
-    // A channel reports its refusal and stays usable.
-    auto channel = unit->GetChannelReference(1);
-    ASSERT_TRUE(channel->QueryInfo());
-    channel->Probe()->Serial("NOPASS");
-    EXPECT_FALSE(channel->UpdateInfo());
-    ASSERT_FALSE(ui->boxes.empty());
-    EXPECT_EQ(ui->boxes.back().prompt, "Failed to successfully update 'Probe serial number'.");
-    EXPECT_TRUE(channel->QueryInfo());
-    EXPECT_EQ(channel->Probe()->Serial(), "S1001");
-
-    ui->passcodes = {{"0000", true}, {"1234", true}};
-    ASSERT_TRUE(unit->ValidatePasscode(nullptr));
-    EXPECT_EQ(ui->Prompts().back(), "The passcode entered is incorrect.");
-    // Locked again right after the check, and the passcode is used once.
-    EXPECT_FALSE(target->Unlocked());
-    EXPECT_EQ(unit->PasscodeState(), PS_ENABLED);
-    ASSERT_TRUE(unit->UpdateInfo());
-    EXPECT_EQ(target->State().calDate, "2024,6,1");
-    EXPECT_FALSE(target->Unlocked());
-    EXPECT_EQ(unit->Passcode(), "");
-    unit->CalDate(Date::FromYMD(2024, 7, 1));
-    EXPECT_TRUE(refused());
-    EXPECT_EQ(target->State().calDate, "2024,6,1");
-}
-
 TEST_F(OnSimulator, ChannelUpdateInfoIsHeldByNameAndReadBackThroughAFreshInstrument) {
-    std::vector<std::pair<ConversionSetup, int32_t>> cases;  // setup, junction type
-    for (const ConversionSetup& setup : SupportedSetups()) {
-        cases.emplace_back(setup, setup.tc % 2);
+    std::vector<ConversionSetup> setups = {{"ITS", kConvITS90, 4, 0},
+                                           {"ITS5", kConvITS90Subrange5, 4, 0},
+                                           {"CVD", kConvCVD, 4, 0},
+                                           {"TRES", kConvThermistor, 4, 0},
+                                           {"RPRT", kConvPRTOhms, 4, 0},
+                                           {"V", kConvVolts, 4, 0},
+                                           {"RTHM", kConvThermistorOhms, 4, 0},
+                                           {"PT", kConvPT100, 4, 0},
+                                           {"K", kConvThermocouple, 4, 1}};
+    for (int32_t tc = 0; tc < 12; ++tc) {
+        setups.push_back({ThermocoupleCode(tc), kConvThermocouple, tc, tc % 2});
     }
-    cases.emplace_back(ConversionSetup{"K", kConvThermocouple, 4}, 0);
-    cases.emplace_back(ConversionSetup{"K", kConvThermocouple, 4}, 1);
-
-    for (const auto& [setup, junction] : cases) {
+    for (const ConversionSetup& setup : setups) {
         const auto chosen = ChosenValues(setup.type);
         for (int16_t c = 1; c <= 2; ++c) {
-            SCOPED_TRACE(setup.code + " junction " + std::to_string(junction) + " channel " +
+            SCOPED_TRACE(setup.code + " junction " + std::to_string(setup.junction) + " channel " +
                          std::to_string(c));
             auto writer = Open();
             ui->passcodes.push_back({"1234", true});
@@ -212,7 +143,7 @@ TEST_F(OnSimulator, ChannelUpdateInfoIsHeldByNameAndReadBackThroughAFreshInstrum
             channel->MINOP(-20);
             channel->MAXOP(450);
             channel->ProbeLock(c == 1);
-            channel->RJCType(junction);
+            channel->RJCType(setup.junction);
             channel->RJCTemperature(12.5);
             for (size_t at = 0; at < chosen.size(); ++at) {
                 Coefficient(*channel->Probe(), setup.type, at, chosen[at].second);
@@ -228,8 +159,7 @@ TEST_F(OnSimulator, ChannelUpdateInfoIsHeldByNameAndReadBackThroughAFreshInstrum
             ASSERT_TRUE(channel->UpdateInfo());
             // The write-back used the passcode and locked the instrument again.
             EXPECT_FALSE(target->Unlocked());
-            // Each value under its own name in the instrument: a pair swapped both ways would
-            // still read back.
+            // Each value under its own name: a pair swapped both ways would still read back.
             const sim::InstrumentState state = target->State();
             const auto& held = state.channels[static_cast<size_t>(c - 1)];
             const auto& params = held.probe.params;
@@ -246,23 +176,18 @@ TEST_F(OnSimulator, ChannelUpdateInfoIsHeldByNameAndReadBackThroughAFreshInstrum
             auto fresh = reader->GetChannelReference(c);
             ASSERT_NE(fresh, nullptr);
             ASSERT_TRUE(fresh->QueryInfo());
-            IProbe& written = *channel->Probe();
             IProbe& read = *fresh->Probe();
             EXPECT_EQ(read.Serial(), UpperAscii("E2E" + setup.code + std::to_string(c)));
-            EXPECT_EQ(read.Serial(), written.Serial());
             EXPECT_EQ(read.ConversionType(), setup.type);
             EXPECT_EQ(fresh->ProbeType(), ProbeFamilyOf(setup.type));
             EXPECT_EQ(fresh->CalDate(), Date::FromYMD(2023, 12, 31));
             // Automatic is written as the finest resolution.
             EXPECT_EQ(fresh->Resolution(), c == 1 ? 2 : 3);
-            EXPECT_EQ(fresh->Resolution(), channel->Resolution());
             EXPECT_EQ(fresh->MINOP(), -20);
             EXPECT_EQ(fresh->MAXOP(), 450);
             EXPECT_EQ(fresh->ProbeLock(), c == 1);
             for (size_t at = 0; at < chosen.size(); ++at) {
                 EXPECT_DOUBLE_EQ(Coefficient(read, setup.type, at), chosen[at].second)
-                    << chosen[at].first;
-                EXPECT_DOUBLE_EQ(Coefficient(written, setup.type, at), chosen[at].second)
                     << chosen[at].first;
             }
             if (setup.type == kConvITS90Subrange5) {
@@ -271,9 +196,9 @@ TEST_F(OnSimulator, ChannelUpdateInfoIsHeldByNameAndReadBackThroughAFreshInstrum
             }
             if (setup.type == kConvThermocouple) {
                 EXPECT_EQ(read.ActiveConversion().TCType(), setup.tc);
-                EXPECT_EQ(fresh->RJCType(), junction);
+                EXPECT_EQ(fresh->RJCType(), setup.junction);
                 EXPECT_DOUBLE_EQ(fresh->RJCTemperature(), 12.5);
-                if (junction == 1) {
+                if (setup.junction == 1) {
                     // The internal junction's fixed characteristic went out as well.
                     ASSERT_EQ(params.count("B1"), 1u);
                     EXPECT_NEAR(params.at("B1"), 4653.1438, 1e-3);
@@ -282,7 +207,10 @@ TEST_F(OnSimulator, ChannelUpdateInfoIsHeldByNameAndReadBackThroughAFreshInstrum
             }
         }
     }
-    EXPECT_EQ(ErrorBoxes(), std::vector<std::string>{});
+    for (const auto& box : ui->boxes) {
+        EXPECT_EQ(box.style & kMbCritical, 0) << box.prompt;
+        EXPECT_EQ(box.prompt.find("Failed"), std::string::npos) << box.prompt;
+    }
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 // The shared endpoint while recording: clients' replies never cross, a client's log transfer
-// becomes a gap with its reason, a hung client disturbs nothing, a client's write is seen.
+// becomes a gap with its reason, hung or hostile clients disturb nothing, a client's write is seen.
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -13,23 +13,25 @@
 #include "simulator/Faults.h"
 #include "tests/recorder/RecorderFixture.h"
 #include "tests/testsupport/Raised.h"
+#include "vesk4710/platform/SettingIds.h"
 
 namespace vesk::test {
 
 namespace {
 
-std::shared_ptr<comm::Communications> Client(const std::string& endpoint) {
+constexpr const char* kIdentification = "Vesk Scientific,4710,A47100,1.10";
+
+std::shared_ptr<comm::Communications> Client(const std::string& endpoint, int timeoutMs = 3000) {
     comm::CommOptions o;
     o.device = endpoint;
-    o.timeoutMs = 3000;
+    o.timeoutMs = timeoutMs;
     return comm::Communications::Create(o);
 }
 
 int RawClient(const std::string& endpoint) {
-    const auto colon = endpoint.rfind(':');
     sockaddr_in sa{};
     sa.sin_family = AF_INET;
-    sa.sin_port = htons(static_cast<uint16_t>(std::stoi(endpoint.substr(colon + 1))));
+    sa.sin_port = htons(static_cast<uint16_t>(std::stoi(endpoint.substr(endpoint.rfind(':') + 1))));
     sa.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
     EXPECT_EQ(::connect(fd, reinterpret_cast<sockaddr*>(&sa), sizeof sa), 0);
@@ -45,41 +47,37 @@ TEST_F(RecorderTest, ClientsWithTheSameTagsGetTheirOwnRepliesAndNoReadingIsLost)
     ASSERT_TRUE(WaitRounds(recorder, 2));
 
     // Every client numbers its requests from 1: the tags on the endpoint collide all the time.
-    struct Asking {
-        int32_t setting;
-        std::string expected;
-    };
-    const std::vector<Asking> asks = {
-        {18, "Vesk Scientific,4710,A47100,1.10"}, {168, "C"}, {41, "2"}};
+    const std::pair<int32_t, std::string> asks[] = {
+        {SET_IDENTIFICATION, kIdentification}, {SET_UNITS_READ, "C"}, {SET_NUM_MODULES, "2"}};
     std::atomic<int> crossed{0};
     std::atomic<int> answered{0};
     std::vector<std::thread> clients;
-    for (const Asking& ask : asks) {
-        clients.emplace_back([&, ask] {
+    for (const auto& [setting, expected] : asks) {
+        clients.emplace_back([&, setting, expected] {
             auto c = Client(endpoint);
             for (int n = 0; n < 60; ++n) {
                 c->params().ClearAll();
-                (c->ReadSetting(ask.setting, true, "") == ask.expected ? answered : crossed)++;
+                (c->ReadSetting(setting, true, "") == expected ? answered : crossed)++;
             }
         });
     }
     clients.emplace_back([&] {
         auto c = Client(endpoint);
         for (int n = 0; n < 3; ++n) {
-            const TransferResult t = c->Transfer(278, 0, "");
-            (!t.endedEarly && std::count(t.text.begin(), t.text.end(), '\r') == 300 ? answered
-                                                                                    : crossed)++;
+            const TransferResult t = c->Transfer(SET_TRANSFER_ALL, 0, "");
+            const bool whole =
+                !t.endedEarly && std::count(t.text.begin(), t.text.end(), '\r') == 300;
+            (whole ? answered : crossed)++;
         }
     });
     for (auto& t : clients) {
         t.join();
     }
     recorder.Stop();
-    const uint64_t rounds = recorder.Rounds();
     EXPECT_EQ(crossed, 0);
     EXPECT_EQ(answered, 3 * 60 + 3);
     // Two readings a round, every round stored, none outside the rounds.
-    EXPECT_EQ(Count("SELECT COUNT(*) FROM readings"), static_cast<int64_t>(2 * rounds));
+    EXPECT_EQ(Count("SELECT COUNT(*) FROM readings"), static_cast<int64_t>(2 * recorder.Rounds()));
     EXPECT_EQ(Count("SELECT COUNT(*) FROM gaps"), 0);
 }
 
@@ -89,16 +87,13 @@ TEST_F(RecorderTest, ALateReplyIsNeverTakenForAnotherClientsAnswer) {
     rec::Recorder recorder(config);
     recorder.Start();
     ASSERT_TRUE(WaitRounds(recorder, 1, true));
-    // The units reply comes after the endpoint gave up on it, while the next client's request
-    // with the same tag is on its way.
+    // The units reply comes after the endpoint gave up, as the next same-tag request goes out.
     Simulator(45)->InjectFault(sim::ParseFault("delay:500@id=168"));
-    comm::CommOptions o;
-    o.device = recorder.Endpoints().at(0);
-    o.timeoutMs = 400;
-    auto late = comm::Communications::Create(o);
-    EXPECT_EQ(Raised([&] { late->ReadSetting(168, true, ""); }).Number(), comm::kCommTimeout);
+    auto late = Client(recorder.Endpoints().at(0), 400);
+    EXPECT_EQ(Raised([&] { late->ReadSetting(SET_UNITS_READ, true, ""); }).Number(),
+              comm::kCommTimeout);
     auto next = Client(recorder.Endpoints().at(0));
-    EXPECT_EQ(next->ReadSetting(18, true, ""), "Vesk Scientific,4710,A47100,1.10");
+    EXPECT_EQ(next->ReadSetting(SET_IDENTIFICATION, true, ""), kIdentification);
     recorder.Stop();
 }
 
@@ -107,60 +102,49 @@ TEST_F(RecorderTest, ALongTransferIsAGapWithItsReasonAndRecordingGoesOn) {
     recorder.Start();
     ASSERT_TRUE(WaitRounds(recorder, 2));
     Simulator(42)->InjectFault(sim::ParseFault("delay:1500@id=278"));
-    auto client = Client(recorder.Endpoints().at(0));
-    EXPECT_FALSE(client->Transfer(278, 0, "").endedEarly);
+    EXPECT_FALSE(Client(recorder.Endpoints().at(0))->Transfer(SET_TRANSFER_ALL, 0, "").endedEarly);
     ASSERT_TRUE(WaitRounds(recorder, 3));
     recorder.Stop();
     SQLite::Database db(Config(42, {}).database);
     SQLite::Statement gap(db, "SELECT reason, ended_us - started_us FROM gaps");
     ASSERT_TRUE(gap.executeStep());
-    EXPECT_NE(gap.getColumn(0).getString().find("lent to client 127.0.0.1:"), std::string::npos)
-        << gap.getColumn(0).getString();
-    EXPECT_NE(gap.getColumn(0).getString().find("LOG:DATA?"), std::string::npos);
+    const std::string reason = gap.getColumn(0).getString();
+    EXPECT_NE(reason.find("lent to client 127.0.0.1:"), std::string::npos) << reason;
+    EXPECT_NE(reason.find("LOG:DATA?"), std::string::npos) << reason;
     EXPECT_GE(gap.getColumn(1).getInt64(), 1'000'000);
     EXPECT_FALSE(gap.executeStep());
     EXPECT_GT(Count("SELECT COUNT(*) FROM readings r, gaps g WHERE r.time_us > g.ended_us"), 0);
 }
 
-TEST_F(RecorderTest, HungAndHostileClientsDoNotDisturbRecording) {
+TEST_F(RecorderTest, HungAndHostileClientsDisturbNothingAndAChangeOfUnitsIsNeverMisattributed) {
     rec::Recorder recorder(Config(43, std::chrono::milliseconds(20), "tcp://127.0.0.1:0"));
     recorder.Start();
     const std::string endpoint = recorder.Endpoints().at(0);
     ASSERT_TRUE(WaitRounds(recorder, 1));
-    // One asks for the whole log and never reads; one sends half a line and waits; one sends
-    // a line the instrument cannot read, and one asks to disable the interface.
+    // Clients that never read, stop half way, send what no instrument reads, or disable it.
     const int silent = RawClient(endpoint);
     ASSERT_GT(::write(silent, "7 LOG:DATA? 0\n", 14), 0);
     const int half = RawClient(endpoint);
     ASSERT_GT(::write(half, "8 UNI", 5), 0);
     auto c = Client(endpoint);
-    EXPECT_EQ(Raised([&] { c->WriteSetting(306); }).Number(), comm::kCommInstrumentErrorBase + 5);
+    EXPECT_EQ(Raised([&] { c->WriteSetting(SET_DISABLE_SERIAL); }).Number(),
+              comm::kCommInstrumentErrorBase + 5);
     EXPECT_TRUE(WaitRounds(recorder, 20));
     const int noisy = RawClient(endpoint);
     ASSERT_GT(::write(noisy, "9 \"open\n", 8), 0);
     char reply[200] = {};
     ASSERT_GT(::read(noisy, reply, sizeof reply - 1), 0);
     EXPECT_EQ(std::string(reply).rfind("9 !ERR 1 ", 0), 0u) << reply;
-    EXPECT_TRUE(WaitRounds(recorder, 20));
+    for (const char* units : {"F", "C"}) {
+        c->params().Value(units);
+        c->WriteSetting(SET_UNITS_WRITE);
+        ASSERT_TRUE(WaitRounds(recorder, 3));
+    }
     for (int fd : {silent, half, noisy}) {
         ::close(fd);
     }
     recorder.Stop();
     EXPECT_EQ(Count("SELECT COUNT(*) FROM gaps"), 0);
-}
-
-TEST_F(RecorderTest, AClientsChangeOfUnitsIsNeverMisattributed) {
-    rec::Recorder recorder(Config(44, std::chrono::milliseconds(20), "tcp://127.0.0.1:0"));
-    recorder.Start();
-    ASSERT_TRUE(WaitRounds(recorder, 2));
-    auto c = Client(recorder.Endpoints().at(0));
-    c->params().Value("F");
-    c->WriteSetting(169);
-    ASSERT_TRUE(WaitRounds(recorder, 3));
-    c->params().Value("C");
-    c->WriteSetting(169);
-    ASSERT_TRUE(WaitRounds(recorder, 3));
-    recorder.Stop();
     // Channel 1 sits near 25 C, 77 F: each reading's unit matches its value.
     EXPECT_GT(Count("SELECT COUNT(*) FROM readings_view WHERE channel = 1 AND unit = 'F'"), 0);
     EXPECT_EQ(Count("SELECT COUNT(*) FROM readings_view WHERE channel = 1 AND NOT ("

@@ -1,6 +1,5 @@
-// Hostile input to the vesk4710 tool: scripts that cannot be read, endless or huge scripts,
-// passcodes and arguments end quickly with a failure status and a message that says why and
-// repeats a short excerpt at most.
+// Unreadable, endless or huge scripts, passcodes and arguments to the vesk4710 tool end quickly
+// with a failure status and a short message that says why.
 #include <gtest/gtest.h>
 #include <stdlib.h>
 

@@ -24,35 +24,25 @@ namespace fs = std::filesystem;
 
 constexpr const char* kPasscode = "1234";
 
-// Printable runs of four or more characters: what would give a passcode away.
-std::vector<std::string> Giveaways(const std::string& passcode) {
-    std::vector<std::string> runs;
+// No printable run of four or more of the passcode's characters, which would give it away.
+void ExpectNotIn(const std::string& text, const std::string& passcode) {
     std::string run;
     for (char c : passcode + '\x01') {
-        const auto u = static_cast<unsigned char>(c);
-        if (u >= 0x20 && u < 0x7f) {
+        if (c >= 0x20 && c < 0x7f) {
             run += c;
-        } else {
-            if (run.size() >= 4) {
-                runs.push_back(run);
-            }
-            run.clear();
+            continue;
         }
-    }
-    return runs;
-}
-
-void ExpectNotIn(const std::string& text, const std::string& passcode) {
-    for (const std::string& part : Giveaways(passcode)) {
-        EXPECT_EQ(text.find(part), std::string::npos) << "'" << part << "' shows in " << text;
+        if (run.size() >= 4) {
+            EXPECT_EQ(text.find(run), std::string::npos) << "'" << run << "' shows in " << text;
+        }
+        run.clear();
     }
 }
 
 TEST(HostileLab, PasscodesNeverReachTheTraceAndUnsendableTextIsRefusedBeforeTheLine) {
     SimulatedLab lab(61);
     auto unit = lab.Open();
-    // Passcodes the line cannot carry are refused before the line, without quoting them. A NUL
-    // byte was once refused with an error quoting the passcode, and traced so.
+    // Passcodes the line cannot carry are refused before the line, without quoting them.
     const std::vector<std::string> unsendable = {"Geheim\x01Wort", "P\xc3\xa4sswort", "Tab\tSecret",
                                                  std::string("Pq7Secret") + '\0'};
     for (const std::string& passcode : unsendable) {
@@ -67,13 +57,12 @@ TEST(HostileLab, PasscodesNeverReachTheTraceAndUnsendableTextIsRefusedBeforeTheL
     EXPECT_FALSE(lab.instrument->Unlocked());
     EXPECT_TRUE(unit->QueryPasscodeState());
 
-    // Wrong passcodes the line carries, then the right one, which the protected write-backs
-    // present again.
-    const std::vector<std::string> wrong = {"Geheim 42", "pa\"ss,wd(x)", "  spaced  ", "9876"};
+    // Wrong passcodes the line carries, then the right one, which the write-backs present.
+    const std::vector<std::string> wrong = {"Geheim 42", "pa\"ss,wd(x)", "  spaced  ", "98x7",
+                                            kPasscode};
     for (const auto& p : wrong) {
         lab.Ui().passcodes.push_back({p, true});
     }
-    lab.Ui().passcodes.push_back({kPasscode, true});
     ASSERT_TRUE(unit->ValidatePasscode(nullptr));
     unit->CalDate(Date::FromYMD(2024, 6, 1));
     ASSERT_TRUE(unit->UpdateInfo());
@@ -83,8 +72,7 @@ TEST(HostileLab, PasscodesNeverReachTheTraceAndUnsendableTextIsRefusedBeforeTheL
     ASSERT_TRUE(unit->ValidatePasscode(nullptr));
     ASSERT_TRUE(channel->UpdateInfo()) << lab.Ui().Prompts().back();
     EXPECT_FALSE(lab.instrument->Unlocked());
-    // A probe serial the line cannot carry is refused and told; the instrument is relocked and
-    // the next query reads its own serial back.
+    // A probe serial the line cannot carry is refused and told; the instrument is relocked.
     const std::string serial = lab.instrument->State().channels[0].probe.serial;
     lab.Ui().passcodes.push_back({kPasscode, true});
     ASSERT_TRUE(unit->ValidatePasscode(nullptr));
@@ -99,7 +87,6 @@ TEST(HostileLab, PasscodesNeverReachTheTraceAndUnsendableTextIsRefusedBeforeTheL
 
     const std::string trace = lab.Trace();
     ASSERT_NE(trace.find("PASS"), std::string::npos) << "no passcode request was traced";
-    EXPECT_EQ(trace.find("1234"), std::string::npos);
     for (const auto& list : {wrong, unsendable}) {
         for (const auto& p : list) {
             ExpectNotIn(trace, p);
@@ -118,8 +105,7 @@ TEST(HostileLab, ControlCharacterInALabelEndsTheTransferWithNothingLost) {
     auto unit = lab.Open();
     DownloadRequest request;
     const DownloadResult result = DownloadLogFiles(*unit, request);
-    // The readings before the line the component cannot read are all in the file and the raw
-    // copy; the user is told that the transfer ended early.
+    // The readings before the unreadable line are all in the file and the raw copy.
     EXPECT_EQ(result.outcome, DownloadOutcome::EndedEarly);
     EXPECT_EQ(result.readings, 10);
     ASSERT_EQ(result.files.size(), 1u);

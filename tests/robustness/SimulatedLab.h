@@ -1,11 +1,10 @@
 #pragma once
 // An instrument object on the process default host, talking to the embedded simulator through
-// the communications component ("sim:<port>"), with a folder of its own for temporary files,
+// the communications component ("sim:<port>"), with its own folder for temporary files,
 // downloads, settings and the I/O trace, and scripted user-interface services.
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -34,13 +33,10 @@ class SimulatedLab {
     explicit SimulatedLab(int32_t port, int32_t timeoutMs = 2000,
                           std::shared_ptr<FakeUi> ui = std::make_shared<FakeUi>())
         : ui_(std::move(ui)) {
-        temp = root + "/temp";
-        downloads = root + "/downloads";
-        tracePath = root + "/io.trace";
+        const std::string temp = scratch_.Root() + "/temp";
         std::filesystem::create_directories(temp);
         // The download's trace and raw files go to the temporary folder: keep them ours.
         env_.Set("TMPDIR", temp.c_str());
-
         sim::SimOptions options;
         options.port = port;
         options.persist = false;
@@ -54,16 +50,16 @@ class SimulatedLab {
         HostOptions hostOptions;
         hostOptions.comm.device = "sim:" + std::to_string(port);
         hostOptions.comm.timeoutMs = timeoutMs;
-        hostOptions.comm.tracePath = tracePath;
+        hostOptions.comm.tracePath = tracePath_;
         hostOptions.console = false;
         hostOptions.ui = ui_;
-        hostOptions.registryPath = root + "/settings.json";
-        host = MakeDefaultHost(hostOptions);
-        host->CreateRegistry()->WriteValue(kRegDownloadFolder, 0, kHKeyCurrentUser, downloads);
+        hostOptions.registryPath = scratch_.Root() + "/settings.json";
+        host_ = MakeDefaultHost(hostOptions);
+        host_->CreateRegistry()->WriteValue(kRegDownloadFolder, 0, kHKeyCurrentUser, downloads);
     }
 
     ~SimulatedLab() {
-        host.reset();
+        host_.reset();
         instrument.reset();
         sim::Instrument::ReleaseAll();
         comm::UnregisterLinkScheme("sim");
@@ -75,8 +71,8 @@ class SimulatedLab {
 
     // A fresh instrument object with its session open, queried unless told otherwise.
     std::shared_ptr<CVesk4710> Open(bool query = true) {
-        auto unit = CVesk4710::Create(host);
-        unit->SetRegistry(host->CreateRegistry());
+        auto unit = CVesk4710::Create(host_);
+        unit->SetRegistry(host_->CreateRegistry());
         EXPECT_TRUE(unit->InitializeCommunications());
         if (query) {
             EXPECT_TRUE(unit->QueryInfo());
@@ -84,22 +80,18 @@ class SimulatedLab {
         return unit;
     }
 
-    std::string Trace() const { return ReadFileText(tracePath); }
+    std::string Trace() const { return ReadFileText(tracePath_); }
 
   private:
     FakeFileSystem scratch_;  // a fresh folder, removed afterwards
-
-  public:
-    std::shared_ptr<Host> host;
-    std::shared_ptr<sim::Instrument> instrument;
-    const std::string root = scratch_.Root();
-    std::string temp;
-    std::string downloads;
-    std::string tracePath;
-
-  private:
     std::shared_ptr<FakeUi> ui_;
     EnvGuard env_;
+    std::shared_ptr<Host> host_;
+    const std::string tracePath_ = scratch_.Root() + "/io.trace";
+
+  public:
+    std::shared_ptr<sim::Instrument> instrument;
+    const std::string downloads = scratch_.Root() + "/downloads";
 };
 
 }  // namespace vesk::test

@@ -1,7 +1,6 @@
 #pragma once
-// A strict reader of the download files' CSV (RFC 4180 with line-feed rows): a field is bare
-// text without quotes, or quoted with inner quotes doubled; a row that begins with '#' is a
-// comment. Anything else is a broken file.
+// A strict reader of the download files' CSV (RFC 4180 with line-feed rows, '#' comment rows):
+// anything else is a broken file.
 #include <algorithm>
 #include <optional>
 #include <string>
@@ -67,24 +66,19 @@ inline std::optional<std::vector<CsvRow>> ReadStrictCsv(std::string_view text,
     return rows;
 }
 
-// The reading rows of a download file: after its "#" lines and the column line. Each must
-// have exactly the seven columns.
+// The reading rows of a download file, after the column line; each has exactly seven columns.
 inline std::optional<std::vector<CsvRow>> ReadingRows(std::string_view text,
                                                       std::string* error = nullptr) {
     auto rows = ReadStrictCsv(text, error);
-    if (!rows) {
-        return std::nullopt;
-    }
-    for (size_t r = 0; r < rows->size(); ++r) {
+    for (size_t r = 0; rows && r < rows->size(); ++r) {
         if ((*rows)[r].size() != 7) {
             if (error != nullptr) {
-                *error = "row " + std::to_string(r + 1) + " has " +
-                         std::to_string((*rows)[r].size()) + " fields";
+                *error = "row " + std::to_string(r + 1) + " has the wrong number of fields";
             }
             return std::nullopt;
         }
     }
-    if (!rows->empty()) {
+    if (rows && !rows->empty()) {
         rows->erase(rows->begin());  // the column names
     }
     return rows;
