@@ -4,28 +4,9 @@
 #include <cstdlib>
 
 #include "components/comm/CommErrors.h"
-#include "components/outputfile/OutputFile.h"
-#include "components/probes/Probe.h"
-#include "components/splitter/TextSplitter.h"
 #include "vesk4710/support/RegistryKeys.h"
 
 namespace vesk::fuzz {
-
-uint8_t Input::Byte() {
-    if (rest_.empty()) {
-        return 0;
-    }
-    const auto b = static_cast<uint8_t>(rest_.front());
-    rest_.remove_prefix(1);
-    return b;
-}
-
-std::string Input::Line() {
-    const size_t end = rest_.find('\n');
-    std::string line(rest_.substr(0, end));
-    rest_.remove_prefix(end == std::string_view::npos ? rest_.size() : end + 1);
-    return line;
-}
 
 ScriptedCommunications::ScriptedCommunications() {
     responder = [this](int32_t,
@@ -51,18 +32,6 @@ FuzzHost::FuzzHost()
     SharedFiles().bytesWritten = 0;
     registry->values[kRegDownloadFolder] =
         SharedFiles().GetSpecialFolder(SpecialFolder::Documents) + "/downloads";
-}
-
-std::shared_ptr<IProbe> FuzzHost::CreateProbe() {
-    return probes::Probe::Create();
-}
-
-std::shared_ptr<IOutputFile> FuzzHost::CreateOutputFile() {
-    return OutputFile::Create(registry, ui, SharedFiles());
-}
-
-std::shared_ptr<ITextSplitter> FuzzHost::CreateTextSplitter() {
-    return TextSplitter::Create();
 }
 
 test::FakeFileSystem& FuzzHost::SharedFiles() {

@@ -1,6 +1,7 @@
 #pragma once
 // What the fuzz targets share: a reader over the fuzz input, a host whose communications are
 // scripted by that input, and the rule that only AutomationError may leave the library.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -8,6 +9,9 @@
 #include <string>
 #include <string_view>
 
+#include "components/outputfile/OutputFile.h"
+#include "components/probes/Probe.h"
+#include "components/splitter/TextSplitter.h"
 #include "tests/testsupport/FakeCommunications.h"
 #include "tests/testsupport/FakeFileSystem.h"
 #include "tests/testsupport/FakeRegistry.h"
@@ -23,9 +27,18 @@ class Input {
     Input(const uint8_t* data, size_t size) : rest_(reinterpret_cast<const char*>(data), size) {}
     bool Empty() const { return rest_.empty(); }
     // 0 once exhausted.
-    uint8_t Byte();
+    uint8_t Byte() {
+        const auto b = static_cast<uint8_t>(rest_.empty() ? 0 : rest_.front());
+        rest_.remove_prefix(rest_.empty() ? 0 : 1);
+        return b;
+    }
     // Text up to the next line feed (not included), or all that is left.
-    std::string Line();
+    std::string Line() {
+        const size_t end = std::min(rest_.find('\n'), rest_.size());
+        std::string line(rest_.substr(0, end));
+        rest_.remove_prefix(std::min(end + 1, rest_.size()));
+        return line;
+    }
     std::string_view Rest() const { return rest_; }
 
   private:
@@ -50,9 +63,11 @@ class FuzzHost : public Host {
   public:
     FuzzHost();
     std::shared_ptr<ICommunications> CreateCommunications() override { return comm; }
-    std::shared_ptr<IProbe> CreateProbe() override;
-    std::shared_ptr<IOutputFile> CreateOutputFile() override;
-    std::shared_ptr<ITextSplitter> CreateTextSplitter() override;
+    std::shared_ptr<IProbe> CreateProbe() override { return probes::Probe::Create(); }
+    std::shared_ptr<IOutputFile> CreateOutputFile() override {
+        return OutputFile::Create(registry, ui, SharedFiles());
+    }
+    std::shared_ptr<ITextSplitter> CreateTextSplitter() override { return TextSplitter::Create(); }
     std::shared_ptr<IRegistry> CreateRegistry() override { return registry; }
     IUiServices& Ui() override { return ui; }
     IFileSystem& Files() override { return SharedFiles(); }

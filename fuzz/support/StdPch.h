@@ -1,30 +1,18 @@
-// Standard headers shared by every translation unit of the fuzz build, precompiled once so
+// The standard headers most translation units of the fuzz build use, precompiled once so
 // that the clang build stays short.
 #pragma once
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <charconv>
 #include <chrono>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
-#include <deque>
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <limits>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
-#include <set>
-#include <span>
-#include <sstream>
-#include <stdexcept>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <utility>
-#include <variant>
 #include <vector>

@@ -3,13 +3,8 @@
 // well-formed CSV with six columns per reading, every received line is accounted for, and the
 // raw copy holds exactly what arrived.
 #include <algorithm>
-#include <cstdint>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <memory>
 #include <set>
-#include <string>
 
 #include "components/outputfile/OutputFile.h"
 #include "fuzz/support/FuzzSupport.h"
@@ -23,24 +18,14 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string ReadAll(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
 // Lines the download must account for: every CR and LF ends one, blank ones do not count.
 int64_t NonBlankLines(const std::string& text) {
+    const auto isEnd = [&text](size_t i) { return text[i] == '\r' || text[i] == '\n'; };
     int64_t n = 0;
-    bool content = false;
-    for (char c : text) {
-        if (c == '\r' || c == '\n') {
-            n += content ? 1 : 0;
-            content = false;
-        } else {
-            content = true;
-        }
+    for (size_t i = 0; i < text.size(); ++i) {
+        n += !isEnd(i) && (i + 1 == text.size() || isEnd(i + 1)) ? 1 : 0;
     }
-    return n + (content ? 1 : 0);
+    return n;
 }
 
 }  // namespace
@@ -70,7 +55,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         return 0;
     }
 
-    if (result.rawFileError.empty() && ReadAll(result.rawPath) != transfer) {
+    if (result.rawFileError.empty() && host->SharedFiles().ReadFile(result.rawPath) != transfer) {
         fuzz::Fail("the raw transfer file differs from what arrived");
     }
     std::set<std::string> paths;
@@ -84,7 +69,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             fuzz::Fail("two labels were written to one file: " + path.string());
         }
         std::string error;
-        const auto readings = test::ReadingRows(ReadAll(path.string()), &error);
+        const auto readings = test::ReadingRows(host->SharedFiles().ReadFile(path), &error);
         if (!readings) {
             fuzz::Fail("the download file " + path.filename().string() + " is broken: " + error);
         }

@@ -1,10 +1,10 @@
-// Every reply the instrument object and its channels parse, each driven by fuzzed reply text
-// through the recording communications: a reply is parsed or refused with an automation
-// error, and a refused single-setting read leaves its cached value as it was.
-#include <cstdint>
+// Every reply the instrument object and its channels parse, and the whole device-information
+// query and write-back, each driven by fuzzed reply text (any of which may fail as a dropped
+// link would): a reply is parsed or refused with an automation error, a refused single-setting
+// read leaves its cached value as it was, and every call ends with the mouse pointer back to
+// normal and no progress display left open.
+#include <algorithm>
 #include <functional>
-#include <memory>
-#include <string>
 
 #include "fuzz/support/FuzzSupport.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
@@ -17,39 +17,25 @@ namespace {
 
 std::string Snapshot(CVesk4710& u) {
     std::string s;
-    const auto add = [&s](const std::string& part) {
-        s += part;
-        s += '|';
-    };
-    add(std::to_string(u.Units()));
-    add(std::to_string(u.Interval()));
-    add(u.ScanChannels());
-    add(std::to_string(u.ScanMode()));
-    add(std::to_string(u.DemandLogCount()));
-    add(std::to_string(u.DemandLogPoints()));
-    add(std::to_string(u.PasscodeState()));
-    add(std::to_string(u.ProtectConversion()));
-    add(std::to_string(u.AutoPower()));
-    add(std::to_string(u.NumChannels()));
-    add(std::to_string(u.NumModules()));
-    add(u.ModuleList());
-    add(std::to_string(u.CalDate().Serial()));
-    add(u.Identification());
-    add(u.Model());
-    add(u.Serial());
-    add(std::to_string(u.Firmware()));
-    return s;
+    for (const double v :
+         {double(u.Units()), double(u.Interval()), double(u.ScanMode()), double(u.DemandLogCount()),
+          double(u.DemandLogPoints()), double(u.PasscodeState()), double(u.ProtectConversion()),
+          double(u.AutoPower()), double(u.NumChannels()), double(u.NumModules()),
+          u.CalDate().Serial(), double(u.Firmware())}) {
+        s += std::to_string(v) + '|';
+    }
+    return s + u.ScanChannels() + '|' + u.ModuleList() + '|' + u.Identification() + '|' +
+           u.Model() + '|' + u.Serial();
 }
 
 std::string Snapshot(CVesk4710Channel& c) {
-    std::string s = std::to_string(c.Resolution()) + "|" + std::to_string(c.CalDate().Serial()) +
-                    "|" + std::to_string(c.ProbeLock()) + "|" + std::to_string(c.RJCType()) + "|" +
-                    std::to_string(c.RJCTemperature()) + "|" + std::to_string(c.MINOP()) + "|" +
-                    std::to_string(c.MAXOP());
-    if (auto probe = c.Probe()) {
-        s += "|" + probe->Serial();
+    std::string s;
+    for (const double v :
+         {double(c.Resolution()), c.CalDate().Serial(), double(c.ProbeLock()), double(c.RJCType()),
+          c.RJCTemperature(), double(c.MINOP()), double(c.MAXOP())}) {
+        s += std::to_string(v) + '|';
     }
-    return s;
+    return c.Probe() ? s + c.Probe()->Serial() : s;
 }
 
 struct Op {
@@ -88,6 +74,15 @@ const Op kInstrumentOps[] = {
     {"FillCalibrationGrid", false,
      [](CVesk4710& u, uint8_t) { u.FillCalibrationGrid(u.CalibrationGrid()); }},
     {"QueryChannelInfo", false, [](CVesk4710& u, uint8_t) { u.QueryChannelInfo(); }},
+    {"QueryInfo", false, [](CVesk4710& u, uint8_t arg) { u.QueryInfo(nullptr, arg & 1, false); }},
+    {"UpdateInfo", false,
+     [](CVesk4710& u, uint8_t arg) {
+         if (arg & 2) {
+             u.PasscodeState(PS_ENABLED);
+             u.AllowSetSerial(arg & 4);
+         }
+         u.UpdateInfo(nullptr);
+     }},
 };
 
 struct ChannelOp {
@@ -121,6 +116,19 @@ const ChannelOp kChannelOps[] = {
     {"UpdateInfo", false, [](CVesk4710Channel& c, uint8_t) { return c.UpdateInfo(); }},
 };
 
+void CheckEnded(fuzz::FuzzHost& host, const std::string& what) {
+    if (host.ui.pointer != kPointerDefault) {
+        fuzz::Fail(what + " left the mouse pointer at " + std::to_string(host.ui.pointer));
+    }
+    if (host.ui.progressCreated >
+        std::count(host.ui.progressLog.begin(), host.ui.progressLog.end(), "Close")) {
+        fuzz::Fail(what + " left a progress display open");
+    }
+    host.ui.progressCreated = 0;
+    host.ui.progressLog.clear();
+    host.ui.boxes.clear();
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -136,8 +144,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     while (!in.Empty()) {
         const uint8_t selector = in.Byte();
         const uint8_t arg = in.Byte();
-        host->comm->fallback = in.Line();
+        // Tab-separated replies answer the reads in turn; the last answers the rest.
+        std::string replies = in.Line();
         host->comm->script.clear();
+        for (size_t tab; (tab = replies.find('\t')) != std::string::npos;
+             replies.erase(0, tab + 1)) {
+            host->comm->script.push_back(replies.substr(0, tab));
+        }
+        host->comm->fallback = replies;
+        host->ui.cancelAtStep = arg & 0x40 ? arg % 24 : -1;
+        host->ui.progressChecks = 0;
         constexpr size_t kInstrument = std::size(kInstrumentOps);
         const size_t index = selector % (kInstrument + std::size(kChannelOps));
         if (index < kInstrument) {
@@ -147,6 +163,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                 Snapshot(*unit) != before) {
                 fuzz::Fail(std::string(op.name) + " failed but changed the cached settings");
             }
+            CheckEnded(*host, op.name);
             continue;
         }
         const ChannelOp& op = kChannelOps[index - kInstrument];
@@ -162,9 +179,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         if (!ok && op.single && Snapshot(*channel) != before) {
             fuzz::Fail(std::string("channel ") + op.name + " failed but changed the channel");
         }
-        if (host->ui.boxes.size() > 64) {
-            host->ui.boxes.clear();
-        }
+        CheckEnded(*host, std::string("channel ") + op.name);
     }
     return 0;
 }

@@ -7,6 +7,12 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 
+using Params = std::map<std::string, std::string>;
+
+std::string Read(int32_t id) {
+    return "Read " + std::to_string(id);
+}
+
 TEST(CalibrationGridLayout, IsBoundedAndGrowsKeepingItsCells) {
     CalibrationGrid grid;
     EXPECT_EQ(grid.TextMatrix(1, 1), "Reference");
@@ -26,16 +32,18 @@ class CalibrationTest : public InstrumentTest {
         comm().responder =
             [](int32_t id,
                const std::map<std::string, std::string>& p) -> std::optional<std::string> {
-            if (id == SET_CAL_REFERENCE_READ) {
-                return "R" + p.at("PointNumber");
-            }
-            if (id == SET_CAL_VALUE_READ) {
-                return "V" + p.at("PointNumber");
+            if (id == SET_CAL_REFERENCE_READ || id == SET_CAL_VALUE_READ) {
+                return (id == SET_CAL_REFERENCE_READ ? "R" : "V") + p.at("PointNumber");
             }
             return std::nullopt;
         };
     }
     FakeGrid& grid() { return form.grid; }
+    // The parameters in force at the first n requests.
+    std::vector<Params> FirstParams(size_t n) {
+        const auto& p = comm().requestParams;
+        return {p.begin(), p.begin() + static_cast<std::ptrdiff_t>(std::min(n, p.size()))};
+    }
     FakeForm form;
 };
 
@@ -46,31 +54,29 @@ TEST_F(CalibrationTest, FillReadsTheDefinedPointsAndMarksTheRest) {
     grid().TextMatrix(5, 0, "");
     ASSERT_TRUE(unit->FillCalibrationGrid(grid()));
 
-    // First range, in full.
-    const std::vector<std::string> first = {
-        "ClearAll",      "Value=L75_OHMS", "Write 77",      "ClearAll",     "Read 78",
-        "ClearAll",      "PointNumber=1",  "Read 82",       "ClearAll",     "PointNumber=1",
-        "Read 80",       "ClearAll",       "PointNumber=2", "Read 82",      "ClearAll",
-        "PointNumber=2", "Read 80",        "ClearAll",      "Value=LO_OHMS"};
-    const auto log = Log();
-    ASSERT_GE(log.size(), first.size());
-    EXPECT_THAT(std::vector<std::string>(log.begin(), log.begin() + first.size()),
-                ElementsAreArray(first));
-    EXPECT_THAT(std::vector<std::string>(log.end() - 3, log.end()),
-                ElementsAre("ClearAll", "Value=NORMAL", "Write 77"));
+    // First range, in full; the next range follows.
     const auto requests = comm().Requests();
-    EXPECT_EQ(std::count(requests.begin(), requests.end(), "Read 82"), 7);
+    ASSERT_GE(requests.size(), 7u);
+    EXPECT_THAT(std::vector<std::string>(requests.begin(), requests.begin() + 7),
+                ElementsAre("Write " + std::to_string(SET_CAL_RANGE), Read(SET_CAL_COUNT_READ),
+                            Read(SET_CAL_REFERENCE_READ), Read(SET_CAL_VALUE_READ),
+                            Read(SET_CAL_REFERENCE_READ), Read(SET_CAL_VALUE_READ),
+                            "Write " + std::to_string(SET_CAL_RANGE)));
+    EXPECT_THAT(FirstParams(7),
+                ElementsAre(Params{{"Value", "L75_OHMS"}}, Params{}, Params{{"PointNumber", "1"}},
+                            Params{{"PointNumber", "1"}}, Params{{"PointNumber", "2"}},
+                            Params{{"PointNumber", "2"}}, Params{{"Value", "LO_OHMS"}}));
+    EXPECT_EQ(comm().Writes().back(), SET_CAL_RANGE);
+    EXPECT_EQ(comm().requestParams.back(), (Params{{"Value", "NORMAL"}}));
+    EXPECT_EQ(std::count(requests.begin(), requests.end(), Read(SET_CAL_REFERENCE_READ)), 7);
 
     // Two points: rows 2 and 3 from the instrument, rows 4 and 5 unused.
-    EXPECT_EQ(grid().TextMatrix(2, 1), "R1");
-    EXPECT_EQ(grid().TextMatrix(3, 2), "V2");
-    EXPECT_EQ(grid().TextMatrix(4, 1), "-");
-    EXPECT_EQ(grid().TextMatrix(5, 2), "-");
-    EXPECT_EQ(grid().TextMatrix(2, 3), "-");
-    EXPECT_EQ(grid().TextMatrix(5, 6), "V4");
-    EXPECT_EQ(grid().TextMatrix(2, 7), "R1");
-    EXPECT_EQ(grid().TextMatrix(3, 7), "-");
-    EXPECT_EQ(grid().TextMatrix(5, 0), "ADJ4");
+    const std::tuple<int32_t, int32_t, const char*> cells[] = {
+        {2, 1, "R1"}, {3, 2, "V2"}, {4, 1, "-"}, {5, 2, "-"},   {2, 3, "-"},
+        {5, 6, "V4"}, {2, 7, "R1"}, {3, 7, "-"}, {5, 0, "ADJ4"}};
+    for (const auto& [row, col, text] : cells) {
+        EXPECT_EQ(grid().TextMatrix(row, col), text) << row << "," << col;
+    }
     EXPECT_THAT(grid().calls, ElementsAre("AutoSize 0 10", "Refresh"));
 }
 
@@ -80,42 +86,37 @@ TEST_F(CalibrationTest, UpdateWritesCountThenReferencesThenValues) {
     grid().TextMatrix(3, 1, "oops");
     grid().TextMatrix(3, 2, "1.2E-3");
     ASSERT_TRUE(unit->UpdateCalParameters(grid()));
-    const std::vector<std::string> first = {
-        "ClearAll", "Value=L75_OHMS", "Write 77", "ClearAll", "Value=2", "Write 79", "ClearAll",
-        "PointNumber=1", "Value=100.5", "Write 83",
-        // Point 2's reference is not a number: the instrument keeps its own.
-        "ClearAll", "PointNumber=1", "Value=100.49", "Write 81", "ClearAll", "PointNumber=2",
-        "Value=1.2E-3", "Write 81"};
-    const auto log = Log();
-    EXPECT_THAT(std::vector<std::string>(log.begin(), log.begin() + first.size()),
-                ElementsAreArray(first));
-    // The other ranges hold "-" only: a count of 0 and no points.
-    std::vector<std::string> expected = {"Write 77", "Write 79", "Write 83", "Write 81",
-                                         "Write 81"};
+    // Point 2's reference is not a number: the instrument keeps its own. The other ranges hold
+    // "-" only: a count of 0 and no points.
+    EXPECT_THAT(FirstParams(5), ElementsAre(Params{{"Value", "L75_OHMS"}}, Params{{"Value", "2"}},
+                                            Params{{"PointNumber", "1"}, {"Value", "100.5"}},
+                                            Params{{"PointNumber", "1"}, {"Value", "100.49"}},
+                                            Params{{"PointNumber", "2"}, {"Value", "1.2E-3"}}));
+    std::vector<int32_t> expected = {SET_CAL_RANGE, SET_CAL_COUNT_WRITE, SET_CAL_REFERENCE_WRITE,
+                                     SET_CAL_VALUE_WRITE, SET_CAL_VALUE_WRITE};
     for (int range = 1; range < 5; ++range) {
-        expected.push_back("Write 77");
-        expected.push_back("Write 79");
+        expected.insert(expected.end(), {SET_CAL_RANGE, SET_CAL_COUNT_WRITE});
     }
-    expected.push_back("Write 77");
-    expected.push_back("Write 4");
-    EXPECT_THAT(comm().Requests(), ElementsAreArray(expected));
+    expected.insert(expected.end(), {SET_CAL_RANGE, SET_PASSCODE_LOCK});
+    EXPECT_THAT(comm().Writes(), ElementsAreArray(expected));
+    EXPECT_EQ(comm().Requests().size(), expected.size());
     EXPECT_EQ(comm().requestParams[6].at("Value"), "0");
     EXPECT_EQ(comm().requestParams.back().count("Value"), 0u);
-}
 
-TEST_F(CalibrationTest, FailuresCarryTheirSources) {
-    comm().Fail(SET_CAL_RANGE, Broken());
-    EXPECT_EQ(Raised([&] { unit->FillCalibrationGrid(grid()); }).Source(),
-              "CVesk4710 - FillCalibrationGrid");
+    // Failures carry their sources.
     comm().Fail(SET_CAL_COUNT_WRITE, Broken());
     EXPECT_EQ(Raised([&] { unit->UpdateCalParameters(grid()); }).Source(),
               "CVesk4710 - UpdateCalParameters");
+    comm().Fail(SET_CAL_RANGE, Broken());
+    EXPECT_EQ(Raised([&] { unit->FillCalibrationGrid(grid()); }).Source(),
+              "CVesk4710 - FillCalibrationGrid");
 }
 
 TEST_F(InstrumentTest, CalibrationDateRoundTripAndConversion) {
     unit->CalDate(Date::FromYMD(2024, 3, 7));
     ASSERT_TRUE(unit->UpdateCalibrationDate());
-    EXPECT_THAT(Log(), ElementsAre("ClearAll", "Value=2024,3,7", "Write 73"));
+    EXPECT_THAT(comm().Writes(), ElementsAre(SET_CAL_DATE_WRITE));
+    EXPECT_THAT(comm().requestParams, ElementsAre(Params{{"Value", "2024,3,7"}}));
 
     comm().Reply(SET_CAL_DATE_READ, "2010,2,30");
     unit->Changed(false);
@@ -131,10 +132,12 @@ TEST_F(InstrumentTest, CalibrationDateRoundTripAndConversion) {
     EXPECT_EQ(unit->CalDate(), Date::FromYMD(2010, 3, 2));
 
     // ConvDate builds from the start of 1900.
-    EXPECT_EQ(unit->ConvDate("2024/03/07"), Date::FromYMD(2024, 3, 7).ShortDateText());
-    EXPECT_EQ(unit->ConvDate("2024/00/07"), Date::FromYMD(2024, 1, 7).ShortDateText());
-    EXPECT_EQ(unit->ConvDate("1850/05/02"), Date::FromYMD(1900, 5, 2).ShortDateText());
-    EXPECT_EQ(unit->ConvDate("2023/02/31"), Date::FromYMD(2023, 3, 3).ShortDateText());
+    for (auto [text, y, m, d] : {std::tuple{"2024/03/07", 2024, 3, 7},
+                                 {"2024/00/07", 2024, 1, 7},
+                                 {"1850/05/02", 1900, 5, 2},
+                                 {"2023/02/31", 2023, 3, 3}}) {
+        EXPECT_EQ(unit->ConvDate(text), Date::FromYMD(y, m, d).ShortDateText()) << text;
+    }
 }
 
 }  // namespace

@@ -10,7 +10,12 @@ using ::testing::ElementsAre;
 constexpr int32_t kInvalidModuleIndex = static_cast<int32_t>(0x800403EAu);
 constexpr int32_t kInvalidChannel = static_cast<int32_t>(0x800403E9u);
 
-TEST(Card, NewModuleCarriesOneNumberedChannel) {
+// A read as the recording communications logs it.
+std::string Read(int32_t id) {
+    return "Read " + std::to_string(id);
+}
+
+TEST(Card, NewModuleCarriesOneNumberedChannelAndDoesNotKeepItsInstrumentAlive) {
     auto host = std::make_shared<FakeHost>();
     host->probeFactory = [] { return probes::Probe::Create(); };
     auto card = CVesk4710Card::Create(host);
@@ -21,12 +26,6 @@ TEST(Card, NewModuleCarriesOneNumberedChannel) {
     EXPECT_EQ(channel->Module(), card);
     EXPECT_EQ(Raised([&] { card->Channels(1); }).Number(), kErrSubscriptOutOfRange);
 
-    card->SetRegistry(host->registry);
-    card->FilePath("/db");
-    EXPECT_EQ(channel->Registry(), host->registry);
-    EXPECT_EQ(channel->FilePath(), "/db");
-
-    // The module does not keep its instrument alive.
     auto unit = CVesk4710::Create(host);
     card->SetBaseUnit(unit);
     EXPECT_EQ(card->BaseUnit(), unit);
@@ -39,23 +38,25 @@ TEST_F(InstrumentTest, NumModulesBuildsAndNumbersTheTreeEvenWhenUnchanged) {
     unit->FilePath("/probes");
     comm().Reply(SET_NUM_CHANNELS, "2");
     unit->QueryNumChannels();
+    const auto expected =
+        ElementsAre(Read(SET_NUM_MODULES), Read(SET_CHANNEL_STATE), Read(SET_CHANNEL_STATE));
     comm().Reply(SET_NUM_MODULES, "2");
     unit->Changed(false);
     ClearLog();
     ASSERT_TRUE(unit->QueryNumModules());
     EXPECT_TRUE(unit->Changed());
-    EXPECT_THAT(comm().Requests(), ElementsAre("Read 41", "Read 88", "Read 88"));
+    EXPECT_THAT(comm().Requests(), expected);
     for (int16_t i = 0; i < 2; ++i) {
         const auto module = unit->Modules(i);
         ASSERT_NE(module, nullptr);
         EXPECT_EQ(module->ModuleNumber(), i + 1);
         EXPECT_EQ(module->StartChannel(), i + 1);
         EXPECT_EQ(module->BaseUnit(), unit);
-        EXPECT_EQ(module->Registry(), host->registry);
-        EXPECT_EQ(module->FilePath(), "/probes");
         const auto channel = module->Channels(0);
         EXPECT_EQ(channel->ActualChannel(), i + 1);
         EXPECT_EQ(channel->BaseUnit(), unit);
+        EXPECT_EQ(channel->Registry(), host->registry);
+        EXPECT_EQ(channel->FilePath(), "/probes");
         EXPECT_EQ(unit->GetChannelReference(static_cast<int16_t>(i + 1)), channel);
     }
     // Only input 1 reports itself on.
@@ -68,7 +69,7 @@ TEST_F(InstrumentTest, NumModulesBuildsAndNumbersTheTreeEvenWhenUnchanged) {
     ClearLog();
     unit->QueryNumModules();
     EXPECT_NE(unit->Modules(0), before);
-    EXPECT_THAT(comm().Requests(), ElementsAre("Read 41", "Read 88", "Read 88"));
+    EXPECT_THAT(comm().Requests(), expected);
 }
 
 TEST_F(InstrumentTest, NumModulesRangeAndShrinking) {
@@ -97,13 +98,13 @@ TEST_F(InstrumentTest, NumModulesRangeAndShrinking) {
     ClearLog();
     unit->QueryNumModules();
     EXPECT_EQ(unit->NumModules(), 0);
-    EXPECT_THAT(comm().Requests(), ElementsAre("Read 41"));
+    EXPECT_THAT(comm().Requests(), ElementsAre(Read(SET_NUM_MODULES)));
     EXPECT_EQ(unit->Modules(0), nullptr);
     // The array is back to one slot: index 1 is a plain subscript error now.
     EXPECT_EQ(Raised([&] { unit->Modules(1); }).Number(), kErrSubscriptOutOfRange);
 }
 
-TEST_F(InstrumentTest, LookupsAreBoundedByTheTree) {
+TEST_F(InstrumentTest, LookupsAreBoundedByTheTreeAndTheChannelListShowsEveryChannel) {
     TwoChannels();
     // Modules() is bound by the design size, not by the count.
     for (int16_t idx : {int16_t{2}, int16_t{-1}}) {
@@ -119,7 +120,6 @@ TEST_F(InstrumentTest, LookupsAreBoundedByTheTree) {
     unit->SelectedChannel(1);
     EXPECT_EQ(unit->SelectedChannel(), 1);
     unit->SelectedChannel(-3);
-    EXPECT_EQ(unit->SelectedChannel(), -3);
     const auto e = Raised([&] { unit->SelectedChannel(2); });
     EXPECT_EQ(e.Number(), kInvalidChannel);
     EXPECT_EQ(e.Description(), "Invalid module index");
@@ -130,58 +130,45 @@ TEST_F(InstrumentTest, LookupsAreBoundedByTheTree) {
     comm().Reply(SET_NUM_CHANNELS, "3");
     unit->QueryNumChannels();
     EXPECT_EQ(unit->GetChannelReference(3), nullptr);
-    comm().Reply(SET_NUM_MODULES, "1");
-    unit->QueryNumModules();
-    EXPECT_EQ(unit->Modules(1), nullptr);
-}
 
-TEST_F(InstrumentTest, ChannelListShowsSerialOrState) {
-    TwoChannels();
-    comm().Reply(SET_NUM_CHANNELS, "3");
-    unit->QueryNumChannels();
+    // The channel list shows each channel's serial or state.
+    unit->GetChannelReference(2)->Probe()->Serial("PT100-9");
     FakeList list;
     unit->FillChannelList(list);
-    EXPECT_THAT(list.Texts(), ElementsAre("Channel 1)\t<not configured>",
-                                          "Channel 2)\t<not connected>", "Channel 3)\t"));
+    EXPECT_THAT(list.Texts(),
+                ElementsAre("Channel 1)\t<not configured>", "Channel 2)\tPT100-9", "Channel 3)\t"));
     EXPECT_THAT(list.Data(), ElementsAre(1, 2, 3));
     EXPECT_THAT(list.tabStops, ElementsAre(40, 80, 120));
-
-    unit->GetChannelReference(2)->Probe()->Serial("PT100-9");
+    unit->GetChannelReference(2)->Probe()->Serial("");
     unit->FillChannelList(list);
-    EXPECT_EQ(list.List(1), "Channel 2)\tPT100-9");
+    EXPECT_EQ(list.List(1), "Channel 2)\t<not connected>");
     EXPECT_EQ(list.ListCount(), 3);
 }
 
-class ChannelInfoTest : public InstrumentTest {
-  protected:
-    ChannelInfoTest() {
-        comm().ReplyAlways(SET_IDENTIFICATION, "Vesk,4710,A1,1.0");
-        comm().ReplyAlways(SET_NUM_CHANNELS, "2");
-        comm().ReplyAlways(SET_MODULE_LIST, "PRT,PRT");
-        comm().ReplyAlways(SET_NUM_MODULES, "2");
-        // The channel's calibration date and probe lock.
-        comm().ReplyAlways(126, "2024,1,31");
-        comm().ReplyAlways(144, "0");
-    }
-};
-
-TEST_F(ChannelInfoTest, ReadsTopologyThenEveryChannelThatIsOn) {
+TEST_F(InstrumentTest, ChannelInfoReadsTopologyThenEveryChannelThatIsOnAndReportsFailures) {
+    comm().ReplyAlways(SET_IDENTIFICATION, "Vesk,4710,A1,1.0");
+    comm().ReplyAlways(SET_NUM_CHANNELS, "2");
+    comm().ReplyAlways(SET_MODULE_LIST, "PRT,PRT");
+    comm().ReplyAlways(SET_NUM_MODULES, "2");
+    comm().ReplyAlways(SET_PROBE_CAL_DATE_READ, "2024,1,31");
+    comm().ReplyAlways(SET_PROBE_LOCK_READ, "0");
     ASSERT_TRUE(unit->QueryChannelInfo());
     EXPECT_TRUE(ui().boxes.empty());
     const auto requests = comm().Requests();
     ASSERT_GE(requests.size(), 9u);
-    EXPECT_THAT(std::vector<std::string>(requests.begin(), requests.begin() + 9),
-                ElementsAre("Write 0", "Read 18 false", "Read 43", "Read 40", "Read 41", "Read 88",
-                            "Read 88", "Read 88", "Read 122"));
+    EXPECT_THAT(
+        std::vector<std::string>(requests.begin(), requests.begin() + 9),
+        ElementsAre("Write " + std::to_string(SET_INIT_INTERFACE),
+                    Read(SET_IDENTIFICATION) + " false", Read(SET_NUM_CHANNELS),
+                    Read(SET_MODULE_LIST), Read(SET_NUM_MODULES), Read(SET_CHANNEL_STATE),
+                    Read(SET_CHANNEL_STATE), Read(SET_CHANNEL_STATE), Read(SET_PROBE_SERIAL_READ)));
     // Channel 2 is not on: its state is read, its settings are not.
-    EXPECT_EQ(requests.back(), "Read 88");
+    EXPECT_EQ(requests.back(), Read(SET_CHANNEL_STATE));
     EXPECT_EQ(ui().progressLog[1], "StartPhase Reading 4710 settings... 25");
     EXPECT_EQ(unit->NumModules(), 2);
-}
 
-TEST_F(ChannelInfoTest, FailuresCancelAndModelRefusalAreReported) {
     // A channel that fails makes the whole query fail; it reported its own failure.
-    comm().ReplyAlways(126, "no date");
+    comm().ReplyAlways(SET_PROBE_CAL_DATE_READ, "no date");
     EXPECT_FALSE(unit->QueryChannelInfo());
     EXPECT_FALSE(ui().boxes.empty());
 
@@ -190,7 +177,7 @@ TEST_F(ChannelInfoTest, FailuresCancelAndModelRefusalAreReported) {
     ui().cancelAtStep = 1;
     EXPECT_FALSE(unit->QueryChannelInfo());
     EXPECT_THAT(ui().Prompts(), ElementsAre("Aborted querying information."));
-    EXPECT_EQ(comm().Requests().back(), "Read 43");
+    EXPECT_EQ(comm().Requests().back(), Read(SET_NUM_CHANNELS));
 
     ui().boxes.clear();
     ui().cancelAtStep = -1;

@@ -18,9 +18,7 @@ double Noise(int i, double amplitude) {
 }
 
 struct Case {
-    double base;
-    double driftPerMinute;
-    double noise;
+    double base, driftPerMinute, noise;
 };
 
 TEST(WindowStatisticsTest, KnownDriftAndNoiseGiveTheKnownNumbers) {
