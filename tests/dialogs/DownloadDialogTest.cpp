@@ -8,12 +8,13 @@
 #include "host/InstrumentRequests.h"
 #include "tests/dialogs/DialogTestSupport.h"
 #include "vesk4710/dialogs/DownloadDialog.h"
+#include "vesk4710/support/StringIds.h"
 #include "vesk4710/support/StringTable.h"
 
 namespace vesk::test {
 namespace {
 
-class DownloadDialogTest : public DialogTest {
+class DownloadDialogTest : public DialogTest<DownloadDialog> {
   protected:
     void SetUp() override {
         DialogTest::SetUp();
@@ -22,21 +23,9 @@ class DownloadDialogTest : public DialogTest {
         host->outputFileFactory = [h] { return OutputFile::Create(h->registry, h->ui, h->files); };
         downloads = host->files.Root() + "/downloads";
         std::filesystem::create_directories(downloads);
-        dialog = std::make_unique<DownloadDialog>(instrument);
-        dialog->Bind({&form,
-                      &lblLog,
-                      &cboLog,
-                      &lblLabel,
-                      &cboLabel,
-                      &lblDecimals,
-                      &cboDecimals,
-                      {&optSingle, &optMultiple},
-                      &lblFolder,
-                      &txtFolder,
-                      &cmdBrowse,
-                      {&cmdOK, &cmdCancel, &cmdHelp}});
-        dialog->OnHide([this] { ++hides; });
-        dialog->Load();
+        Create(instrument, &form, &lblLog, &cboLog, &lblLabel, &cboLabel, &lblDecimals,
+               &cboDecimals, &optSingle, &optMultiple, &lblFolder, &txtFolder, &cmdBrowse, &cmdOK,
+               &cmdCancel, &cmdHelp);
     }
 
     static int32_t Chosen(const FakeList& list) { return list.ItemData(list.ListIndex()); }
@@ -52,8 +41,6 @@ class DownloadDialogTest : public DialogTest {
     FakeCheckBox optSingle, optMultiple;
     FakeTextBox txtFolder;
     FakeButton cmdBrowse, cmdOK, cmdCancel, cmdHelp;
-    std::unique_ptr<DownloadDialog> dialog;
-    int hides = 0;
 };
 
 TEST_F(DownloadDialogTest, OffersTheChoicesAndRestoresTheLastOnes) {
@@ -88,7 +75,7 @@ TEST_F(DownloadDialogTest, DocumentsAreProposedAndAMissingFolderIsRefusedBeforeA
     EXPECT_EQ(txtFolder.text, host->files.GetSpecialFolder(SpecialFolder::Documents));
 
     txtFolder.Text(downloads + "/nowhere");
-    dialog->cmdOKCancelHelp_Click(kCmdOK);
+    OK();
     EXPECT_EQ(ui().Prompts(),
               (std::vector<std::string>{"The folder '" + downloads + "/nowhere' does not exist."}));
     EXPECT_EQ(txtFolder.focusCount, 1);
@@ -106,8 +93,8 @@ TEST_F(DownloadDialogTest, OKDownloadsTheChosenLabelShowsTheFilesAndRemembers) {
         {"1,2024/03/07,12:00:01,1,2,BATH_A,25.0412,C\r"
          "2,2024/03/07,12:00:31,1,2,BATH_A,25.0437,C",
          false});
-    dialog->cmdOKCancelHelp_Click(kCmdOK);
-    EXPECT_TRUE(Logged("Transfer 279 2 value=2"));
+    OK();
+    EXPECT_TRUE(Logged("Transfer " + std::to_string(SET_TRANSFER_LABEL) + " 2 value=2"));
     EXPECT_EQ(ui().dialogsShown, (std::vector<std::string>{"frmShowFiles"}));
     EXPECT_TRUE(dialog->Downloaded());
     EXPECT_EQ(hides, 1);
@@ -124,16 +111,16 @@ TEST_F(DownloadDialogTest, AnEmptyLogKeepsTheDialogOpenAndCancelDownloadsNothing
     dialog->Activate();
     txtFolder.Text(downloads);
     comm().Reply(SET_DEMAND_LOG_STATUS, "1000,0");
-    dialog->cmdOKCancelHelp_Click(kCmdOK);
-    EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{LoadResString(337)}));
+    OK();
+    EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{LoadResString(kResNoReadingsToDownload)}));
     EXPECT_FALSE(Transferred());
     EXPECT_EQ(hides, 0);
     EXPECT_FALSE(dialog->Downloaded());
 
-    dialog->cmdOKCancelHelp_Click(kCmdHelp);
+    Click(kCmdHelp);
     ASSERT_EQ(ui().helpCalls.size(), 1U);
     EXPECT_EQ(ui().helpCalls[0].topic, dialog->HelpContextID());
-    dialog->cmdOKCancelHelp_Click(kCmdCancel);
+    Click(kCmdCancel);
     EXPECT_EQ(hides, 1);
     EXPECT_FALSE(Transferred());
 }
@@ -147,7 +134,7 @@ TEST_F(DownloadDialogTest, TheAutomaticLogIsOfferedWhereTheClientFetchesIt) {
     txtFolder.Text(downloads);
     SelectData(cboLog, DOWNLOAD_AUTO_LOG);
     comm().Reply(SET_AUTO_LOG_STATUS, "1000,0");
-    dialog->cmdOKCancelHelp_Click(kCmdOK);
+    OK();
     EXPECT_EQ(
         ui().Prompts(),
         (std::vector<std::string>{"The automatic log holds no readings: nothing was downloaded."}));
@@ -155,8 +142,9 @@ TEST_F(DownloadDialogTest, TheAutomaticLogIsOfferedWhereTheClientFetchesIt) {
 
     comm().Reply(SET_AUTO_LOG_STATUS, "999,1");
     comm().TransferReply({"1,2024/03/07,12:00:01,1,1,AUTO,25.04120,C", false});
-    dialog->cmdOKCancelHelp_Click(kCmdOK);
-    EXPECT_TRUE(Logged("Transfer 282 1")) << "the automatic log's own transfer";
+    OK();
+    EXPECT_TRUE(Logged("Transfer " + std::to_string(SET_AUTO_LOG_TRANSFER) + " 1"))
+        << "the automatic log's own transfer";
     EXPECT_EQ(ui().dialogsShown, (std::vector<std::string>{"frmShowFiles"}));
     EXPECT_TRUE(dialog->Downloaded());
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(downloads), {}), 1);

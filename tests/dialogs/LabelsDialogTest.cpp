@@ -2,20 +2,18 @@
 
 #include "tests/dialogs/DialogTestSupport.h"
 #include "vesk4710/dialogs/LabelsDialog.h"
+#include "vesk4710/support/StringIds.h"
 #include "vesk4710/support/StringTable.h"
 
 namespace vesk::test {
 namespace {
 
-class LabelsDialogTest : public DialogTest {
+class LabelsDialogTest : public DialogTest<LabelsDialog> {
   protected:
     void SetUp() override {
         DialogTest::SetUp();
-        dialog = std::make_unique<LabelsDialog>(instrument);
-        dialog->Bind(
-            {&form, &lblLabelName, &txtLabelName, &cmdReset, {&cmdOK, &cmdCancel, &cmdHelp}});
-        dialog->OnHide([this] { ++hides; });
-        dialog->Load();
+        Create(instrument, &form, &lblLabelName, &txtLabelName, &cmdReset, &cmdOK, &cmdCancel,
+               &cmdHelp);
     }
 
     void Open(const std::string& label) {
@@ -43,16 +41,16 @@ class LabelsDialogTest : public DialogTest {
         return key;
     }
 
-    size_t LabelWrites() {
-        return static_cast<size_t>(std::count(comm().log.begin(), comm().log.end(), "Write 286"));
+    size_t LabelWrites() const {
+        const auto writes = Writes();
+        return static_cast<size_t>(
+            std::count(writes.begin(), writes.end(), int32_t{SET_LOGGING_LABEL_WRITE}));
     }
 
     FakeForm form;
     FakeLabel lblLabelName;
     FakeTextBox txtLabelName;
     FakeButton cmdReset, cmdOK, cmdCancel, cmdHelp;
-    std::unique_ptr<LabelsDialog> dialog;
-    int hides = 0;
 };
 
 TEST_F(LabelsDialogTest, FirstActivationReadsTheLabelOnceAndSelectsIt) {
@@ -69,14 +67,14 @@ TEST_F(LabelsDialogTest, FirstActivationReadsTheLabelOnceAndSelectsIt) {
     EXPECT_EQ(ui().pointers, (std::vector<int32_t>{kPointerHourglass, kPointerDefault}));
 
     dialog->Activate();
-    EXPECT_EQ(comm().Requests(), (std::vector<std::string>{"Read 285"}));
+    EXPECT_EQ(comm().Requests(), (std::vector<std::string>{Read(SET_LOGGING_LABEL_READ)}));
     EXPECT_TRUE(cmdOK.enabled);
 }
 
 TEST_F(LabelsDialogTest, CancelledReadDisablesEverythingButCancelAndHelp) {
     ui().cancelAtStep = 0;
     Open("RUN 7");
-    EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{LoadResString(344)}));
+    EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{LoadResString(kResLabelReadAborted)}));
     EXPECT_EQ(ui().progressLog.back(), "Close");
     EXPECT_NE(std::find(ui().progressLog.begin(), ui().progressLog.end(), "Hide"),
               ui().progressLog.end());
@@ -144,8 +142,8 @@ TEST_F(LabelsDialogTest, TypingUpperCasesRefusesPunctuationAndKeepsToTheInstrume
 
 TEST_F(LabelsDialogTest, OKWithoutChangeClosesWithoutWritingButResetWritesDemand) {
     Open("DEMAND");
-    dialog->cmdOKCancelHelp_Click(kCmdOK);
-    EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{LoadResString(287)}));
+    OK();
+    EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{LoadResString(kResLabelNotChanged)}));
     EXPECT_EQ(ui().boxes[0].style, kMbInformation);
     EXPECT_EQ(LabelWrites(), 0U);
     EXPECT_EQ(hides, 1);
@@ -154,7 +152,7 @@ TEST_F(LabelsDialogTest, OKWithoutChangeClosesWithoutWritingButResetWritesDemand
     dialog->cmdReset_Click();
     EXPECT_EQ(txtLabelName.selLength, 6);
     ui().progressLog.clear();
-    dialog->cmdOKCancelHelp_Click(kCmdOK);
+    OK();
     EXPECT_EQ(LabelWrites(), 1U);
     EXPECT_TRUE(Logged("Value=DEMAND"));
     EXPECT_EQ(ui().progressLog, (std::vector<std::string>{
@@ -164,7 +162,7 @@ TEST_F(LabelsDialogTest, OKWithoutChangeClosesWithoutWritingButResetWritesDemand
     EXPECT_TRUE(ui().boxes.empty());
 }
 
-TEST_F(LabelsDialogTest, CancelledWriteKeepsTheDialogAndTheTypedLabelForTheNextTry) {
+TEST_F(LabelsDialogTest, CancelledOrFailedWriteKeepsTheDialogAndTheTypedLabelForTheNextTry) {
     Open("DEMAND");
     txtLabelName.SelStart(0);
     txtLabelName.SelLength(6);
@@ -172,42 +170,35 @@ TEST_F(LabelsDialogTest, CancelledWriteKeepsTheDialogAndTheTypedLabelForTheNextT
         Type(ch);
     }
     ui().cancelAtStep = ui().progressChecks;
-    dialog->cmdOKCancelHelp_Click(kCmdOK);
+    OK();
     EXPECT_EQ(LabelWrites(), 1U);
     EXPECT_EQ(hides, 0);
     EXPECT_TRUE(dialog->Visible());
     EXPECT_EQ(txtLabelName.text, "BATH_2");
 
     ui().cancelAtStep = -1;
-    dialog->cmdOKCancelHelp_Click(kCmdOK);
-    EXPECT_EQ(LabelWrites(), 2U);
-    EXPECT_TRUE(Logged("Value=BATH_2"));
-    EXPECT_EQ(hides, 1);
-}
-
-TEST_F(LabelsDialogTest, FailedWriteIsReportedAndKeepsTheDialogOpen) {
-    Open("DEMAND");
-    Type('x');
     comm().Fail(SET_LOGGING_LABEL_WRITE, AutomationError(-2147220989, "Link dropped"));
-    dialog->cmdOKCancelHelp_Click(kCmdOK);
+    OK();
     ASSERT_EQ(ui().boxes.size(), 1U);
     EXPECT_NE(ui().boxes[0].prompt.find("attempting to write logging label"), std::string::npos);
     EXPECT_EQ(hides, 0);
     EXPECT_EQ(ui().progressLog.back(), "Close");
 
-    dialog->cmdOKCancelHelp_Click(kCmdOK);
-    EXPECT_EQ(hides, 1) << "a second try once the link is back closes the dialog";
+    OK();
+    EXPECT_EQ(LabelWrites(), 3U);
+    EXPECT_TRUE(Logged("Value=BATH_2"));
+    EXPECT_EQ(hides, 1) << "a try once the link is back closes the dialog";
 }
 
 TEST_F(LabelsDialogTest, CancelClosesWithoutWritingHelpOpensTheTopicAndUnloadSaves) {
     Open("DEMAND");
     Type('x');
-    dialog->cmdOKCancelHelp_Click(kCmdHelp);
+    Click(kCmdHelp);
     ASSERT_EQ(ui().helpCalls.size(), 1U);
     EXPECT_EQ(ui().helpCalls[0].topic, 10330);
     EXPECT_EQ(dialog->HelpContextID(), 10330);
     EXPECT_EQ(hides, 0);
-    dialog->cmdOKCancelHelp_Click(kCmdCancel);
+    Click(kCmdCancel);
     EXPECT_EQ(hides, 1);
     EXPECT_EQ(LabelWrites(), 0U);
 

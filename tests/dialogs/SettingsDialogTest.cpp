@@ -4,58 +4,24 @@
 #include "vesk4710/calibration/CalibrationGrid.h"
 #include "vesk4710/dialogs/SettingsDialog.h"
 #include "vesk4710/support/NumberText.h"
+#include "vesk4710/support/StringIds.h"
 #include "vesk4710/support/StringTable.h"
 
 namespace vesk::test {
 namespace {
 
-class SettingsDialogTest : public DialogTest {
+class SettingsDialogTest : public DialogTest<SettingsDialog> {
   protected:
     void SetUp() override {
         DialogTest::SetUp();
         ScriptInstrument();
-
-        dialog = std::make_unique<SettingsDialog>(instrument);
-        dialog->Bind({&form,
-                      &lblModel,
-                      &lblSerial,
-                      &txtSerial,
-                      &lblUnits,
-                      &cboUnits,
-                      &lblInterval,
-                      &txtInterval,
-                      &chkAutoInterval,
-                      &lblScanMode,
-                      &cboScanMode,
-                      &lblScanChannels,
-                      &txtScanChannels,
-                      &lblScanSeqDelay,
-                      &txtScanSeqDelay,
-                      &lblResolution,
-                      &cboResolution,
-                      &chkAutoPower,
-                      &chkDisableSerial,
-                      &lblCalDate,
-                      &dtpCalDate,
-                      &lblCalParams,
-                      &form.grid,
-                      &lblChannels,
-                      &lstChannels,
-                      &cmdEditChannel,
-                      &cmdUnlock,
-                      {&cmdOK, &cmdCancel, &cmdHelp}});
-        dialog->OnHide([this] { ++hides; });
-        dialog->Load();
+        Create(instrument, &form, &lblModel, &lblSerial, &txtSerial, &lblUnits, &cboUnits,
+               &lblInterval, &txtInterval, &chkAutoInterval, &lblScanMode, &cboScanMode,
+               &lblScanChannels, &txtScanChannels, &lblScanSeqDelay, &txtScanSeqDelay,
+               &lblResolution, &cboResolution, &chkAutoPower, &chkDisableSerial, &lblCalDate,
+               &dtpCalDate, &lblCalParams, &form.grid, &lblChannels, &lstChannels, &cmdEditChannel,
+               &cmdUnlock, &cmdOK, &cmdCancel, &cmdHelp);
     }
-
-    void Open() {
-        dialog->Activate();
-        comm().log.clear();
-        ui().boxes.clear();
-    }
-
-    std::vector<int32_t> Writes() { return comm().Writes(); }
-    void OK() { dialog->cmdOKCancelHelp_Click(kCmdOK); }
 
     FakeForm form{true};
     FakeLabel lblModel, lblSerial, lblUnits, lblInterval, lblScanMode, lblScanChannels,
@@ -64,8 +30,6 @@ class SettingsDialogTest : public DialogTest {
     FakeCheckBox chkAutoInterval, chkAutoPower, chkDisableSerial;
     FakeList cboUnits, cboScanMode, cboResolution, lstChannels;
     FakeButton cmdEditChannel, cmdUnlock, cmdOK, cmdCancel, cmdHelp;
-    std::unique_ptr<SettingsDialog> dialog;
-    int hides = 0;
 };
 
 TEST_F(SettingsDialogTest, ActivationShowsWhatTheInstrumentHolds) {
@@ -97,7 +61,7 @@ TEST_F(SettingsDialogTest, ActivationShowsWhatTheInstrumentHolds) {
 TEST_F(SettingsDialogTest, ResolutionIsWhatTheChannelsReportAndDisablingTheSerialPortAsksFirst) {
     comm().responder =
         [](int32_t id, const std::map<std::string, std::string>& p) -> std::optional<std::string> {
-        if (id != 66) {
+        if (id != SET_RESOLUTION_READ) {
             return std::nullopt;
         }
         return p.at("Channel") == "1" ? "3" : "AUTO";
@@ -136,11 +100,11 @@ TEST_F(SettingsDialogTest, UnitsAreWrittenAloneAfterTheQuestion) {
     SelectData(cboUnits, UNITS_DEGREESF);
     OK();
     ASSERT_EQ(ui().boxes.size(), 1U);
-    EXPECT_EQ(ui().boxes[0].prompt, LoadResString(201));
+    EXPECT_EQ(ui().boxes[0].prompt, LoadResString(kResWriteInstrumentChanges));
     EXPECT_EQ(ui().boxes[0].style, kMbYesNo | kMbQuestion);
     EXPECT_EQ(Writes(), (std::vector<int32_t>{SET_UNITS_WRITE})) << "no passcode, no calibration";
     EXPECT_TRUE(Logged("Value=F"));
-    EXPECT_TRUE(Logged("Read 168")) << "read back";
+    EXPECT_TRUE(Logged(Read(SET_UNITS_READ))) << "read back";
     EXPECT_EQ(hides, 1);
     EXPECT_FALSE(dialog->Cancelled());
     EXPECT_FALSE(instrument->Changed());
@@ -178,38 +142,6 @@ TEST_F(SettingsDialogTest, AnsweringNoKeepsTheEditsAndWithoutChangesNothingIsWri
     EXPECT_TRUE(Writes().empty());
     EXPECT_EQ(hides, 1);
     EXPECT_FALSE(dialog->Cancelled());
-}
-
-TEST_F(SettingsDialogTest, EntriesOutsideTheirLimitsAreRefusedWithTheReason) {
-    Open();
-    const auto refused = [&](const std::function<void()>& edit, const std::string& message) {
-        ui().boxes.clear();
-        edit();
-        OK();
-        ASSERT_EQ(ui().boxes.size(), 1U) << message;
-        EXPECT_EQ(ui().boxes[0].prompt, message);
-        EXPECT_EQ(ui().boxes[0].style, kMbInformation);
-        EXPECT_TRUE(Writes().empty());
-        EXPECT_EQ(hides, 0);
-        dialog->Activate();
-    };
-    refused([&] { txtInterval.Text("61"); }, "The maximum setting for the sample interval is 60.");
-    EXPECT_EQ(txtInterval.focusCount, 1) << "the offending entry gets the focus";
-    refused([&] { txtInterval.Text("1.5"); },
-            "The sample interval must be a whole number of seconds.");
-    txtInterval.Text("5");
-    refused([&] { txtScanChannels.Text("1,3"); },
-            "The scan channel list must name channels 1 to 2; there is no channel 3.");
-    refused([&] { txtScanChannels.Text("2,2"); },
-            "Channel 2 appears twice in the scan channel list.");
-    refused([&] { txtScanChannels.Text("1;2"); },
-            "The scan channel list must name channels 1 to 2, separated by commas.");
-    refused(
-        [&] {
-            txtScanChannels.Text("");
-            SelectData(cboScanMode, SM_SCAN);
-        },
-        "Scanning needs at least one channel in the scan channel list.");
 }
 
 class UnlockedSettingsDialog : public SettingsDialogTest {
@@ -265,33 +197,64 @@ TEST_F(UnlockedSettingsDialog, TheRightPasscodeOpensCellsThatTakeNumbersInEither
     EXPECT_EQ(form.grid.TextMatrix(3, 4), "-");
 }
 
-TEST_F(UnlockedSettingsDialog, IncompleteCalibrationPointsAreRefused) {
-    ui().boxes.clear();
-    form.grid.TextMatrix(4, 1, "200");
-    OK();
-    ASSERT_EQ(ui().boxes.size(), 1U);
-    EXPECT_EQ(ui().boxes[0].prompt, "ADJ3 of L75_OHMS needs both a reference and a value.");
+TEST_F(UnlockedSettingsDialog, EntriesOutsideTheirLimitsAreRefusedAndCancelWritesNothing) {
+    const auto refused = [&](const std::function<void()>& edit, const std::string& message) {
+        ui().boxes.clear();
+        edit();
+        OK();
+        ASSERT_EQ(ui().boxes.size(), 1U) << message;
+        EXPECT_EQ(ui().boxes[0].prompt, message);
+        EXPECT_EQ(ui().boxes[0].style, kMbInformation);
+        EXPECT_TRUE(Writes().empty());
+        EXPECT_EQ(hides, 0);
+        dialog->Activate();
+    };
+    refused([&] { txtInterval.Text("61"); }, "The maximum setting for the sample interval is 60.");
+    EXPECT_EQ(txtInterval.focusCount, 1) << "the offending entry gets the focus";
+    refused([&] { txtInterval.Text("1.5"); },
+            "The sample interval must be a whole number of seconds.");
+    txtInterval.Text("5");
+    refused([&] { txtScanChannels.Text("1,3"); },
+            "The scan channel list must name channels 1 to 2; there is no channel 3.");
+    refused([&] { txtScanChannels.Text("2,2"); },
+            "Channel 2 appears twice in the scan channel list.");
+    refused([&] { txtScanChannels.Text("1;2"); },
+            "The scan channel list must name channels 1 to 2, separated by commas.");
+    refused(
+        [&] {
+            txtScanChannels.Text("");
+            SelectData(cboScanMode, SM_SCAN);
+        },
+        "Scanning needs at least one channel in the scan channel list.");
+    txtScanChannels.Text("1,2");
+    refused([&] { dtpCalDate.Text(Date::Today().AddDays(2).IsoDate()); },
+            "The calibration date can not be in the future.");
+    refused([&] { dtpCalDate.Text("2024-02-30"); }, "The calibration date is not a valid date.");
+    dtpCalDate.Text("2024-01-15");
 
-    ui().boxes.clear();
-    form.grid.TextMatrix(4, 1, "-");
-    form.grid.TextMatrix(3, 1, "-");
-    form.grid.TextMatrix(3, 2, "-");
-    form.grid.TextMatrix(4, 1, "300");
-    form.grid.TextMatrix(4, 2, "300.1");
-    OK();
-    ASSERT_EQ(ui().boxes.size(), 1U);
-    EXPECT_EQ(ui().boxes[0].prompt,
-              "L75_OHMS has an unused point before ADJ3: adjustment points must follow one "
-              "another.");
+    auto& grid = form.grid;
+    refused([&] { grid.TextMatrix(4, 1, "200"); },
+            "ADJ3 of L75_OHMS needs both a reference and a value.");
+    refused(
+        [&] {
+            grid.TextMatrix(3, 1, "-");
+            grid.TextMatrix(3, 2, "-");
+            grid.TextMatrix(4, 1, "300");
+            grid.TextMatrix(4, 2, "300.1");
+        },
+        "L75_OHMS has an unused point before ADJ3: adjustment points must follow one another.");
+    refused(
+        [&] {
+            for (int row = 2; row < 6; ++row) {
+                grid.TextMatrix(row, 1, "-");
+                grid.TextMatrix(row, 2, "-");
+            }
+        },
+        "L75_OHMS needs at least one complete adjustment point.");
 
-    ui().boxes.clear();
-    for (int row = 2; row < 6; ++row) {
-        form.grid.TextMatrix(row, 1, "-");
-        form.grid.TextMatrix(row, 2, "-");
-    }
-    OK();
-    ASSERT_EQ(ui().boxes.size(), 1U);
-    EXPECT_EQ(ui().boxes[0].prompt, "L75_OHMS needs at least one complete adjustment point.");
+    Click(kCmdCancel);
+    EXPECT_TRUE(dialog->Cancelled());
+    EXPECT_EQ(hides, 1);
     EXPECT_TRUE(Writes().empty());
 }
 
@@ -307,33 +270,11 @@ TEST_F(UnlockedSettingsDialog, ProtectedChangesGoThroughTheWriteBackWithThePassc
     EXPECT_TRUE(Logged("Value=2024,3,7"));
     EXPECT_TRUE(Logged("Value=100.5"));
     EXPECT_EQ(writes.back(), SET_PASSCODE_LOCK);
-    for (const int32_t unchanged : {int32_t{SET_UNITS_WRITE}, int32_t{SET_AUTO_POWER_WRITE}, 23}) {
+    for (const int32_t unchanged :
+         {int32_t{SET_UNITS_WRITE}, int32_t{SET_AUTO_POWER_WRITE}, int32_t{SET_SERIAL}}) {
         EXPECT_EQ(at(unchanged), writes.end()) << unchanged << " is not written again";
     }
     EXPECT_EQ(hides, 1);
-}
-
-TEST_F(SettingsDialogTest, FutureCalibrationDatesAndCancelWriteNothing) {
-    Open();
-    ui().passcodes.push_back({"1234", true});
-    comm().Reply(SET_PASSCODE_STATE, "1");
-    dialog->cmdUnlock_Click();
-    ui().boxes.clear();
-    dtpCalDate.Text(Date::Today().AddDays(2).IsoDate());
-    OK();
-    EXPECT_EQ(ui().Prompts(),
-              (std::vector<std::string>{"The calibration date can not be in the future."}));
-    dtpCalDate.Text("2024-02-30");
-    ui().boxes.clear();
-    OK();
-    EXPECT_EQ(ui().Prompts(),
-              (std::vector<std::string>{"The calibration date is not a valid date."}));
-
-    dialog->cmdOKCancelHelp_Click(kCmdCancel);
-    EXPECT_TRUE(dialog->Cancelled());
-    EXPECT_EQ(hides, 1);
-    EXPECT_EQ(Writes(), (std::vector<int32_t>{SET_PASSCODE, SET_PASSCODE_LOCK}))
-        << "only the passcode check";
 }
 
 }  // namespace
