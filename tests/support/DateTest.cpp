@@ -10,7 +10,7 @@ namespace {
 using test::CommaLocale;
 using test::Raised;
 
-TEST(Date, SerialsCountDaysFromTheEpochAndOrderDates) {
+TEST(Date, SerialsCountDaysFromTheEpochOnBothSidesAndOrderDates) {
     EXPECT_EQ(Date().Serial(), 0.0);
     EXPECT_EQ(Date::FromYMD(1899, 12, 30).Serial(), 0.0);
     EXPECT_EQ(Date::FromYMD(1900, 1, 1).Serial(), 2.0);
@@ -32,14 +32,13 @@ TEST(Date, SerialsCountDaysFromTheEpochAndOrderDates) {
     EXPECT_GE(now.Year(), 2020);
     EXPECT_EQ(Date::Today().TimePart(), 0.0);
     EXPECT_LE(Date::Today(), now);
-}
 
-TEST(Date, BeforeTheEpochTheTimeRunsForward) {
-    Date d(-1.25);
-    EXPECT_EQ(d.Year(), 1899);
-    EXPECT_EQ(d.Month(), 12);
-    EXPECT_EQ(d.Day(), 29);
-    EXPECT_EQ(d.Hour(), 6);
+    // Before the epoch the time still runs forward.
+    Date before(-1.25);
+    EXPECT_EQ(before.Year(), 1899);
+    EXPECT_EQ(before.Month(), 12);
+    EXPECT_EQ(before.Day(), 29);
+    EXPECT_EQ(before.Hour(), 6);
     EXPECT_EQ(Date::FromYMDHMS(1899, 12, 29, 6, 0, 0).Serial(), -1.25);
     // 1.25 days before the epoch is 28 December, 18:00.
     Date back = Date().AddDays(-1.25);
@@ -62,7 +61,7 @@ TEST(Date, TimeIsRoundedToTheSecondAndShownInTheUserLocale) {
     EXPECT_EQ(Date::FromYMDHMS(2024, 3, 7, 8, 5, 3).TimeText(), "08:05:03");
 }
 
-TEST(Date, ExactDatesRejectImpossibleOnes) {
+TEST(Date, ExactDatesRejectImpossibleOnesDateSerialRollsThemOver) {
     for (auto [y, m, d] : {std::tuple{2023, 2, 29},
                            {2024, 4, 31},
                            {2024, 0, 1},
@@ -76,9 +75,8 @@ TEST(Date, ExactDatesRejectImpossibleOnes) {
     EXPECT_EQ(Raised([] { Date::FromYMDHMS(2024, 1, 1, 24, 0, 0); }).Number(),
               kErrInvalidProcedureCall);
     EXPECT_EQ(Date::FromYMD(2024, 2, 29).Day(), 29);
-}
 
-TEST(Date, DateSerialRollsOverWithinTheDateRange) {
+    // DateSerial rolls them over instead, within the date range.
     EXPECT_EQ(Date::DateSerial(2024, 14, 1), Date::FromYMD(2025, 2, 1));
     EXPECT_EQ(Date::DateSerial(2024, 0, 1), Date::FromYMD(2023, 12, 1));
     EXPECT_EQ(Date::DateSerial(2024, -11, 1), Date::FromYMD(2023, 1, 1));

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <initializer_list>
 
 #include "tests/testsupport/FakeControls.h"
@@ -78,7 +77,7 @@ TEST(SelectAllText, SelectsTheWholeTextCountedInCharactersIgnoringErrors) {
     EXPECT_NO_THROW(SelectAllText(broken));
 }
 
-TEST(ListHelpers, TabStopsAndExtent) {
+TEST(ListHelpers, TabStopsExtentAndSelectionByData) {
     test::FakeList list;
     SetListTabStops(list, 3, 20, true, 400);
     EXPECT_EQ(list.tabStops, (std::vector<int32_t>{20, 40, 60}));
@@ -87,10 +86,8 @@ TEST(ListHelpers, TabStopsAndExtent) {
     SetListTabStops(narrow, 2, 35, false, 400);
     EXPECT_EQ(narrow.tabStops, (std::vector<int32_t>{35, 70}));
     EXPECT_EQ(narrow.horizontalExtent, 0);
-}
 
-TEST(ListHelpers, SelectsTheFirstEntryWithTheData) {
-    test::FakeList list;
+    // Selection by data picks the first entry carrying it and keeps the selection otherwise.
     for (auto [text, data] : {std::pair{"a", 5}, {"b", 7}, {"c", 7}}) {
         list.AddItem(text);
         list.ItemData(list.NewIndex(), data);
@@ -125,17 +122,6 @@ TEST(Paths, ParentFolderFileNameAndBuiltPaths) {
     EXPECT_EQ(BuildFilePath(broken, "/tmp/d", "x.log"), "/tmp/d/x.log");
     EXPECT_EQ(BuildFilePath(broken, "/tmp/d/", "x.log"), "/tmp/d/x.log");
     EXPECT_EQ(BuildFilePath(broken, "", "x.log"), "x.log");
-}
-
-TEST(Paths, LibraryFolderHoldsTheLoadedLibrary) {
-    namespace fs = std::filesystem;
-    fs::path folder = LibraryFolder();
-    ASSERT_TRUE(fs::is_directory(folder)) << folder;
-    bool found = false;
-    for (const auto& entry : fs::directory_iterator(folder)) {
-        found = found || entry.path().filename().string().rfind("libvesk4710.so", 0) == 0;
-    }
-    EXPECT_TRUE(found) << folder;
 }
 
 }  // namespace

@@ -10,7 +10,7 @@ namespace {
 
 using test::Raised;
 
-TEST(ReplaceTokens, FillsPlaceholdersLeftToRight) {
+TEST(ReplaceTokens, FillsPlaceholdersLeftToRightWithTrimmedOrMissingArguments) {
     EXPECT_EQ(ReplaceTokens(LoadResString(kResWrongChannelCount), "3|8"),
               "Module number 3 does not have the correct number of channels (8). Cannot continue.");
     EXPECT_EQ(ResText(kResWrongModel, "4710|4710"),
@@ -21,9 +21,7 @@ TEST(ReplaceTokens, FillsPlaceholdersLeftToRight) {
     EXPECT_EQ(ReplaceTokens("a||b: ~ ~ ~", "a||b"), "a||b: a  b");
     // An argument is inserted as it is, never expanded again.
     EXPECT_EQ(ReplaceTokens("~ and ~", "~|x"), "~ and x");
-}
-
-TEST(ReplaceTokens, SeveralArgumentsAreTrimmedButASingleOneIsNotAndMayBeMissing) {
+    // Several arguments are trimmed of spaces, a single one is not.
     EXPECT_EQ(ReplaceTokens("a ~ b ~ c", " x | y "), "a x b y c");
     EXPECT_EQ(ReplaceTokens("[~]", " x "), "[ x ]");
     // The last of several arguments is trimmed as well.
@@ -59,11 +57,8 @@ TEST(StringTable, UnknownIdRaisesResourceNotFound) {
         EXPECT_EQ(Raised([&] { LoadResString(id); }).Number(), kErrResourceNotFound) << id;
         EXPECT_FALSE(HasResString(id));
     }
-    try {
-        LoadResString(111);
-    } catch (const AutomationError& e) {
-        EXPECT_EQ(e.Description(), "Resource with identifier '111' not found");
-    }
+    EXPECT_EQ(Raised([] { LoadResString(111); }).Description(),
+              "Resource with identifier '111' not found");
 }
 
 TEST(UnitsText, OutsideTheTableIsUnknownAndMinusOneKeepsTheExisting) {

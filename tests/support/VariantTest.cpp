@@ -110,13 +110,9 @@ TEST(Dispatch, MemberTableInInterfaceOrderAndUnknownMembers) {
     EXPECT_EQ(FindMember(table, "QUERYINFO", MemberKind::Method)->dispid, 4);
     // An unknown member raises "not supported", naming the class and the member.
     std::vector<Variant> args;
-    try {
-        thing.Invoke("Frobnicate", MemberKind::Method, args);
-        FAIL() << "no error";
-    } catch (const AutomationError& e) {
-        EXPECT_EQ(e.Number(), kErrNotSupported);
-        EXPECT_EQ(e.Source(), "CThing - Frobnicate");
-    }
+    const AutomationError e = Raised([&] { thing.Invoke("Frobnicate", MemberKind::Method, args); });
+    EXPECT_EQ(e.Number(), kErrNotSupported);
+    EXPECT_EQ(e.Source(), "CThing - Frobnicate");
 }
 
 }  // namespace
