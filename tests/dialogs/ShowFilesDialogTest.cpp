@@ -42,11 +42,10 @@ class ShowFilesDialogTest : public ::testing::Test {
     std::unique_ptr<ShowFilesDialog> dialog;
 };
 
-TEST_F(ShowFilesDialogTest, ActivationListsFullPathsOnceWithTheirIndexes) {
+TEST_F(ShowFilesDialogTest, ListsFullPathsOnceAndDoubleClickViewsOrPrintsTheChosenFile) {
     EXPECT_EQ(chkPrint.value, 0) << "double-click views unless asked to print";
-
-    AddFile("DEMAND.txt");
-    AddFile("BATH_1.txt");
+    auto first = AddFile("DEMAND.txt");
+    auto second = AddFile("BATH_1.txt");
     host.ui.MousePointer(kPointerHourglass);
     Open();
     dialog->Activate();
@@ -55,18 +54,7 @@ TEST_F(ShowFilesDialogTest, ActivationListsFullPathsOnceWithTheirIndexes) {
     EXPECT_EQ(lstFiles.List(1), host.files.BuildPath(folder, "BATH_1.txt"));
     EXPECT_EQ(lstFiles.Data(), (std::vector<int32_t>{0, 1}));
     EXPECT_EQ(host.ui.pointer, kPointerDefault) << "the caller's hourglass does not stay";
-}
 
-TEST_F(ShowFilesDialogTest, AnEmptyDownloadListsNothing) {
-    Open();
-    EXPECT_EQ(lstFiles.ListCount(), 0);
-    dialog->lstFiles_DblClick();  // nothing selected: nothing to open
-}
-
-TEST_F(ShowFilesDialogTest, DoubleClickViewsOrPrintsTheChosenFile) {
-    auto first = AddFile("A.txt");
-    auto second = AddFile("B.txt");
-    Open();
     DoubleClick(1);
     EXPECT_TRUE(first->calls.empty());
     EXPECT_EQ(second->calls, (std::vector<std::string>{"View true"}));
