@@ -29,10 +29,6 @@ class DownloadDialogTest : public DialogTest<DownloadDialog> {
     }
 
     static int32_t Chosen(const FakeList& list) { return list.ItemData(list.ListIndex()); }
-    bool Transferred() {
-        return std::any_of(comm().log.begin(), comm().log.end(),
-                           [](const std::string& l) { return l.rfind("Transfer", 0) == 0; });
-    }
 
     std::string downloads;
     FakeForm form;
@@ -107,43 +103,30 @@ TEST_F(DownloadDialogTest, OKDownloadsTheChosenLabelShowsTheFilesAndRemembers) {
     EXPECT_EQ(saved.at("Files"), "0");
 }
 
-TEST_F(DownloadDialogTest, AnEmptyLogKeepsTheDialogOpenAndCancelDownloadsNothing) {
-    dialog->Activate();
-    txtFolder.Text(downloads);
-    comm().Reply(SET_DEMAND_LOG_STATUS, "1000,0");
-    OK();
-    EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{LoadResString(kResNoReadingsToDownload)}));
-    EXPECT_FALSE(Transferred());
-    EXPECT_EQ(hides, 0);
-    EXPECT_FALSE(dialog->Downloaded());
-    Click(kCmdCancel);
-    EXPECT_EQ(hides, 1);
-    EXPECT_FALSE(Transferred());
-}
-
-TEST_F(DownloadDialogTest, TheAutomaticLogIsOfferedWhereTheClientFetchesIt) {
+TEST_F(DownloadDialogTest, AnEmptyLogOfEitherKindKeepsTheDialogOpenAndCancelDownloadsNothing) {
     dialog->AutoLog([](CVesk4710& inst, const DownloadRequest& request) {
         return DownloadAutoLog(inst, request, "test");
     });
     dialog->Activate();
-    EXPECT_EQ(cboLog.Texts(), (std::vector<std::string>{"Demand log", "Automatic log"}));
+    EXPECT_EQ(cboLog.Texts(), (std::vector<std::string>{"Demand log", "Automatic log"}))
+        << "the automatic log is offered where the client fetches it";
+    comm().log.clear();
     txtFolder.Text(downloads);
+    comm().Reply(SET_DEMAND_LOG_STATUS, "1000,0");
+    OK();
     SelectData(cboLog, DOWNLOAD_AUTO_LOG);
     comm().Reply(SET_AUTO_LOG_STATUS, "1000,0");
     OK();
-    EXPECT_EQ(
-        ui().Prompts(),
-        (std::vector<std::string>{"The automatic log holds no readings: nothing was downloaded."}));
+    EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{
+                                  LoadResString(kResNoReadingsToDownload),
+                                  "The automatic log holds no readings: nothing was downloaded."}));
     EXPECT_EQ(hides, 0) << "the choices stay open";
-
-    comm().Reply(SET_AUTO_LOG_STATUS, "999,1");
-    comm().TransferReply({"1,2024/03/07,12:00:01,1,1,AUTO,25.04120,C", false});
-    OK();
-    EXPECT_TRUE(Logged("Transfer " + std::to_string(SET_AUTO_LOG_TRANSFER) + " 1"))
-        << "the automatic log's own transfer";
-    EXPECT_EQ(ui().dialogsShown, (std::vector<std::string>{"frmShowFiles"}));
-    EXPECT_TRUE(dialog->Downloaded());
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(downloads), {}), 1);
+    Click(kCmdCancel);
+    EXPECT_EQ(hides, 1);
+    EXPECT_FALSE(dialog->Downloaded());
+    EXPECT_EQ(comm().Requests(),
+              (std::vector<std::string>{Read(SET_DEMAND_LOG_STATUS), Read(SET_AUTO_LOG_STATUS)}))
+        << "nothing is transferred";
 }
 
 }  // namespace

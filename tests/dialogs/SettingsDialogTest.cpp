@@ -56,7 +56,7 @@ TEST_F(SettingsDialogTest, ActivationShowsWhatTheInstrumentHolds) {
     EXPECT_TRUE(comm().Requests().empty()) << "read once";
 }
 
-TEST_F(SettingsDialogTest, ResolutionIsWhatTheChannelsReportAndDisablingTheSerialPortAsksFirst) {
+TEST_F(SettingsDialogTest, ResolutionIsWhatTheChannelsReportAndOnlyAYesWritesTheChanges) {
     comm().responder =
         [](int32_t id, const std::map<std::string, std::string>& p) -> std::optional<std::string> {
         if (id != SET_RESOLUTION_READ) {
@@ -68,10 +68,27 @@ TEST_F(SettingsDialogTest, ResolutionIsWhatTheChannelsReportAndDisablingTheSeria
     EXPECT_EQ(cboResolution.List(cboResolution.ListIndex()),
               "as the channels are (1: 3, 2: automatic)");
     chkAutoPower.Value(1);
+    ui().answers.push_back(kAnsNo);
+    OK();
+    EXPECT_TRUE(Writes().empty());
+    EXPECT_EQ(hides, 0);
+    EXPECT_EQ(chkAutoPower.value, 1) << "answering no keeps the edits";
+    EXPECT_FALSE(instrument->AutoPower());
+    chkAutoPower.Value(0);
+    ui().boxes.clear();
+    OK();
+    EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{"There are no changes to apply."}));
+    EXPECT_TRUE(Writes().empty());
+    EXPECT_EQ(hides, 1);
+    EXPECT_FALSE(dialog->Cancelled());
+
+    Open();
+    chkAutoPower.Value(1);
     ui().answers.push_back(kAnsYes);
     OK();
     EXPECT_EQ(Writes(), (std::vector<int32_t>{SET_AUTO_POWER_WRITE}))
         << "channels left as they are";
+    EXPECT_EQ(hides, 2);
 
     for (const int32_t answer : {kAnsNo, kAnsYes}) {
         ui().boxes.clear();
@@ -115,25 +132,6 @@ TEST_F(SettingsDialogTest, UnitsScanSettingsAndIntervalAreWrittenEachAloneAfterT
     EXPECT_EQ(hides, 1);
     EXPECT_FALSE(dialog->Cancelled());
     EXPECT_FALSE(instrument->Changed());
-}
-
-TEST_F(SettingsDialogTest, AnsweringNoKeepsTheEditsAndWithoutChangesNothingIsWritten) {
-    Open();
-    chkAutoPower.Value(1);
-    ui().answers.push_back(kAnsNo);
-    OK();
-    EXPECT_TRUE(Writes().empty());
-    EXPECT_EQ(hides, 0);
-    EXPECT_EQ(chkAutoPower.value, 1);
-    EXPECT_FALSE(instrument->AutoPower());
-
-    chkAutoPower.Value(0);
-    ui().boxes.clear();
-    OK();
-    EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{"There are no changes to apply."}));
-    EXPECT_TRUE(Writes().empty());
-    EXPECT_EQ(hides, 1);
-    EXPECT_FALSE(dialog->Cancelled());
 }
 
 class UnlockedSettingsDialog : public SettingsDialogTest {

@@ -77,17 +77,8 @@ TEST(SelectAllText, SelectsTheWholeTextCountedInCharactersIgnoringErrors) {
     EXPECT_NO_THROW(SelectAllText(broken));
 }
 
-TEST(ListHelpers, TabStopsExtentAndSelectionByData) {
+TEST(ListHelpers, SelectionByDataPicksTheFirstEntryCarryingIt) {
     test::FakeList list;
-    SetListTabStops(list, 3, 20, true, 400);
-    EXPECT_EQ(list.tabStops, (std::vector<int32_t>{20, 40, 60}));
-    EXPECT_EQ(list.horizontalExtent, 400);
-    test::FakeList narrow;
-    SetListTabStops(narrow, 2, 35, false, 400);
-    EXPECT_EQ(narrow.tabStops, (std::vector<int32_t>{35, 70}));
-    EXPECT_EQ(narrow.horizontalExtent, 0);
-
-    // Selection by data picks the first entry carrying it and keeps the selection otherwise.
     for (auto [text, data] : {std::pair{"a", 5}, {"b", 7}, {"c", 7}}) {
         list.AddItem(text);
         list.ItemData(list.NewIndex(), data);
@@ -109,7 +100,6 @@ TEST(Paths, ParentFolderFileNameAndBuiltPaths) {
     EXPECT_EQ(ParentFolder("/"), "/");
     EXPECT_EQ(FileNameOf("/a/b/c.txt"), "c.txt");
     EXPECT_EQ(FileNameOf("C:\\dir\\f.log"), "f.log");
-    EXPECT_EQ(FileNameOf("c"), "c");
     EXPECT_EQ(FileNameOf("/a/"), "");
     // Building a path uses the file system, and survives its failure.
     test::FakeFileSystem fs;
