@@ -11,19 +11,9 @@
 #include "tests/testsupport/Locale.h"
 #include "vesk4710/core/CVesk4710.h"
 #include "vesk4710/dialogs/DialogBase.h"
+#include "vesk4710/support/KeyFilters.h"
 
 namespace vesk::test {
-
-// Picks the list entry carrying data, as the user would.
-inline void SelectData(FakeList& list, int32_t data) {
-    for (int32_t i = 0; i < list.ListCount(); ++i) {
-        if (list.ItemData(i) == data) {
-            list.ListIndex(i);
-            return;
-        }
-    }
-    ADD_FAILURE() << "no entry with data " << data;
-}
 
 template <class Dialog>
 class DialogTest : public ::testing::Test {

@@ -82,8 +82,8 @@ TEST_F(DownloadDialogTest, DocumentsAreProposedAndAMissingFolderIsRefusedBeforeA
 TEST_F(DownloadDialogTest, OKDownloadsTheChosenLabelShowsTheFilesAndRemembers) {
     dialog->Activate();
     txtFolder.Text(downloads);
-    SelectData(cboLabel, 2);
-    SelectData(cboDecimals, 1);
+    SelectListItemByData(cboLabel, 2);
+    SelectListItemByData(cboDecimals, 1);
     comm().Reply(SET_DEMAND_LOG_STATUS, "998,2");
     comm().TransferReply(
         {"1,2024/03/07,12:00:01,1,2,BATH_A,25.0412,C\r"
@@ -114,7 +114,7 @@ TEST_F(DownloadDialogTest, AnEmptyLogOfEitherKindKeepsTheDialogOpenAndCancelDown
     txtFolder.Text(downloads);
     comm().Reply(SET_DEMAND_LOG_STATUS, "1000,0");
     OK();
-    SelectData(cboLog, DOWNLOAD_AUTO_LOG);
+    SelectListItemByData(cboLog, DOWNLOAD_AUTO_LOG);
     comm().Reply(SET_AUTO_LOG_STATUS, "1000,0");
     OK();
     EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{

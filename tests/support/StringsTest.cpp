@@ -58,14 +58,6 @@ TEST(StringTable, UnknownIdRaisesResourceNotFound) {
               "Resource with identifier '111' not found");
 }
 
-TEST(UnitsText, OutsideTheTableIsUnknownAndMinusOneKeepsTheExisting) {
-    EXPECT_EQ(UnitsText(-1), "<keep existing>");
-    for (int16_t code : std::initializer_list<int16_t>{11, -2, 32767}) {
-        EXPECT_EQ(UnitsText(code), "<unknown>") << code;
-    }
-    EXPECT_EQ(RJCTypeText(2), "<unknown>");
-}
-
 TEST(DateFromYMD, BuildsByCalendarArithmeticFrom1900OrRefuses) {
     EXPECT_EQ(DateFromYMD("2010,5,21"), Date::FromYMD(2010, 5, 21));
     // Without a day the month is ignored too.
