@@ -49,13 +49,7 @@ class ChannelDialogTest : public DialogTest<ChannelDialog> {
     }
 
     void OpenPrt() {
-        OpenChannel("ITS", {{"RTPW", "25.54321"},
-                            {"A4", "-1.2E-04"},
-                            {"B4", "2.5E-05"},
-                            {"A", "-1.6E-04"},
-                            {"B", "1.1E-05"},
-                            {"MINOP", "-200"},
-                            {"MAXOP", "660"}});
+        OpenChannel("ITS", {{"RTPW", "25.54321"}, {"MINOP", "-200"}, {"MAXOP", "660"}});
     }
 
     std::vector<std::string> Names() const {

@@ -81,19 +81,5 @@ TEST_F(LogStatusDialogTest, FailedReadsAreReportedAndTheDialogStaysUsable) {
     EXPECT_EQ(lblDemandLog.caption, Fill(L("50.00")));
 }
 
-TEST_F(LogStatusDialogTest, CloseHidesAndUnloadSavesTheStateAndReleasesTheInstrument) {
-    EXPECT_EQ(dialog->HelpContextID(), 10340);
-    Click(kCmdOK);
-    EXPECT_EQ(hides, 1);
-    EXPECT_FALSE(dialog->Visible());
-
-    dialog->OnSaveState([] { return DialogBase::FormState{{"Left", "120"}, {"Top", "80"}}; });
-    const auto uses = instrument.use_count();
-    dialog->Unload();
-    EXPECT_EQ(host->registry->forms["frm4710LogStatus"].at("Left"), "120");
-    EXPECT_EQ(instrument.use_count(), uses - 1);
-    EXPECT_EQ(dialog->Instrument(), nullptr);
-}
-
 }  // namespace
 }  // namespace vesk::test

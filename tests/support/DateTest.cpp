@@ -10,6 +10,10 @@ namespace {
 using test::CommaLocale;
 using test::Raised;
 
+struct Ymd {
+    int y, m, d;
+};
+
 TEST(Date, SerialsCountDaysFromTheEpochOnBothSidesAndOrderDates) {
     EXPECT_EQ(Date::FromYMD(1899, 12, 30).Serial(), 0.0);
     EXPECT_EQ(Date::FromYMD(1900, 1, 1).Serial(), 2.0);
@@ -22,11 +26,6 @@ TEST(Date, SerialsCountDaysFromTheEpochOnBothSidesAndOrderDates) {
     EXPECT_EQ(d.Weekday(), 5);  // Thursday
     EXPECT_EQ(d.DatePart(), Date::FromYMD(2024, 3, 7));
     EXPECT_DOUBLE_EQ(d.TimePart(), 0.75);
-    // The clock: today is the date part of now.
-    Date now = Date::Now();
-    EXPECT_GE(now.Year(), 2020);
-    EXPECT_EQ(Date::Today().TimePart(), 0.0);
-    EXPECT_LE(Date::Today(), now);
 
     // Before the epoch the time still runs forward.
     EXPECT_EQ(Date::FromYMDHMS(1899, 12, 29, 6, 0, 0).Serial(), -1.25);
@@ -49,13 +48,9 @@ TEST(Date, TimeIsRoundedToTheSecondAndShownInTheUserLocale) {
 }
 
 TEST(Date, ExactDatesRejectImpossibleOnesDateSerialRollsThemOver) {
-    for (auto [y, m, d] : {std::tuple{2023, 2, 29},
-                           {2024, 4, 31},
-                           {2024, 0, 1},
-                           {2024, 13, 1},
-                           {2024, 1, 0},
-                           {99, 12, 31},
-                           {10000, 1, 1}}) {
+    const Ymd impossible[] = {{2023, 2, 29}, {2024, 4, 31}, {2024, 0, 1}, {2024, 13, 1},
+                              {2024, 1, 0},  {99, 12, 31},  {10000, 1, 1}};
+    for (auto [y, m, d] : impossible) {
         EXPECT_EQ(Raised([&] { Date::FromYMD(y, m, d); }).Number(), kErrInvalidProcedureCall)
             << y << "-" << m << "-" << d;
     }
@@ -69,11 +64,9 @@ TEST(Date, ExactDatesRejectImpossibleOnesDateSerialRollsThemOver) {
     EXPECT_EQ(Date::DateSerial(2024, 1, -30), Date::FromYMD(2023, 12, 1));
     EXPECT_EQ(Date::DateSerial(2023, 2, 29), Date::FromYMD(2023, 3, 1));
     EXPECT_EQ(Date::DateSerial(99, 13, 1), Date::FromYMD(100, 1, 1));
-    for (auto [y, m, d] : {std::tuple{9999, 12, 32},
-                           {100, 1, 0},
-                           {-5, 1, 1},
-                           {2024, 1, 2000000000},
-                           {2000000000, 1, 1}}) {
+    const Ymd outside[] = {
+        {9999, 12, 32}, {100, 1, 0}, {-5, 1, 1}, {2024, 1, 2000000000}, {2000000000, 1, 1}};
+    for (auto [y, m, d] : outside) {
         EXPECT_EQ(Raised([&] { Date::DateSerial(y, m, d); }).Number(), kErrInvalidProcedureCall)
             << y << "-" << m << "-" << d;
     }

@@ -76,21 +76,6 @@ TEST(ErrorReport, FirstLineOnlyWithoutANumberNoSourceLineWithoutASource) {
                   std::to_string(kErrGeneric) + " - disk on fire");
 }
 
-TEST(ErrorReport, HelpFileOfTheErrorOrOfTheCaller) {
-    FakeUi ui;
-    AutomationError withHelp(57, "Device I/O error", "CVesk4710 - QueryUnits", "/x/err.html", 77);
-    ReportThrown(ui, withHelp, "attempting to query 'Units'");
-    ReportThrown(ui, withHelp, "attempting to query 'Units'", "/x/caller.html", 5);
-    ReportThrown(ui, AutomationError(57, "d"), "p", "/x/caller.html", 9);
-    ASSERT_EQ(ui.boxes.size(), 3u);
-    EXPECT_EQ(ui.boxes[0].style, 16400);
-    EXPECT_EQ(ui.boxes[0].helpFile, "/x/err.html");
-    EXPECT_EQ(ui.boxes[0].helpContext, 77);
-    EXPECT_EQ(ui.boxes[1].helpFile, "/x/caller.html");
-    EXPECT_EQ(ui.boxes[1].helpContext, 5);
-    EXPECT_EQ(ui.boxes[2].helpContext, 9);
-}
-
 TEST(Messages, InformationAndQuestionStylesResetThePointer) {
     FakeUi ui;
     ui.MousePointer(kPointerHourglass);
@@ -107,21 +92,6 @@ TEST(Messages, InformationAndQuestionStylesResetThePointer) {
     EXPECT_EQ(ui.boxes[1].pointerWhenShown, kPointerDefault);
 }
 
-TEST(Help, OpensTheTopicUnderAnHourglass) {
-    const std::string saved = HelpFile();
-    EXPECT_EQ(saved.rfind("/vesk4710-help.html"), saved.size() - 19);
-    EXPECT_EQ(saved.front(), '/');
-    HelpFile("/opt/help/vesk.html");
-    FakeUi ui;
-    ui.helpResult = 42;
-    EXPECT_EQ(HelpOpenTopic(ui, 10340), 42);
-    ASSERT_EQ(ui.helpCalls.size(), 1u);
-    EXPECT_EQ(ui.helpCalls[0].helpFile, "/opt/help/vesk.html");
-    EXPECT_EQ(ui.helpCalls[0].command, 1);
-    EXPECT_EQ(ui.pointers, (std::vector<int32_t>{kPointerHourglass, kPointerDefault}));
-    HelpFile(saved);
-}
-
 TEST(Delay, WaitsUntilTheDeadlineKeepingEventsFlowingWithinTheTickRange) {
     FakeUi ui;
     ui.ticks = 1000;
@@ -131,12 +101,6 @@ TEST(Delay, WaitsUntilTheDeadlineKeepingEventsFlowingWithinTheTickRange) {
     EXPECT_EQ(ui.waits[1], 240);
     EXPECT_EQ(ui.waits.back(), 10);
     EXPECT_EQ(ui.ticks, 1250);
-
-    // Zero or negative still processes events once.
-    FakeUi still;
-    Delay(still, 0);
-    Delay(still, -5);
-    EXPECT_EQ(still.waits, (std::vector<int32_t>{0, 0}));
 
     // A deadline beyond the tick range is an overflow.
     ui.ticks = std::numeric_limits<int32_t>::max() - 100;

@@ -29,7 +29,6 @@ TEST(ReplaceTokens, FillsPlaceholdersLeftToRightWithTrimmedOrMissingArguments) {
     EXPECT_EQ(ReplaceTokens("[~][~]", "\ta\t|b"), "[\ta\t][b]");
     // Missing, surplus and absent arguments.
     EXPECT_EQ(ReplaceTokens("[~]", "a|b|c"), "[a]");
-    EXPECT_EQ(ReplaceTokens("~,~,~", "a|b"), "a,b,");
     EXPECT_EQ(ReplaceTokens("~-~", ""), "-");
     EXPECT_EQ(ReplaceTokens("Reading ~ settings...", "4710"), "Reading 4710 settings...");
 }
