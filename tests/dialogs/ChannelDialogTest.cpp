@@ -146,22 +146,21 @@ TEST_F(ChannelDialogTest, EntriesOutsideTheirLimitsAreRefusedAndUnprotectedOnesW
     const struct {
         FakeTextBox& box;
         const char* bad;
-        const char* good;
         const char* message;
     } refusals[] = {
-        {txtMINOP, "12.5", "-200", "MINOP must be a whole number from -32768 to 32767."},
-        {txtMINOP, "40000", "-200", "MINOP must be a whole number from -32768 to 32767."},
-        {txtProbeSerial, "ABCDEFGHI", "S1001",
+        {txtMINOP, "12.5", "MINOP must be a whole number from -32768 to 32767."},
+        {txtMINOP, "40000", "MINOP must be a whole number from -32768 to 32767."},
+        {txtProbeSerial, "ABCDEFGHI",
          "The probe serial number can not be longer than 8 characters."},
-        {txtProbeSerial, "AB_1", "S1001",
-         "The probe serial number may hold letters, digits and '-' only."},
-        {dtpCalDate, "2023-13-01", "2023-11-02", "The calibration date is not a valid date."}};
+        {txtProbeSerial, "AB_1", "The probe serial number may hold letters, digits and '-' only."},
+        {dtpCalDate, "2023-13-01", "The calibration date is not a valid date."}};
     for (const auto& r : refusals) {
+        const std::string before = r.box.text;
         ui().boxes.clear();
         r.box.Text(r.bad);
         OK();
         EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{r.message}));
-        r.box.Text(r.good);
+        r.box.Text(before);
     }
 
     // Changes needing no passcode are written alone.
@@ -192,7 +191,6 @@ TEST_F(ChannelDialogTest, EntriesOutsideTheirLimitsAreRefusedAndUnprotectedOnesW
 TEST_F(ChannelDialogTest, ThermocoupleJunctionAndUnprotectedConversionNeedNoPasscode) {
     comm().ReplyAlways(SET_CONV_PROTECTION, "0");
     OpenChannel("K", {{"C0", "0.0012"}, {"RJTYPE", "0"}, {"RJTEMP", "21.5"}});
-    EXPECT_EQ(cboProbeType.Texts(), (std::vector<std::string>{"TC"}));
     EXPECT_EQ(cboTCType.List(cboTCType.ListIndex()), "K");
     EXPECT_TRUE(cboTCType.enabled) << "conversion is not protected here";
     EXPECT_EQ(cboRJCType.ItemData(cboRJCType.ListIndex()), RJC_EXTERNAL);

