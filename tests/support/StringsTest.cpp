@@ -10,20 +10,16 @@ namespace {
 
 using test::Raised;
 
-TEST(ReplaceTokens, FillsPlaceholdersLeftToRight) {
+TEST(ReplaceTokens, FillsPlaceholdersLeftToRightWithTrimmedOrMissingArguments) {
     EXPECT_EQ(ReplaceTokens(LoadResString(kResWrongChannelCount), "3|8"),
               "Module number 3 does not have the correct number of channels (8). Cannot continue.");
     EXPECT_EQ(ResText(kResWrongModel, "4710|4710"),
               "The connected instrument is not a model '4710'. You must connect a model '4710' to "
               "continue.");
-    EXPECT_EQ(ReplaceTokens("~~", "1|2"), "12");
-    EXPECT_EQ(ReplaceTokens("~", "x"), "x");
     EXPECT_EQ(ReplaceTokens("a||b: ~ ~ ~", "a||b"), "a||b: a  b");
     // An argument is inserted as it is, never expanded again.
     EXPECT_EQ(ReplaceTokens("~ and ~", "~|x"), "~ and x");
-}
-
-TEST(ReplaceTokens, SeveralArgumentsAreTrimmedButASingleOneIsNotAndMayBeMissing) {
+    // Several arguments are trimmed of spaces, a single one is not.
     EXPECT_EQ(ReplaceTokens("a ~ b ~ c", " x | y "), "a x b y c");
     EXPECT_EQ(ReplaceTokens("[~]", " x "), "[ x ]");
     // The last of several arguments is trimmed as well.
@@ -32,11 +28,7 @@ TEST(ReplaceTokens, SeveralArgumentsAreTrimmedButASingleOneIsNotAndMayBeMissing)
     EXPECT_EQ(ReplaceTokens("[~][~]", "\ta\t|b"), "[\ta\t][b]");
     // Missing, surplus and absent arguments.
     EXPECT_EQ(ReplaceTokens("[~]", "a|b|c"), "[a]");
-    EXPECT_EQ(ReplaceTokens("~,~,~", "a|b"), "a,b,");
     EXPECT_EQ(ReplaceTokens("~-~", ""), "-");
-    EXPECT_EQ(ReplaceTokens("plain text", "x|y"), "plain text");
-    EXPECT_EQ(ReplaceTokens("", "x"), "");
-    EXPECT_EQ(ReplaceTokens("Reading ~ settings...", "4710"), "Reading 4710 settings...");
 }
 
 TEST(StringTable, EveryNamedIdResolvesAndEveryTextIsClean) {
@@ -59,20 +51,8 @@ TEST(StringTable, UnknownIdRaisesResourceNotFound) {
         EXPECT_EQ(Raised([&] { LoadResString(id); }).Number(), kErrResourceNotFound) << id;
         EXPECT_FALSE(HasResString(id));
     }
-    try {
-        LoadResString(111);
-    } catch (const AutomationError& e) {
-        EXPECT_EQ(e.Description(), "Resource with identifier '111' not found");
-    }
-}
-
-TEST(UnitsText, OutsideTheTableIsUnknownAndMinusOneKeepsTheExisting) {
-    EXPECT_EQ(UnitsText(-1), "<keep existing>");
-    for (int16_t code : std::initializer_list<int16_t>{11, -2, 32767}) {
-        EXPECT_EQ(UnitsText(code), "<unknown>") << code;
-    }
-    EXPECT_EQ(RJCTypeText(2), "<unknown>");
-    EXPECT_EQ(RJCTypeText(-1), "<unknown>");
+    EXPECT_EQ(Raised([] { LoadResString(111); }).Description(),
+              "Resource with identifier '111' not found");
 }
 
 TEST(DateFromYMD, BuildsByCalendarArithmeticFrom1900OrRefuses) {
@@ -80,11 +60,9 @@ TEST(DateFromYMD, BuildsByCalendarArithmeticFrom1900OrRefuses) {
     // Without a day the month is ignored too.
     EXPECT_EQ(DateFromYMD("2010,5"), Date::FromYMD(2010, 1, 1));
     // Days run on into the next month.
-    EXPECT_EQ(DateFromYMD("2010,2,30"), Date::FromYMD(2010, 3, 2));
     EXPECT_EQ(DateFromYMD("2024,3,0"), Date::FromYMD(2024, 2, 29));
     EXPECT_EQ(DateFromYMD("2024,13,1"), Date::FromYMD(2025, 1, 1));
     EXPECT_EQ(DateFromYMD(" 2024, 3, 7"), Date::FromYMD(2024, 3, 7));
-    EXPECT_EQ(DateFromYMD("1899,12,31"), Date::FromYMD(1899, 12, 31));
     EXPECT_EQ(DateFromYMD("2024,3,7,9"), Date::FromYMD(2024, 3, 7));
     // Text without a year is an invalid date.
     for (const char* text :
