@@ -1,5 +1,5 @@
-// The channel object: defaults, the change flag, wiring, the choice of a conversion type and
-// the pick lists and edit entry of the channel dialog.
+// The channel object: the change flag, the choice of a conversion type and the pick lists
+// and edit entry of the channel dialog.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -8,23 +8,11 @@
 #include "tests/channel/ChannelFixture.h"
 #include "vesk4710/channel/ChannelEditDialog.h"
 #include "vesk4710/channel/ConversionTypes.h"
-#include "vesk4710/modules/CVesk4710Card.h"
 
 namespace vesk::test {
 namespace {
 
 using ChannelObject = ChannelTest;
-
-TEST_F(ChannelObject, NewChannelHasAnInternalJunctionAndReportsChanged) {
-    EXPECT_EQ(channel->RJCType(), 1);
-    // Setting the junction type during creation marks the channel changed.
-    EXPECT_TRUE(channel->Changed());
-    const std::string folder = host->files.GetSpecialFolder(SpecialFolder::Library);
-    EXPECT_EQ(channel->Probe()->ApplicationPath(), folder);
-    EXPECT_EQ(channel->Probe()->FilePath(), folder);
-    // Creating a channel talks to nobody.
-    EXPECT_TRUE(comm().log.empty());
-}
 
 // The change flag decides whether a write-back happens at all.
 TEST_F(ChannelObject, SettersMarkOnlyOnADifferentValue) {
@@ -68,22 +56,6 @@ TEST_F(ChannelObject, SettersMarkOnlyOnADifferentValue) {
     channel->Changed(false);
     ASSERT_TRUE(channel->SetConversionType(19, 4));
     EXPECT_TRUE(marks([&] { conv().Coefficients(0, 100.5); }));
-}
-
-TEST_F(ChannelObject, WiringReachesTheProbeAndBackReferencesAreWeak) {
-    auto registry = std::make_shared<FakeRegistry>();
-    channel->SetRegistry(registry);
-    EXPECT_EQ(channel->Probe()->Registry(), registry);
-    channel->FilePath("/data/probes");
-    EXPECT_EQ(channel->Probe()->FilePath(), "/data/probes");
-
-    auto module = CVesk4710Card::Create(host);
-    channel->SetModule(module);
-    module.reset();
-    EXPECT_EQ(channel->Module(), nullptr);
-    EXPECT_EQ(channel->BaseUnit(), instrument);
-    instrument.reset();
-    EXPECT_EQ(channel->BaseUnit(), nullptr);
 }
 
 // ITS-90 ranges are fixed at numbers the user cannot change, and choosing the type again

