@@ -84,8 +84,6 @@ TEST_F(ChannelQuery, EachFamilyReadsItsOwnParameters) {
     const std::vector<Case> cases = {
         // Subrange 5 has no high range.
         {"ITS5", 17, 0, 0, 5.0, "RTPW=1 A4=0 B4=0"},
-        {"CVD", 2, 0, 0, 5.0, "R0=100.0123 A=0.0039083 B=-5.775E-07 C=0",
-         values(100.0123, 0.0039083, -5.775e-7, 0.0)},
         {"PT100", 19, 0, 0, 5.0, "R0=99.98", values(99.98)},
         {"TRES", 6, 1, 0, 5.0, "B0=-3.9 B1=4012.5 B2=-1.5E+04 B3=2e5",
          values(-3.9, 4012.5, -15000.0, 200000.0)},

@@ -136,17 +136,6 @@ TEST_F(QueryInfoTest, RunsEveryStepInOrderAndBuildsTheTree) {
     EXPECT_EQ(unit->GetChannelReference(2)->Probe()->Serial(), "");
 }
 
-TEST_F(QueryInfoTest, FormGridAndOwnerAreUsed) {
-    FakeForm form(true);
-    FakeGrid& grid = form.grid;
-    LayOutCalibrationGrid(grid);
-    ASSERT_TRUE(unit->QueryInfo(&form));
-    EXPECT_TRUE(ui().progressOwnerGiven);
-    EXPECT_EQ(ui().progressOwner, &form);
-    EXPECT_EQ(grid.TextMatrix(2, 9), "100.0");
-    EXPECT_EQ(grid.TextMatrix(3, 9), "-");
-}
-
 TEST_F(QueryInfoTest, FullChannelQueryRunsWithoutProgressSteps) {
     ASSERT_TRUE(unit->QueryInfo(nullptr, true));
     const auto& log = ui().progressLog;

@@ -15,18 +15,6 @@ class MeasurementTest : public InstrumentTest {
     }
 };
 
-TEST_F(InstrumentTest, ChannelStateReadsBitZeroOfInputOneOnly) {
-    const std::vector<std::pair<std::string, bool>> replies = {
-        {"0", true}, {"2", true}, {"1", false}, {"3", false}, {"", true}};
-    for (const auto& [reply, on] : replies) {
-        comm().Reply(SET_CHANNEL_STATE, reply);
-        EXPECT_EQ(unit->QueryChannelState(1), on) << reply;
-    }
-    comm().Reply(SET_CHANNEL_STATE, "0");
-    EXPECT_FALSE(unit->QueryChannelState(2));
-    EXPECT_EQ(comm().Requests().back(), Rd(SET_CHANNEL_STATE));
-}
-
 TEST_F(MeasurementTest, ChannelOutsideTheInstrumentIsRefused) {
     for (int16_t chan : {int16_t{0}, int16_t{3}, int16_t{-5}}) {
         const auto e = Raised([&] { unit->QueryMeasurement(chan); });

@@ -192,17 +192,9 @@ TEST_F(InstrumentTest, FailedRequestIsRaisedWithTheMembersSourceAndKeepsTheCache
     EXPECT_TRUE(unit->QueryScanMode());
     EXPECT_EQ(unit->ScanMode(), SM_SIMULTANEOUS);
 
-    const std::vector<std::pair<std::function<void()>, std::string>> writes = {
-        {[&] { unit->UpdateUnits(); }, "CVesk4710 - UpdateUnits"},
-        {[&] { unit->UpdateResolution(); }, "CVesk4710 - UpdateResolution"},
-        {[&] { unit->UpdatePasscodeState("1"); }, "CVesk4710 - UpdatePasscodeState"},
-        {[&] { unit->QueryPasscodeState(); }, "CVesk4710 - QueryPasscodeState"},
-        {[&] { unit->StartMeasure(); }, "CVesk4710 - StartMeasure"},
-    };
-    for (const auto& [call, source] : writes) {
-        comm().FailAfter(1, Broken());
-        EXPECT_EQ(Raised(call).Source(), source);
-    }
+    // The member is the source of a failing write too.
+    comm().FailAfter(1, Broken());
+    EXPECT_EQ(Raised([&] { unit->UpdateUnits(); }).Source(), "CVesk4710 - UpdateUnits");
     HelpFile("");
 
     // Requests before a session fail cleanly.

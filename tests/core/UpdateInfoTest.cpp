@@ -98,18 +98,11 @@ TEST_F(UpdateInfoTest, WritesEverySettingBetweenThePasscodeAndTheRelock) {
     EXPECT_EQ(comm().Requests().back(), Wr(SET_DISABLE_SERIAL));
 }
 
-TEST_F(UpdateInfoTest, FailingReadBackIsNamedAndAnotherModelIsRefused) {
+TEST_F(UpdateInfoTest, FailingReadBackIsNamed) {
     comm().ReplyAlways(SET_UNITS_READ, "?");
     EXPECT_FALSE(unit->UpdateInfo(&form));
     EXPECT_THAT(ui().Prompts(), ElementsAre("Failed to successfully update 'Units'."));
     EXPECT_EQ(comm().Requests().back(), Rd(SET_UNITS_READ));
-
-    ClearLog();
-    ui().boxes.clear();
-    comm().ReplyAlways(SET_IDENTIFICATION, "Vesk,1590,A1,1");
-    EXPECT_FALSE(unit->UpdateInfo(&form));
-    EXPECT_EQ(ui().boxes.size(), 1u);
-    EXPECT_EQ(comm().Requests(), Start());
 }
 
 TEST_F(UpdateInfoTest, CancelEndsTheWriteBackAndRelocks) {

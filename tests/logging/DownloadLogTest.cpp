@@ -163,10 +163,6 @@ TEST_F(DownloadLogTest, LoneCarriageReturnsSplitLinesAndBlankOrGarbledOnesAreSki
     EXPECT_EQ(std::count_if(trace.begin(), trace.end(),
                             [](const std::string& l) { return l.rfind("Parsing line ", 0) == 0; }),
               4);
-    for (const char* parsed :
-         {"Parsing line 2...", "Parsing line 4...", "Parsing line 5...", "Parsing line 7..."}) {
-        EXPECT_TRUE(Has(trace, parsed)) << parsed;
-    }
     EXPECT_TRUE(Has(trace, "Field 1 of 2: " + junk));
     EXPECT_TRUE(Has(trace, "Line 5 is not a reading; skipped..."));
     EXPECT_EQ(trace.back(), "Download finished...");
