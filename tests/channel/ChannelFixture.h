@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "components/probes/Probe.h"
@@ -53,6 +54,16 @@ class ChannelTest : public ::testing::Test {
     }
 
     FakeCommunications& comm() { return *host->comm; }
+    // The instrument's replies to the settings every channel reads, dated 2023-12-31 and locked.
+    void ReplySettings(const std::string& serial, const std::string& code,
+                       const std::string& resolution, std::map<std::string, std::string> params) {
+        comm().ReplyAlways(SET_PROBE_SERIAL_READ, serial);
+        comm().ReplyAlways(SET_CONVERSION_READ, code);
+        comm().ReplyAlways(SET_PROBE_CAL_DATE_READ, "2023,12,31");
+        comm().ReplyAlways(SET_RESOLUTION_READ, resolution);
+        comm().ReplyAlways(SET_PROBE_LOCK_READ, "1");
+        paramReplies = std::move(params);
+    }
     IConversion& conv() { return channel->Probe()->ActiveConversion(); }
 
     // Expected log lines of one request on this channel.

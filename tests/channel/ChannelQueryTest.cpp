@@ -13,12 +13,7 @@ class ChannelQuery : public ChannelTest {
   protected:
     // Replies shared by every family; the conversion code decides the rest.
     void ScriptCommon(const std::string& code) {
-        comm().ReplyAlways(SET_PROBE_SERIAL_READ, "pr1234");
-        comm().ReplyAlways(SET_CONVERSION_READ, code);
-        comm().ReplyAlways(SET_PROBE_CAL_DATE_READ, "2023,12,31");
-        comm().ReplyAlways(SET_RESOLUTION_READ, "2");
-        comm().ReplyAlways(SET_PROBE_LOCK_READ, "1");
-        paramReplies = {{"MINOP", "12.5"}, {"MAXOP", "250"}};
+        ReplySettings("pr1234", code, "2", {{"MINOP", "12.5"}, {"MAXOP", "250"}});
     }
     static std::vector<std::string> Common() {
         return Seq({Read(SET_PROBE_SERIAL_READ), Read(SET_CONVERSION_READ),

@@ -23,12 +23,7 @@ class ChannelUpdate : public ChannelTest {
         channel->MINOP(5);
         channel->MAXOP(120);
         channel->ProbeLock(true);
-        comm().ReplyAlways(SET_PROBE_SERIAL_READ, "ab12");
-        comm().ReplyAlways(SET_CONVERSION_READ, code);
-        comm().ReplyAlways(SET_PROBE_CAL_DATE_READ, "2023,12,31");
-        comm().ReplyAlways(SET_RESOLUTION_READ, "AUTO");
-        comm().ReplyAlways(SET_PROBE_LOCK_READ, "1");
-        paramReplies = {{"MINOP", "5"}, {"MAXOP", "120"}};
+        ReplySettings("ab12", code, "AUTO", {{"MINOP", "5"}, {"MAXOP", "120"}});
         failParams.clear();
         comm().log.clear();
         host->ui.boxes.clear();
