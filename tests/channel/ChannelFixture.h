@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "components/probes/Probe.h"
@@ -33,8 +34,8 @@ class ChannelTest : public ::testing::Test {
             [this](int32_t id,
                    const std::map<std::string, std::string>& params) -> std::optional<std::string> {
             auto name = params.find("paramname");
-            if (id == 134 && name != params.end()) {
-                if (auto failing = failParams.find(name->second); failing != failParams.end()) {
+            if (id == SET_PARAMETER_READ && name != params.end()) {
+                if (failParams.contains(name->second)) {
                     throw AutomationError(-2147220991, "Instrument error: " + name->second);
                 }
                 if (auto it = paramReplies.find(name->second); it != paramReplies.end()) {
@@ -53,6 +54,16 @@ class ChannelTest : public ::testing::Test {
     }
 
     FakeCommunications& comm() { return *host->comm; }
+    // The instrument's replies to the settings every channel reads, dated 2023-12-31 and locked.
+    void ReplySettings(const std::string& serial, const std::string& code,
+                       const std::string& resolution, std::map<std::string, std::string> params) {
+        comm().ReplyAlways(SET_PROBE_SERIAL_READ, serial);
+        comm().ReplyAlways(SET_CONVERSION_READ, code);
+        comm().ReplyAlways(SET_PROBE_CAL_DATE_READ, "2023,12,31");
+        comm().ReplyAlways(SET_RESOLUTION_READ, resolution);
+        comm().ReplyAlways(SET_PROBE_LOCK_READ, "1");
+        paramReplies = std::move(params);
+    }
     IConversion& conv() { return channel->Probe()->ActiveConversion(); }
 
     // Expected log lines of one request on this channel.
@@ -60,13 +71,15 @@ class ChannelTest : public ::testing::Test {
         return {"ClearAll", "Channel=3", "Read " + std::to_string(id)};
     }
     static std::vector<std::string> ReadParam(const std::string& name) {
-        return {"ClearAll", "Channel=3", "paramname=" + name, "Read 134"};
+        return {"ClearAll", "Channel=3", "paramname=" + name,
+                "Read " + std::to_string(SET_PARAMETER_READ)};
     }
     static std::vector<std::string> Write(int32_t id, const std::string& value) {
         return {"ClearAll", "Channel=3", "Value=" + value, "Write " + std::to_string(id)};
     }
     static std::vector<std::string> WriteParam(const std::string& name, const std::string& value) {
-        return {"ClearAll", "Channel=3", "paramname=" + name, "Value=" + value, "Write 135"};
+        return {"ClearAll", "Channel=3", "paramname=" + name, "Value=" + value,
+                "Write " + std::to_string(SET_PARAMETER_WRITE)};
     }
     static std::vector<std::string> Seq(std::initializer_list<std::vector<std::string>> parts) {
         std::vector<std::string> all;
@@ -77,7 +90,6 @@ class ChannelTest : public ::testing::Test {
     }
 
     std::vector<std::string> Prompts() const { return host->ui.Prompts(); }
-
     bool Shown(const std::string& progressLine) const {
         const auto& log = host->ui.progressLog;
         return std::find(log.begin(), log.end(), progressLine) != log.end();
@@ -86,13 +98,6 @@ class ChannelTest : public ::testing::Test {
     void ExpectDisplaysClosed() const {
         const auto& log = host->ui.progressLog;
         EXPECT_EQ(std::count(log.begin(), log.end(), "Close"), host->ui.progressCreated);
-    }
-    // A failed step: the error report names the member, then the failure names the step.
-    void ExpectReported(const std::string& member, const std::string& failure) const {
-        ASSERT_EQ(host->ui.boxes.size(), 2u);
-        EXPECT_NE(host->ui.boxes[0].prompt.find("(CVesk4710Channel - " + member + ")"),
-                  std::string::npos);
-        EXPECT_EQ(host->ui.boxes[1].prompt, failure);
     }
 
     std::shared_ptr<FakeHost> host;

@@ -44,6 +44,14 @@ class InstrumentTest : public ::testing::Test {
         ClearLog();
     }
 
+    // A request's line in the log.
+    static std::string Rd(int32_t id) { return "Read " + std::to_string(id); }
+    static std::string Wr(int32_t id) { return "Write " + std::to_string(id); }
+    // The session set-up and the identification every whole-instrument call starts with.
+    static std::vector<std::string> Start() {
+        return {Wr(SET_INIT_INTERFACE), Rd(SET_IDENTIFICATION) + " false"};
+    }
+
     static AutomationError Broken() { return AutomationError(-2147220991, "link dropped", "comm"); }
 
     std::shared_ptr<FakeHost> host = std::make_shared<FakeHost>();

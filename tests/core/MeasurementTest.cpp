@@ -15,18 +15,6 @@ class MeasurementTest : public InstrumentTest {
     }
 };
 
-TEST_F(InstrumentTest, ChannelStateReadsBitZeroOfInputOneOnly) {
-    const std::vector<std::pair<std::string, bool>> replies = {
-        {"0", true}, {"2", true}, {"1", false}, {"3", false}, {"", true}};
-    for (const auto& [reply, on] : replies) {
-        comm().Reply(SET_CHANNEL_STATE, reply);
-        EXPECT_EQ(unit->QueryChannelState(1), on) << reply;
-    }
-    comm().Reply(SET_CHANNEL_STATE, "0");
-    EXPECT_FALSE(unit->QueryChannelState(2));
-    EXPECT_EQ(comm().Requests().back(), "Read 88");
-}
-
 TEST_F(MeasurementTest, ChannelOutsideTheInstrumentIsRefused) {
     for (int16_t chan : {int16_t{0}, int16_t{3}, int16_t{-5}}) {
         const auto e = Raised([&] { unit->QueryMeasurement(chan); });
@@ -47,22 +35,26 @@ TEST_F(MeasurementTest, ReadingFollowsTheChannelsConversionAndTheUnits) {
     struct Case {
         int32_t conversion;
         E4710Units units;
-        const char* request;
+        int32_t request;
         double value;
     };
     const std::vector<Case> cases = {
         // A thermocouple reads its temperature unless raw values are asked for.
-        {20, UNITS_DEGREESC, "Read 12", 21.503},  {11, UNITS_DEGREESC, "Read 14", 0.0125},
-        {10, UNITS_DEGREESC, "Read 13", 108.2},   {18, UNITS_DEGREESF, "Read 13", 108.2},
-        {0, UNITS_DEGREESC, "Read 12", 21.503},   {0, UNITS_RAW_VALUE, "Read 13", 108.2},
-        {20, UNITS_RAW_VALUE, "Read 14", 0.0125}, {-1, UNITS_DEGREESF, "Read 12", 21.503},
+        {20, UNITS_DEGREESC, SET_TEMPERATURE, 21.503},
+        {11, UNITS_DEGREESC, SET_RAW_MILLI, 0.0125},
+        {10, UNITS_DEGREESC, SET_RAW_VALUE, 108.2},
+        {18, UNITS_DEGREESF, SET_RAW_VALUE, 108.2},
+        {0, UNITS_DEGREESC, SET_TEMPERATURE, 21.503},
+        {0, UNITS_RAW_VALUE, SET_RAW_VALUE, 108.2},
+        {20, UNITS_RAW_VALUE, SET_RAW_MILLI, 0.0125},
+        {-1, UNITS_DEGREESF, SET_TEMPERATURE, 21.503},
     };
     for (const auto& c : cases) {
         Conversion(2, c.conversion);
         unit->Units(c.units);
         ClearLog();
         EXPECT_DOUBLE_EQ(unit->QueryMeasurement(2), c.value) << c.conversion << "/" << c.units;
-        EXPECT_THAT(Log(), ElementsAre("ClearAll", "Channel=2", c.request)) << c.conversion;
+        EXPECT_THAT(Log(), ElementsAre("ClearAll", "Channel=2", Rd(c.request))) << c.conversion;
     }
 }
 
@@ -83,7 +75,8 @@ TEST_F(MeasurementTest, SelectedChannelIsUsedAndWaitForNewPolls) {
     comm().ReplyAlways(SET_TEMPERATURE, "1.25");
     const int32_t start = ui().ticks;
     EXPECT_DOUBLE_EQ(unit->QueryMeasurement(1, true), 1.25);
-    EXPECT_THAT(comm().Requests(), ElementsAre("Read 15", "Read 15", "Read 15", "Read 12"));
+    const auto state = Rd(SET_READING_STATE);
+    EXPECT_THAT(comm().Requests(), ElementsAre(state, state, state, Rd(SET_TEMPERATURE)));
     // Two waits of a second each, with the user interface served meanwhile.
     EXPECT_GE(ui().ticks - start, 2000);
     EXPECT_GT(ui().doEvents + static_cast<int>(ui().waits.size()), 0);

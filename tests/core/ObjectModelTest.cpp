@@ -1,23 +1,9 @@
-// The instrument object's defaults, its change flag and its lifetime.
+// The instrument object's change flag and its lifetime.
 #include "tests/core/InstrumentFixture.h"
 #include "vesk4710/modules/CVesk4710Card.h"
-#include "vesk4710/support/Paths.h"
 
 namespace vesk::test {
 namespace {
-
-TEST_F(InstrumentTest, FreshObjectIsUnprotectedForConversionsOnly) {
-    auto fresh = CVesk4710::Create(host);
-    EXPECT_EQ(fresh->SelectedChannel(), -1);
-    EXPECT_FALSE(fresh->ProtectConversion());
-    EXPECT_TRUE(fresh->ProtectCalParams());
-    // The passcode states are set after the protections, so they all read disabled.
-    EXPECT_EQ(fresh->PasscodeState(), PS_DISABLED);
-    EXPECT_EQ(fresh->ConvPasscodeState(), PS_DISABLED);
-    EXPECT_EQ(fresh->CalParamPasscodeState(), PS_DISABLED);
-    EXPECT_EQ(fresh->FilePath(), LibraryFolder());
-    EXPECT_FALSE(fresh->Changed());
-}
 
 // The change flag decides whether a write-back happens at all.
 TEST_F(InstrumentTest, SettersMarkChangedOnlyOnADifferentValue) {
@@ -50,22 +36,12 @@ TEST_F(InstrumentTest, SettersMarkChangedOnlyOnADifferentValue) {
     // Capped above only.
     unit->Resolution(7);
     EXPECT_EQ(unit->Resolution(), 3);
-    unit->Resolution(-2);
-    EXPECT_EQ(unit->Resolution(), -2);
-    unit->Changed(false);
-    unit->Resolution(-2);
-    EXPECT_FALSE(unit->Changed());
     unit->CalDate(Date());
     EXPECT_TRUE(unit->Changed()) << "the calibration date marks even with the same value";
 
-    // The protections drive their passcode states and never mark.
+    // The protections, auto power and the passcode never mark.
     unit->Changed(false);
-    unit->ProtectConversion(false);
-    EXPECT_EQ(unit->ConvPasscodeState(), PS_ENABLED);
     unit->ProtectCalParams(false);
-    EXPECT_EQ(unit->CalParamPasscodeState(), PS_ENABLED);
-    unit->ProtectCalParams(true);
-    EXPECT_EQ(unit->CalParamPasscodeState(), PS_DISABLED);
     unit->AutoPower(true);
     unit->Passcode("1234");
     EXPECT_FALSE(unit->Changed());

@@ -12,27 +12,18 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 
-std::string ParentOf(const std::string& folder) {
-    std::filesystem::path p(folder);
-    if (!p.has_filename()) {
-        p = p.parent_path();
-    }
-    return p.parent_path().string();
-}
-
 TEST_F(InstrumentTest, InitializeCommunicationsConfiguresANewSessionInOrder) {
     host->registry->values["COMAutoClose"] = "1";
     unit->SetRegistry(host->registry);
-    ClearLog();
     auto second = std::make_shared<FakeCommunications>();
     host->commFactory = [&] { return second; };
     EXPECT_TRUE(unit->InitializeCommunications("/ignored", 3, 4));
     EXPECT_EQ(unit->Communications(), second);
     // Outside the system folder the component's folder is beside the library's.
+    const std::string beside = std::filesystem::path(LibraryFolder()).parent_path().string();
     EXPECT_THAT(second->log,
-                ElementsAre("Port.LinkMode=2", "FolderPath=" + ParentOf(LibraryFolder()),
-                            "InstrumentCode=11", "Port.BaudRateCode=4", "Port.PortNumber=3",
-                            "Port.AutoClose=1"));
+                ElementsAre("Port.LinkMode=2", "FolderPath=" + beside, "InstrumentCode=11",
+                            "Port.BaudRateCode=4", "Port.PortNumber=3", "Port.AutoClose=1"));
     // Nothing is asked of the instrument.
     EXPECT_TRUE(second->Requests().empty());
 
@@ -43,24 +34,8 @@ TEST_F(InstrumentTest, InitializeCommunicationsConfiguresANewSessionInOrder) {
     EXPECT_EQ(second->SerialPort().autoClose, 0);
     EXPECT_EQ(second->SerialPort().baudRateCode, 6);
     EXPECT_EQ(second->SerialPort().portNumber, 1);
-}
 
-TEST_F(InstrumentTest, LibraryInsideTheSystemFolderUsesTheCallersFolder) {
-    host->files.folderOverrides[SpecialFolder::System] = LibraryFolder() + "/system32";
-    unit->InitializeCommunications("", 1, 6);
-    EXPECT_EQ(comm().folderPath, "");
-    unit->InitializeCommunications("/opt/vesk", 1, 6);
-    EXPECT_EQ(comm().folderPath, "/opt/vesk");
-    // The test is case-blind.
-    host->files.folderOverrides[SpecialFolder::System] = "/X" + LibraryFolder();
-    for (auto& c : host->files.folderOverrides[SpecialFolder::System]) {
-        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    }
-    unit->InitializeCommunications("/opt/vesk", 1, 6);
-    EXPECT_EQ(comm().folderPath, "/opt/vesk");
-}
-
-TEST_F(InstrumentTest, InitializeCommunicationsErrorCarriesItsArguments) {
+    // A failure carries the arguments in its source.
     host->commFactory = []() -> std::shared_ptr<ICommunications> {
         throw AutomationError(53, "File not found");
     };
@@ -73,10 +48,6 @@ TEST_F(InstrumentTest, InitializeCommunicationsErrorCarriesItsArguments) {
 }
 
 TEST_F(InstrumentTest, SingleSettingWritesSendExactlyTheirRequests) {
-    struct Case {
-        std::function<void()> call;
-        std::vector<std::string> log;
-    };
     unit->Units(UNITS_DEGREESF);
     unit->ScanMode(SM_SCAN);
     unit->ScanChannels("1,2");
@@ -85,28 +56,29 @@ TEST_F(InstrumentTest, SingleSettingWritesSendExactlyTheirRequests) {
     unit->Resolution(2);
     unit->AutoPower(true);
     unit->Serial("A123");
-    const std::vector<Case> cases = {
-        {[&] { unit->InitializeCommunicationSettings(); }, {"ClearAll", "Write 0"}},
-        {[&] { unit->UpdateUnits(); }, {"ClearAll", "Value=F", "Write 169"}},
-        {[&] { unit->UpdateScanMode(); }, {"ClearAll", "Value=1", "Write 57"}},
+    const std::vector<std::pair<std::function<void()>, std::vector<std::string>>> cases = {
+        {[&] { unit->InitializeCommunicationSettings(); }, {"ClearAll", Wr(SET_INIT_INTERFACE)}},
+        {[&] { unit->UpdateUnits(); }, {"ClearAll", "Value=F", Wr(SET_UNITS_WRITE)}},
+        {[&] { unit->UpdateScanMode(); }, {"ClearAll", "Value=1", Wr(SET_SCAN_MODE_WRITE)}},
         {[&] { unit->UpdateScanMode(true, true); }, {}},
-        {[&] { unit->UpdateScanChannelList(); }, {"ClearAll", "ChannelList=1,2", "Write 47"}},
-        {[&] { unit->UpdateInterval(); }, {"ClearAll", "Value=10", "Write 33"}},
-        {[&] { unit->UpdateScanSeqDelay(); }, {"ClearAll", "Value=12", "Write 39"}},
+        {[&] { unit->UpdateScanChannelList(); },
+         {"ClearAll", "ChannelList=1,2", Wr(SET_SCAN_LIST_WRITE)}},
+        {[&] { unit->UpdateInterval(); }, {"ClearAll", "Value=10", Wr(SET_INTERVAL_WRITE)}},
+        {[&] { unit->UpdateScanSeqDelay(); }, {"ClearAll", "Value=12", Wr(SET_SCAN_SEQ_DELAY)}},
         {[&] { unit->UpdateResolution(); },
-         {"ClearAll", "Value=2", "Channel=1", "Write 67", "Channel=2", "Write 67"}},
-        {[&] { unit->UpdateAutoPower(); }, {"ClearAll", "Value=ON", "Write 305"}},
+         {"ClearAll", "Value=2", "Channel=1", Wr(SET_RESOLUTION), "Channel=2", Wr(SET_RESOLUTION)}},
+        {[&] { unit->UpdateAutoPower(); }, {"ClearAll", "Value=ON", Wr(SET_AUTO_POWER_WRITE)}},
         {[&] { unit->UpdateDisableSerial(); }, {}},
-        {[&] { unit->UpdateSerialNumber(); }, {"ClearAll", "Value=A123", "Write 23"}},
-        {[&] { unit->StartMeasure(); }, {"ClearAll", "Write 10"}},
-        {[&] { unit->StopMeasure(); }, {"ClearAll", "Write 11"}},
-        {[&] { unit->UpdatePasscodeState("9876"); }, {"ClearAll", "Value=9876", "Write 2"}},
-        {[&] { unit->UpdatePasscodeState("9876", true); }, {"ClearAll", "Write 4"}},
+        {[&] { unit->UpdateSerialNumber(); }, {"ClearAll", "Value=A123", Wr(SET_SERIAL)}},
+        {[&] { unit->StartMeasure(); }, {"ClearAll", Wr(SET_START_MEASURE)}},
+        {[&] { unit->StopMeasure(); }, {"ClearAll", Wr(SET_STOP_MEASURE)}},
+        {[&] { unit->UpdatePasscodeState("9876"); }, {"ClearAll", "Value=9876", Wr(SET_PASSCODE)}},
+        {[&] { unit->UpdatePasscodeState("9876", true); }, {"ClearAll", Wr(SET_PASSCODE_LOCK)}},
     };
     for (size_t i = 0; i < cases.size(); ++i) {
         ClearLog();
-        cases[i].call();
-        EXPECT_THAT(Log(), ElementsAreArray(cases[i].log)) << "case " << i;
+        cases[i].first();
+        EXPECT_THAT(Log(), ElementsAreArray(cases[i].second)) << "case " << i;
     }
 
     // The variants of the value texts.
@@ -121,60 +93,56 @@ TEST_F(InstrumentTest, SingleSettingWritesSendExactlyTheirRequests) {
     unit->UpdateUnits();
     unit->Units(UNITS_RAW_VALUE);
     unit->UpdateUnits();
-    EXPECT_THAT(Log(), ElementsAre("ClearAll", "Value=AUTO", "Write 33", "ClearAll", "Value=OFF",
-                                   "Write 305", "ClearAll", "Write 306", "ClearAll", "Value=K",
-                                   "Write 169", "ClearAll", "Write 169"));
-}
-
-TEST_F(InstrumentTest, UnitsReplyIsTestedForCThenFThenK) {
-    const std::vector<std::pair<std::string, int32_t>> replies = {
-        {"C", UNITS_DEGREESC},  {"CF", UNITS_DEGREESC}, {"deg F", UNITS_DEGREESF}, {"K", 2},
-        {"FK", UNITS_DEGREESF},
-    };
-    for (const auto& [reply, units] : replies) {
-        comm().Reply(SET_UNITS_READ, reply);
-        EXPECT_TRUE(unit->QueryUnits()) << reply;
-        EXPECT_EQ(unit->Units(), units) << reply;
-    }
-    ClearLog();
-    comm().Reply(SET_UNITS_READ, "x");
-    EXPECT_FALSE(unit->QueryUnits());
-    EXPECT_EQ(unit->Units(), UNITS_NONE);
-    EXPECT_THAT(Log(), ElementsAre("ClearAll", "Read 168"));
+    EXPECT_THAT(Log(), ElementsAre("ClearAll", "Value=AUTO", Wr(SET_INTERVAL_WRITE), "ClearAll",
+                                   "Value=OFF", Wr(SET_AUTO_POWER_WRITE), "ClearAll",
+                                   Wr(SET_DISABLE_SERIAL), "ClearAll", "Value=K",
+                                   Wr(SET_UNITS_WRITE), "ClearAll", Wr(SET_UNITS_WRITE)));
 }
 
 TEST_F(InstrumentTest, QueriesParseTheirReplies) {
+    // Units are tested for C, then F, then K.
+    const std::vector<std::pair<std::string, int32_t>> units = {
+        {"C", UNITS_DEGREESC},  {"CF", UNITS_DEGREESC}, {"deg F", UNITS_DEGREESF}, {"K", 2},
+        {"FK", UNITS_DEGREESF},
+    };
+    for (const auto& [reply, expected] : units) {
+        comm().Reply(SET_UNITS_READ, reply);
+        EXPECT_TRUE(unit->QueryUnits()) << reply;
+        EXPECT_EQ(unit->Units(), expected) << reply;
+    }
+    comm().Reply(SET_UNITS_READ, "x");
+    EXPECT_FALSE(unit->QueryUnits());
+    EXPECT_EQ(unit->Units(), UNITS_NONE);
+
     comm().Reply(SET_SCAN_MODE_READ, "1");
     unit->QueryScanMode();
     EXPECT_EQ(unit->ScanMode(), SM_SCAN);
-
     comm().Reply(SET_SCAN_LIST_READ, "(@1,2)");
     unit->QueryScanChannelList();
     EXPECT_EQ(unit->ScanChannels(), "1,2");
     comm().Reply(SET_SCAN_LIST_READ, "(@1");
     unit->QueryScanChannelList();
     EXPECT_EQ(unit->ScanChannels(), "");
-
     comm().Reply(SET_INTERVAL_READ, "AUTO");
     unit->QueryInterval();
     EXPECT_EQ(unit->Interval(), INT_AUTO);
     comm().Reply(SET_INTERVAL_READ, "30 s");
     unit->QueryInterval();
     EXPECT_EQ(unit->Interval(), INT_30_SEC);
-
+    // Only the exact upper-case text is on.
     unit->AutoPower(true);
-    comm().Reply(SET_AUTO_POWER_READ, "OFF");
-    unit->QueryAutoPower();
-    EXPECT_FALSE(unit->AutoPower());
-    comm().Reply(SET_AUTO_POWER_READ, "on");
-    unit->QueryAutoPower();
-    EXPECT_FALSE(unit->AutoPower());
-    comm().Reply(SET_AUTO_POWER_READ, "ON");
-    unit->QueryAutoPower();
-    EXPECT_TRUE(unit->AutoPower());
-
-    EXPECT_THAT(comm().Requests(), ElementsAre("Read 56", "Read 46", "Read 46", "Read 32",
-                                               "Read 32", "Read 304", "Read 304", "Read 304"));
+    for (const auto& [reply, on] :
+         std::vector<std::pair<std::string, bool>>{{"OFF", false}, {"on", false}, {"ON", true}}) {
+        comm().Reply(SET_AUTO_POWER_READ, reply);
+        unit->QueryAutoPower();
+        EXPECT_EQ(unit->AutoPower(), on) << reply;
+    }
+    const auto read = Rd(SET_UNITS_READ);
+    EXPECT_THAT(comm().Requests(),
+                ElementsAre(read, read, read, read, read, read, Rd(SET_SCAN_MODE_READ),
+                            Rd(SET_SCAN_LIST_READ), Rd(SET_SCAN_LIST_READ), Rd(SET_INTERVAL_READ),
+                            Rd(SET_INTERVAL_READ), Rd(SET_AUTO_POWER_READ), Rd(SET_AUTO_POWER_READ),
+                            Rd(SET_AUTO_POWER_READ)));
 }
 
 TEST_F(InstrumentTest, PasscodeQueriesReadTheirStates) {
@@ -201,7 +169,7 @@ TEST_F(InstrumentTest, PasscodeQueriesReadTheirStates) {
     comm().Reply(SET_PASSCODE_STATE, "1");
     EXPECT_TRUE(unit->QueryPasscodeProtection());
     EXPECT_TRUE(unit->ProtectCalParams());
-    EXPECT_THAT(comm().Requests(), ElementsAre("Read 5", "Read 3"));
+    EXPECT_THAT(comm().Requests(), ElementsAre(Rd(SET_CONV_PROTECTION), Rd(SET_PASSCODE_STATE)));
 }
 
 TEST_F(InstrumentTest, FailedRequestIsRaisedWithTheMembersSourceAndKeepsTheCache) {
@@ -224,17 +192,9 @@ TEST_F(InstrumentTest, FailedRequestIsRaisedWithTheMembersSourceAndKeepsTheCache
     EXPECT_TRUE(unit->QueryScanMode());
     EXPECT_EQ(unit->ScanMode(), SM_SIMULTANEOUS);
 
-    const std::vector<std::pair<std::function<void()>, std::string>> writes = {
-        {[&] { unit->UpdateUnits(); }, "CVesk4710 - UpdateUnits"},
-        {[&] { unit->UpdateResolution(); }, "CVesk4710 - UpdateResolution"},
-        {[&] { unit->UpdatePasscodeState("1"); }, "CVesk4710 - UpdatePasscodeState"},
-        {[&] { unit->QueryPasscodeState(); }, "CVesk4710 - QueryPasscodeState"},
-        {[&] { unit->StartMeasure(); }, "CVesk4710 - StartMeasure"},
-    };
-    for (const auto& [call, source] : writes) {
-        comm().FailAfter(1, Broken());
-        EXPECT_EQ(Raised(call).Source(), source);
-    }
+    // The member is the source of a failing write too.
+    comm().FailAfter(1, Broken());
+    EXPECT_EQ(Raised([&] { unit->UpdateUnits(); }).Source(), "CVesk4710 - UpdateUnits");
     HelpFile("");
 
     // Requests before a session fail cleanly.

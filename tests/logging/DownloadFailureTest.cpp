@@ -94,26 +94,5 @@ TEST_F(DownloadFailure, RawFileHoldsEachLineBeforeTheTransferIsOver) {
     EXPECT_EQ(onDisk, ThreeReadings());
 }
 
-TEST_F(DownloadFailure, FullTemporaryFolderIsToldAndTheReadingsStillWritten) {
-    host->files.fullFolder = host->files.Root() + "/temp";
-    ScriptLog(3, ThreeReadings());
-    const DownloadResult result = DownloadLogFiles(*instrument, DownloadRequest{});
-    EXPECT_NE(result.traceError.find("Disk full"), std::string::npos);
-    EXPECT_NE(result.rawFileError.find("Disk full"), std::string::npos);
-    EXPECT_EQ(Rows(result.files.at(0)->FileName()).size(), 3u);
-}
-
-TEST_F(DownloadFailure, TemporaryFilesRemovedByAnotherDownloadAreNoError) {
-    ScriptLog(3, ThreeReadings());
-    ASSERT_TRUE(Download());
-    host->files.vanishBeforeDelete = true;
-    std::filesystem::remove_all(downloads);
-    ScriptLog(3, ThreeReadings());
-    EXPECT_TRUE(Download());
-    EXPECT_TRUE(host->ui.boxes.empty());
-    EXPECT_EQ(Raw(), ThreeReadings());
-    EXPECT_EQ(Trace().front(), "Preparing to download data from 4710...");
-}
-
 }  // namespace
 }  // namespace vesk::test

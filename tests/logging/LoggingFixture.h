@@ -29,6 +29,11 @@ inline std::string Reading(int seq, int labelNumber, const std::string& label,
            std::to_string(labelNumber) + "," + label + "," + value + "," + unit;
 }
 
+// A request's line in the communications log: "Read 280", "Transfer 278 2".
+inline std::string Req(const char* kind, int32_t id, const std::string& rest = "") {
+    return std::string(kind) + " " + std::to_string(id) + (rest.empty() ? "" : " " + rest);
+}
+
 // Lines joined by lone carriage returns, as the transfer delivers them.
 inline std::string CrJoined(const std::vector<std::string>& lines) {
     std::string out;
