@@ -2,8 +2,10 @@
 // printing through external programs.
 #include <sys/stat.h>
 
+#include <cctype>
 #include <cstdlib>
 #include <fstream>
+#include <set>
 
 #include "tests/logging/LoggingFixture.h"
 #include "tests/testsupport/EnvGuard.h"
@@ -38,6 +40,41 @@ TEST_F(OutputFileTest, NameIsBuiltFromModelLogLabelAndTime) {
     spec.label.clear();
     spec.log = "auto";
     EXPECT_EQ(OutputFile::MakeFileName(spec), "4710_auto_all_20240307-123456.csv");
+}
+
+// A label is whatever the instrument holds: it must never leave the folder or clash.
+TEST_F(OutputFileTest, HostileLabelsMakeSafeDistinctNames) {
+    const std::string longLabel(300, 'x'), nul("zero\0byte", 9);
+    const std::vector<std::string> hostile = {"../../etc/passwd",
+                                              "..",
+                                              ".",
+                                              "a/b",
+                                              "a\\b",
+                                              "a_b",
+                                              "/abs",
+                                              "nul\x01\x1f",
+                                              "\x7f",
+                                              nul,
+                                              "caf\xc3\xa9",
+                                              "\xff\xfe",
+                                              longLabel,
+                                              longLabel + "y",
+                                              "-rf",
+                                              "$(reboot)",
+                                              "a\nb",
+                                              "CON"};
+    std::set<std::string> names;
+    for (const auto& label : hostile) {
+        SCOPED_TRACE(label);
+        spec.label = label;
+        const std::string name = OutputFile::MakeFileName(spec);
+        EXPECT_EQ(name.find(".."), std::string::npos);
+        EXPECT_LE(name.size(), 100u);
+        for (unsigned char c : name) {
+            EXPECT_TRUE(std::isalnum(c) || c == '-' || c == '_' || c == '.') << int(c);
+        }
+        EXPECT_TRUE(names.insert(name).second) << "collides: " << name;
+    }
 }
 
 // Quoting of formulas, quotes and control bytes is the hostile-download tests' matter.
