@@ -49,45 +49,44 @@ TEST(SharedState, TwoRunsAtOnceLoseNothing) {
 #ifdef VESK_SIM_PATH
 
 TEST(OnASerialLine, NoRunIsMisledOrMisleads) {
-    const Args write = {"--timeout", "200", "--passcode", "1234"};
-    const auto with = [&](Args more) {
-        more.insert(more.begin(), write.begin(), write.end());
+    const auto write = [](Args more) {
+        more.insert(more.begin(), {"--timeout", "200", "--passcode", "1234"});
         return more;
     };
-    // Server faults, then runs: arguments, status, and all of stdout (status 0) or a part of
-    // stderr.
+    const Args minop = write({"channel", "1", "set", "minop", "5"});
+    const std::string writing = "writing the MINOP of channel 1 failed: The instrument ";
+    const std::string parameter = std::to_string(SET_PARAMETER_WRITE);
+    const std::string counts = "\" is not two counts";
+    // Server options, then runs: arguments, status, and stdout (status 0) or a part of stderr.
     using Steps = std::vector<std::tuple<Args, int, std::string>>;
     const std::vector<std::pair<Args, Steps>> cases = {
         // A reply that comes after its run gave up is not the next run's answer.
-        {{"--fault", "delay:800@id=169"},
-         {{with({"set", "units", "F"}), 1, ""}, {{"get", "interval"}, 0, "auto\n"}}},
+        {{"--fault", FaultAt("delay:800", SET_UNITS_WRITE)},
+         {{write({"set", "units", "F"}), 1, ""}, {{"get", "interval"}, 0, "auto\n"}}},
         // A lock lost with the link is tried on a new one; failing that, the run says so.
         {{"--fault", "drop@req=7"},
-         {{with({"set", "caldate", "2024-05-01"}), 0, "2024-05-01\n"},
+         {{write({"set", "caldate", "2024-05-01"}), 0, "2024-05-01\n"},
           {{"get", "passcodestate"}, 0, "locked\n"}}},
         {{"--fault", "drop@req=7", "--fault", "drop@req=8"},
-         {{with({"set", "caldate", "2024-05-01"}), 1, "may be left unlocked"},
+         {{write({"set", "caldate", "2024-05-01"}), 1, "may be left unlocked"},
           {{"get", "passcodestate"}, 0, "unlocked\n"}}},
         // A failed channel write names the instrument's reason, not only the setting.
-        {{"--fault", "error:3@id=135"},
-         {{with({"channel", "1", "set", "minop", "5"}), 1,
-           "writing the MINOP of channel 1 failed: The instrument refused setting 135 "
-           "(PROB:PAR)"}}},
+        {{"--fault", FaultAt("error:3", SET_PARAMETER_WRITE)},
+         {{minop, 1, writing + "refused setting " + parameter + " (PROB:PAR)"}}},
+        {{"--fault", FaultAt("noreply", SET_PARAMETER_WRITE)},
+         {{minop, 1, writing + "did not reply to setting " + parameter}}},
         // A garbled channel state or log status is no "off" and no empty log.
-        {{"--fault", "reply:1x@id=88*9"}, {{{"info"}, 1, "\"1x\" is not a whole number"}}},
-        {{"--fault", "reply:9@id=281"},
-         {{{"download", "--log", "auto"}, 1, "\"9\" is not two counts"}}},
-        {{"--fault", "reply:700,abc@id=280*2"},
-         {{{"download"}, 1, "\"700,abc\" is not two counts"},
-          {{"log", "status"}, 1, "\"700,abc\" is not two counts"}}},
-        {{"--fault", "reply:x@id=280"}, {{{"download"}, 1, "\"x\" is not two counts"}}},
+        {{"--fault", FaultAt("reply:1x", SET_CHANNEL_STATE, 9)},
+         {{{"info"}, 1, "\"1x\" is not a whole number"}}},
+        {{"--fault", FaultAt("reply:9", SET_AUTO_LOG_STATUS)},
+         {{{"download", "--log", "auto"}, 1, "\"9" + counts}}},
+        {{"--fault", FaultAt("reply:700,abc", SET_DEMAND_LOG_STATUS, 2)},
+         {{{"download"}, 1, "\"700,abc" + counts}, {{"log", "status"}, 1, "\"700,abc" + counts}}},
         // A dropped link or a missing reply says so, naming the member.
-        {{"--fault", "drop@id=12"}, {{{"read", "1"}, 1, "the link to the instrument was dropped"}}},
-        {{"--fault", "noreply@id=18"},
+        {{"--fault", FaultAt("drop", SET_TEMPERATURE)},
+         {{{"read", "1"}, 1, "the link to the instrument was dropped"}}},
+        {{"--fault", FaultAt("noreply", SET_IDENTIFICATION)},
          {{{"--timeout", "200", "--json", "info"}, 1, "\"source\":\"CVesk4710 - QueryInfo\""}}},
-        {{"--fault", "noreply@id=135"},
-         {{with({"channel", "1", "set", "minop", "5"}), 1,
-           "writing the MINOP of channel 1 failed: The instrument did not reply to setting 135"}}},
     };
     for (auto [options, steps] : cases) {
         FakeFileSystem folder;

@@ -16,9 +16,16 @@
 #include <string>
 #include <vector>
 
+#include "vesk4710/platform/SettingIds.h"
+
 extern char** environ;
 
 namespace vesk::test {
+
+// A fault plan for vesk4710-sim --fault: what it does at a setting's request, times times.
+inline std::string FaultAt(const std::string& what, E4710Setting id, int times = 1) {
+    return what + "@id=" + std::to_string(id) + (times > 1 ? "*" + std::to_string(times) : "");
+}
 
 // A loopback port free at the moment, for a server a test starts.
 inline int FreePort() {
@@ -69,7 +76,6 @@ class Child {
             throw std::runtime_error("pipe or fork failed");
         }
         if (pid_ == 0) {
-            // Only async-signal-safe calls between fork and exec.
             ::dup2(in[0], STDIN_FILENO);
             ::dup2(out[1], STDOUT_FILENO);
             ::dup2(err[1], STDERR_FILENO);
@@ -82,22 +88,12 @@ class Child {
         fds_[0] = out[0];
         fds_[1] = err[0];
         // Small inputs fit the pipe; the child reads them at its own pace.
-        if (!input.empty()) {
-            const ssize_t n = ::write(in[1], input.data(), input.size());
-            (void)n;
-        }
+        [[maybe_unused]] const ssize_t n = ::write(in[1], input.data(), input.size());
         ::close(in[1]);
     }
     ~Child() {
-        if (!reaped_) {
-            ::kill(pid_, SIGKILL);
-            ::waitpid(pid_, nullptr, 0);
-        }
-        for (int fd : fds_) {
-            if (fd >= 0) {
-                ::close(fd);
-            }
-        }
+        Signal(SIGKILL);
+        Finish(std::chrono::milliseconds(0));
     }
     Child(const Child&) = delete;
     Child& operator=(const Child&) = delete;
@@ -130,9 +126,15 @@ class Child {
         const auto deadline = Clock::now() + timeout;
         while (Pump(deadline)) {
         }
-        if (fds_[0] >= 0 || fds_[1] >= 0) {
-            r.timedOut = true;
-            ::kill(pid_, SIGKILL);
+        for (int& fd : fds_) {
+            if (fd >= 0) {
+                r.timedOut = true;
+                ::close(fd);
+                fd = -1;
+            }
+        }
+        if (r.timedOut) {
+            Signal(SIGKILL);
         }
         if (!reaped_) {
             int status = 0;
