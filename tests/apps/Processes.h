@@ -18,8 +18,6 @@
 
 #include "vesk4710/platform/SettingIds.h"
 
-extern char** environ;
-
 namespace vesk::test {
 
 // A fault plan for vesk4710-sim --fault: what it does at a setting's request, times times.
@@ -54,19 +52,17 @@ class Child {
           const std::string& input = {}) {
         // A child that exits before reading its input must not take the test down with it.
         ::signal(SIGPIPE, SIG_IGN);
-        std::vector<std::string> args = argv;
-        std::vector<std::string> envStrings;
-        for (char** e = environ; *e != nullptr; ++e) {
-            const std::string entry(*e);
-            if (env.count(entry.substr(0, entry.find('='))) == 0) {
-                envStrings.push_back(entry);
-            }
-        }
+        // env(1) puts the variables over the inherited ones.
+        std::vector<std::string> args = {"/usr/bin/env"};
         for (const auto& [name, value] : env) {
-            envStrings.push_back(name + "=" + value);
+            args.push_back(name + "=" + value);
         }
-        std::vector<char*> argp = Pointers(args);
-        std::vector<char*> envp = Pointers(envStrings);
+        args.insert(args.end(), argv.begin(), argv.end());
+        std::vector<char*> argp;
+        for (auto& arg : args) {
+            argp.push_back(arg.data());
+        }
+        argp.push_back(nullptr);
 
         int in[2];
         int out[2];
@@ -79,7 +75,7 @@ class Child {
             ::dup2(in[0], STDIN_FILENO);
             ::dup2(out[1], STDOUT_FILENO);
             ::dup2(err[1], STDERR_FILENO);
-            ::execve(argp[0], argp.data(), envp.data());
+            ::execv(argp[0], argp.data());
             ::_exit(127);
         }
         ::close(in[0]);
@@ -150,15 +146,6 @@ class Child {
 
   private:
     using Clock = std::chrono::steady_clock;
-
-    static std::vector<char*> Pointers(std::vector<std::string>& strings) {
-        std::vector<char*> p;
-        for (auto& s : strings) {
-            p.push_back(s.data());
-        }
-        p.push_back(nullptr);
-        return p;
-    }
 
     // Reads what is ready before the deadline; false once both pipes are closed or time is up.
     bool Pump(Clock::time_point deadline) {
