@@ -15,8 +15,6 @@ os.environ["XDG_CONFIG_HOME"] = os.path.join(_HOME, "config")
 
 import vesk4710  # noqa: E402  (after the environment is set)
 
-SIM_PASSCODE = "1234"
-
 
 def pytest_unconfigure(config):
     shutil.rmtree(_HOME, ignore_errors=True)

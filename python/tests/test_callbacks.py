@@ -36,11 +36,16 @@ def test_an_exception_in_a_callback_ends_the_call_and_is_raised(connect, message
     assert inst.QueryIdentification() and inst.Model == "4710"
 
 
-def test_passcodes_from_a_queue_a_cancelled_prompt_or_a_bad_answer(connect, tmp_path):
+def test_passcodes_from_a_queue_or_a_prompt_and_a_bad_answer(connect, messages, tmp_path):
     queued = connect(passcodes=["9999", "1234"], trace=str(tmp_path / "io.log"))
     assert queued.QueryInfo() and queued.ValidatePasscode()
     assert queued.Passcode == "1234"
     assert "A47100" in (tmp_path / "io.log").read_text(errors="replace")  # the trace
+    answers, asked = iter(["0000", "1234"]), []
+    prompted = connect(passcode=lambda: asked.append(True) or next(answers))
+    assert prompted.QueryInfo() and prompted.ValidatePasscode()
+    assert len(asked) == 2 and prompted.Passcode == "1234"
+    assert "incorrect" in messages.texts()
     cancelled = connect(passcode=lambda: None)
     assert cancelled.QueryInfo() and not cancelled.ValidatePasscode()
     bad = connect(passcode=lambda: 1234)

