@@ -12,12 +12,9 @@ def test_library_errors_carry_all_five_fields(inst):
     with pytest.raises(vesk4710.AutomationError) as err:
         inst.Modules(7)
     e = err.value
-    assert e.number == vesk4710.OBJECT_ERROR_BASE + 1002
-    assert e.number < 0  # a signed 32-bit object error, as automation clients see it
-    assert e.description
-    assert e.source == "CVesk4710 - Modules"
-    assert e.help_file == inst.HelpFile
-    assert e.help_context == inst.DVCICommError
+    assert (e.number, e.source, e.help_file, e.help_context) == (
+        vesk4710.OBJECT_ERROR_BASE + 1002, "CVesk4710 - Modules", inst.HelpFile, inst.DVCICommError)
+    assert e.number < 0 and e.description  # a signed 32-bit object error, as clients see it
     assert "0x800403EA" in str(e) and e.source in str(e)
     # A Python object with no automation value is a type mismatch.
     with pytest.raises(vesk4710.AutomationError) as err:
@@ -47,10 +44,9 @@ def test_integers_overflow_round_half_to_even_and_texts_that_are_not_utf8_round_
 
 
 def test_properties_hand_out_members_and_take_plain_ints(inst):
-    inst.ScanMode = 1
-    assert inst.ScanMode is vesk4710.SM_SCAN
-    inst.ScanMode = vesk4710.SM_SIMULTANEOUS
-    assert inst.ScanMode is vesk4710.SM_SIMULTANEOUS
+    for given, member in ((1, vesk4710.SM_SCAN), (vesk4710.SM_SIMULTANEOUS,) * 2):
+        inst.ScanMode = given
+        assert inst.ScanMode is member
     assert inst.GetChannelReference(1).ProbeType in set(vesk4710.EProbeType)
     with pytest.raises(TypeError):
         inst.ScanMode = "scan"

@@ -1,5 +1,4 @@
-"""The type stubs describe the module as built, so editors complete every member and show
-the enumerations' true values."""
+"""The type stubs describe the module as built, so editors complete every member."""
 
 import ast
 import inspect
@@ -19,7 +18,7 @@ def _name(node):
 
 def _stub_tree():
     tree = ast.parse(STUBS.read_text(encoding="utf-8"))
-    classes, enums, names = {}, {}, set()
+    classes, names = {}, set()
     for node in tree.body:
         if isinstance(node, (ast.ClassDef, ast.FunctionDef, ast.AnnAssign)):
             names.add(_name(node))
@@ -27,14 +26,11 @@ def _stub_tree():
             body = [n for n in node.body
                     if isinstance(n, (ast.FunctionDef, ast.AnnAssign, ast.Assign))]
             classes[node.name] = {_name(n) for n in body}
-            if any(getattr(base, "id", None) == "IntEnum" for base in node.bases):
-                enums[node.name] = {_name(n): ast.literal_eval(n.value)
-                                    for n in body if isinstance(n, ast.Assign)}
-    return classes, enums, names
+    return classes, names
 
 
 def test_every_public_name_and_member_has_a_stub():
-    classes, _, names = _stub_tree()
+    classes, names = _stub_tree()
     public = {n for n in dir(vesk4710) if not n.startswith("_")} | {"__version__"}
     assert public - names == set()
     assert names - public == set()
@@ -51,15 +47,3 @@ def test_every_public_name_and_member_has_a_stub():
             own = set(cls.__members__)
         assert own - members == set(), name
         assert members - own == set(), name
-
-
-def test_enumerations_have_the_stubbed_values_and_share_members_with_the_module():
-    _, enums, _ = _stub_tree()
-    assert "E4710Units" in enums and "EProbeType" in enums
-    for name, values in enums.items():
-        cls = getattr(vesk4710, name)
-        assert {m.name: m.value for m in cls} == values, name
-        for member in values:
-            # The module-level names are the stubbed ones (checked above) and the same objects.
-            if hasattr(vesk4710, member):
-                assert getattr(vesk4710, member) is cls[member], member
