@@ -38,8 +38,7 @@ def messages():
 
 @pytest.fixture
 def connect(messages):
-    """Opens sessions on the embedded simulator with silent console services."""
-
+    # Sessions on the embedded simulator with silent console services.
     def open_session(**options):
         options.setdefault("console", False)
         options.setdefault("message", messages)
@@ -50,7 +49,7 @@ def connect(messages):
 
 @pytest.fixture
 def inst(connect):
-    """An instrument whose device information has been read."""
+    # An instrument whose device information has been read.
     instrument = connect()
     assert instrument.QueryInfo()
     return instrument

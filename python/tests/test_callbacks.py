@@ -14,26 +14,23 @@ class Stop(Exception):
     pass
 
 
-def test_progress_reports_and_can_cancel(connect, messages):
+def test_progress_reports_cancels_or_raises_and_the_session_goes_on(connect, messages):
     seen = []
-    inst = connect(progress=lambda text, percent: seen.append(percent))
-    assert inst.QueryInfo()
+    assert connect(progress=lambda text, percent: seen.append(percent)).QueryInfo()
     assert seen and all(0.0 <= p <= 100.0 for p in seen) and max(seen) == pytest.approx(100.0)
+
+    def stop(text, percent):
+        raise Stop(text)
+
+    raising = connect(progress=stop)
+    with pytest.raises(Stop):
+        raising.QueryInfo()
+    assert messages == []  # the exception tells it, not a message box
+    assert raising.QueryIdentification() and raising.Model == "4710"
     cancelling = connect(progress=lambda text, percent: percent < 30)
     assert not cancelling.QueryInfo()
     assert messages  # told the query was aborted
     assert cancelling.QueryIdentification()  # still usable
-
-
-def test_an_exception_in_a_callback_ends_the_call_and_is_raised(connect, messages):
-    def progress(text, percent):
-        raise Stop(text)
-
-    inst = connect(progress=progress)
-    with pytest.raises(Stop):
-        inst.QueryInfo()
-    assert messages == []  # the exception tells it, not a message box
-    assert inst.QueryIdentification() and inst.Model == "4710"
 
 
 def test_passcodes_from_a_queue_or_a_prompt_and_a_bad_answer(connect, messages, tmp_path):

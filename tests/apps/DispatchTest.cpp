@@ -32,10 +32,7 @@ class DispatchTest : public ::testing::Test {
         host->probeFactory = [] { return probes::Probe::Create(); };
         unit = CVesk4710::Create(host);
         unit->InitializeCommunications();
-    }
-
-    // A two-module, two-channel tree, as the instrument reports it.
-    void TwoChannels() {
+        // A two-module, two-channel tree, as the instrument reports it.
         host->comm->Reply(SET_NUM_CHANNELS, "2");
         unit->QueryNumChannels();
         host->comm->Reply(SET_NUM_MODULES, "2");
@@ -53,7 +50,6 @@ class DispatchTest : public ::testing::Test {
 
 // Too many arguments reach the argument check only when the member is served at all.
 TEST_F(DispatchTest, EveryMemberOfEveryClassIsBound) {
-    TwoChannels();
     std::vector<std::pair<IDispatchable*, const std::vector<MemberInfo>*>> classes = {
         {unit.get(), &CVesk4710::MemberTable()},
         {unit->Modules(0).get(), &CVesk4710Card::MemberTable()},
@@ -102,14 +98,12 @@ TEST_F(DispatchTest, OptionalArgumentsKeepTheirDefaults) {
     EXPECT_EQ(unit->Serial(), "B77");
 
     // Left out or given as nothing, chan is -1: with no channel selected that is an error.
-    TwoChannels();
     for (std::vector<Variant> args : {std::vector<Variant>{}, std::vector<Variant>{Variant()}}) {
         EXPECT_EQ(Raised(*unit, "QueryMeasurement", K::Method, args).Number(), kErrInvalidChannel);
     }
 }
 
 TEST_F(DispatchTest, ObjectsCrossAsObjectsAndComeBackIntact) {
-    TwoChannels();
     const Variant module = Call(*unit, "Modules", K::Get, {Variant(int16_t{1})});
     EXPECT_EQ(module.AsObject(), std::static_pointer_cast<IDispatchable>(unit->Modules(1)));
     auto ch = std::dynamic_pointer_cast<CVesk4710Channel>(
