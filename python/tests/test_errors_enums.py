@@ -58,8 +58,7 @@ def test_properties_hand_out_members_and_take_plain_ints(inst):
 
 def test_dates_are_datetime_values():
     inst = vesk4710.CVesk4710()
-    clock = datetime.datetime(2024, 3, 7, 12, 34, 56)
-    inst.SystemClock = clock
+    inst.SystemClock = clock = datetime.datetime(2024, 3, 7, 12, 34, 56)
     inst.CalDate = datetime.date(2023, 2, 28)
     assert inst.SystemClock == inst.invoke("SystemClock") == clock
     assert inst.CalDate == inst.invoke("CalDate") == datetime.date(2023, 2, 28)
