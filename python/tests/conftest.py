@@ -15,8 +15,6 @@ os.environ["XDG_CONFIG_HOME"] = os.path.join(_HOME, "config")
 
 import vesk4710  # noqa: E402  (after the environment is set)
 
-SIM_PASSCODE = "1234"
-
 
 def pytest_unconfigure(config):
     shutil.rmtree(_HOME, ignore_errors=True)
@@ -40,8 +38,7 @@ def messages():
 
 @pytest.fixture
 def connect(messages):
-    """Opens sessions on the embedded simulator with silent console services."""
-
+    # Sessions on the embedded simulator with silent console services.
     def open_session(**options):
         options.setdefault("console", False)
         options.setdefault("message", messages)
@@ -52,7 +49,7 @@ def connect(messages):
 
 @pytest.fixture
 def inst(connect):
-    """An instrument whose device information has been read."""
+    # An instrument whose device information has been read.
     instrument = connect()
     assert instrument.QueryInfo()
     return instrument

@@ -1,4 +1,4 @@
-"""Python's own progress, passcode and message handling."""
+"""Python's own progress, passcode and message handling, signals and threads."""
 
 import signal
 import socket
@@ -10,136 +10,121 @@ import pytest
 import vesk4710
 
 
-class TestCallbacks:
-    def test_progress_reports_and_can_cancel(self, connect, messages):
-        seen = []
-        inst = connect(progress=lambda text, percent: seen.append((text, percent)))
-        assert inst.QueryInfo()
-        percents = [p for _, p in seen]
-        assert seen and all(0.0 <= p <= 100.0 for p in percents)
-        assert max(percents) == pytest.approx(100.0)
+class Stop(Exception):
+    pass
 
-        cancelling = connect(progress=lambda text, percent: percent < 30)
-        assert not cancelling.QueryInfo()
-        assert messages  # told the query was aborted
-        # Still usable afterwards.
-        assert cancelling.QueryIdentification()
 
-    def test_an_exception_in_a_callback_ends_the_call_and_is_raised(self, connect, messages):
-        class Stop(Exception):
-            pass
+def test_progress_reports_cancels_or_raises_and_the_session_goes_on(connect, messages):
+    seen = []
+    assert connect(progress=lambda text, percent: seen.append(percent)).QueryInfo()
+    assert seen and all(0.0 <= p <= 100.0 for p in seen) and max(seen) == pytest.approx(100.0)
 
-        def progress(text, percent):
-            raise Stop(text)
+    def stop(text, percent):
+        raise Stop(text)
 
-        inst = connect(progress=progress)
+    raising = connect(progress=stop)
+    with pytest.raises(Stop):
+        raising.QueryInfo()
+    assert messages == []  # the exception tells it, not a message box
+    assert raising.QueryIdentification() and raising.Model == "4710"
+    cancelling = connect(progress=lambda text, percent: percent < 30)
+    assert not cancelling.QueryInfo()
+    assert messages  # told the query was aborted
+    assert cancelling.QueryIdentification()  # still usable
+
+
+def test_passcodes_from_a_queue_or_a_prompt_and_a_bad_answer(connect, messages, tmp_path):
+    queued = connect(passcodes=["9999", "1234"], trace=str(tmp_path / "io.log"))
+    assert queued.QueryInfo() and queued.ValidatePasscode()
+    assert queued.Passcode == "1234"
+    assert "A47100" in (tmp_path / "io.log").read_text(errors="replace")  # the trace
+    answers, asked = iter(["0000", "1234"]), []
+    prompted = connect(passcode=lambda: asked.append(True) or next(answers))
+    assert prompted.QueryInfo() and prompted.ValidatePasscode()
+    assert len(asked) == 2 and prompted.Passcode == "1234"
+    assert "incorrect" in messages.texts()
+    cancelled = connect(passcode=lambda: None)
+    assert cancelled.QueryInfo() and not cancelled.ValidatePasscode()
+    bad = connect(passcode=lambda: 1234)
+    assert bad.QueryInfo()
+    with pytest.raises(TypeError):
+        bad.ValidatePasscode()
+
+
+def test_a_signal_ends_a_wait_for_a_new_reading(inst):
+    def on_alarm(signum, frame):
+        raise Stop()
+
+    assert inst.QueryInterval()
+    before, inst.Interval = inst.Interval, vesk4710.INT_1_MIN
+    assert inst.UpdateInterval()
+    previous = signal.signal(signal.SIGALRM, on_alarm)
+    started = time.monotonic()
+    try:
+        signal.setitimer(signal.ITIMER_REAL, 0.2)
         with pytest.raises(Stop):
-            inst.QueryInfo()
-        assert messages == []  # the exception tells it, not a message box
-        assert inst.QueryIdentification() and inst.Model == "4710"
-
-    def test_passcodes_from_a_queue_a_cancelled_prompt_or_a_bad_answer(self, connect):
-        queued = connect(passcodes=["9999", "1234"])  # tried in turn, like the command line
-        assert queued.QueryInfo() and queued.ValidatePasscode()
-        assert queued.Passcode == "1234"
-        cancelled = connect(passcode=lambda: None)
-        assert cancelled.QueryInfo() and not cancelled.ValidatePasscode()
-        bad = connect(passcode=lambda: 1234)
-        assert bad.QueryInfo()
-        with pytest.raises(TypeError):
-            bad.ValidatePasscode()
-
-    def test_trace_records_the_session(self, connect, tmp_path):
-        trace = tmp_path / "io.log"
-        assert connect(trace=str(trace)).QueryIdentification()
-        assert "A47100" in trace.read_text(errors="replace")
+            for _ in range(3):  # the first call may find a reading nobody has fetched yet
+                inst.QueryMeasurement(1, True)
+        assert time.monotonic() - started < 5
+    finally:
+        signal.setitimer(signal.ITIMER_REAL, 0)
+        signal.signal(signal.SIGALRM, previous)
+    inst.Interval = before
+    assert inst.UpdateInterval() and isinstance(inst.QueryMeasurement(1), float)
 
 
-class TestInterrupt:
-    def test_a_signal_ends_a_wait_for_a_new_reading(self, inst):
-        class Alarm(Exception):
-            pass
+@pytest.mark.parametrize("by_name", [False, True])
+def test_a_call_waiting_on_the_instrument_lets_other_threads_run(connect, by_name):
+    # A listener that never answers: the request waits out its whole time-out.
+    with socket.socket() as silent:
+        silent.bind(("127.0.0.1", 0))
+        silent.listen()
+        inst = connect(device="tcp://127.0.0.1:%d" % silent.getsockname()[1], timeout_ms=2500)
+        entering = threading.Event()
+        errors = []
 
-        def on_alarm(signum, frame):
-            raise Alarm()
+        def query():
+            entering.set()
+            try:
+                inst.invoke("QueryUnits") if by_name else inst.QueryUnits()
+            except vesk4710.AutomationError as e:
+                errors.append(e)
 
-        assert inst.QueryInterval()
-        before = inst.Interval
-        inst.Interval = vesk4710.INT_1_MIN
-        assert inst.UpdateInterval()
-        previous = signal.signal(signal.SIGALRM, on_alarm)
+        waiting = threading.Thread(target=query)
+        started = time.monotonic()
+        waiting.start()
+        entering.wait()
+        time.sleep(0.2)
+        ran, still_waiting = time.monotonic() - started, waiting.is_alive()
+        waiting.join()
+    assert ran < 1.2 and still_waiting, "the waiting call held every other thread up"
+    assert len(errors) == 1 and "did not reply" in errors[0].description
+
+
+def test_threads_sharing_one_instrument_take_turns(connect):
+    progress_threads = set()
+    inst = connect(progress=lambda text, percent: progress_threads.add(threading.get_ident()))
+    assert inst.QueryInfo()
+    failures = []
+
+    def repeat(times, step):
         try:
-            signal.setitimer(signal.ITIMER_REAL, 0.2)
-            started = time.monotonic()
-            with pytest.raises(Alarm):
-                # The first call may find a reading nobody has fetched yet.
-                for _ in range(3):
-                    inst.QueryMeasurement(1, True)
-            assert time.monotonic() - started < 5
-        finally:
-            signal.setitimer(signal.ITIMER_REAL, 0)
-            signal.signal(signal.SIGALRM, previous)
-            inst.Interval = before
-            assert inst.UpdateInterval()
-        assert isinstance(inst.QueryMeasurement(1), float)
+            for _ in range(times):
+                assert step()
+        except Exception as e:  # noqa: BLE001  (reported below)
+            failures.append(e)
 
+    def read():
+        return (inst.Model == "4710" and inst.NumChannels == 2
+                and isinstance(inst.QueryMeasurement(1), float)
+                and inst.GetChannelReference(1).Probe.Serial == "S1001")
 
-class TestThreads:
-    @pytest.mark.parametrize("by_name", [False, True])
-    def test_a_call_waiting_on_the_instrument_lets_other_threads_run(self, connect, by_name):
-        # A listener that never answers: the request waits out its whole time-out.
-        with socket.socket() as silent:
-            silent.bind(("127.0.0.1", 0))
-            silent.listen()
-            inst = connect(device="tcp://127.0.0.1:%d" % silent.getsockname()[1], timeout_ms=2500)
-            entering = threading.Event()
-            errors = []
-
-            def query():
-                entering.set()
-                try:
-                    inst.invoke("QueryUnits") if by_name else inst.QueryUnits()
-                except vesk4710.AutomationError as e:
-                    errors.append(e)
-
-            waiting = threading.Thread(target=query)
-            started = time.monotonic()
-            waiting.start()
-            entering.wait()
-            time.sleep(0.2)
-            ran = time.monotonic() - started
-            still_waiting = waiting.is_alive()
-            waiting.join()
-        assert ran < 1.2 and still_waiting, "the waiting call held every other thread up"
-        assert len(errors) == 1 and "did not reply" in errors[0].description
-
-    def test_threads_sharing_one_instrument_take_turns(self, connect):
-        progress_threads = set()
-        inst = connect(progress=lambda text, percent: progress_threads.add(threading.get_ident()))
-        assert inst.QueryInfo()
-        failures = []
-
-        def querying():
-            try:
-                for _ in range(15):
-                    assert inst.QueryInfo()
-            except Exception as e:  # noqa: BLE001  (reported below)
-                failures.append(e)
-
-        def reading():
-            try:
-                for _ in range(150):
-                    assert inst.Model == "4710" and inst.NumChannels == 2
-                    assert isinstance(inst.QueryMeasurement(1), float)
-                    assert inst.GetChannelReference(1).Probe.Serial == "S1001"
-            except Exception as e:  # noqa: BLE001
-                failures.append(e)
-
-        threads = [threading.Thread(target=t) for t in (querying, reading, reading)]
-        for t in threads:
-            t.start()
-        for t in threads:
-            t.join(timeout=120)
-        assert not any(t.is_alive() for t in threads), "a thread never finished"
-        assert failures == []
-        assert threading.get_ident() in progress_threads and len(progress_threads) == 2
+    threads = [threading.Thread(target=repeat, args=args)
+               for args in ((15, inst.QueryInfo), (150, read), (150, read))]
+    for t in threads:
+        t.start()
+    for t in threads:
+        t.join(timeout=120)
+    assert not any(t.is_alive() for t in threads), "a thread never finished"
+    assert failures == []
+    assert threading.get_ident() in progress_threads and len(progress_threads) == 2

@@ -1,4 +1,4 @@
-"""The error class and how enumerations and dates cross into Python."""
+"""The error class and how numbers, texts, enumerations and dates cross into Python."""
 
 import datetime
 import pickle
@@ -8,66 +8,57 @@ import pytest
 import vesk4710
 
 
-class TestAutomationError:
-    def test_library_errors_carry_all_five_fields(self, inst):
-        with pytest.raises(vesk4710.AutomationError) as err:
-            inst.Modules(7)
-        e = err.value
-        assert e.number == vesk4710.OBJECT_ERROR_BASE + 1002
-        assert e.number < 0  # a signed 32-bit object error, as automation clients see it
-        assert e.description
-        assert e.source == "CVesk4710 - Modules"
-        assert e.help_file == inst.HelpFile
-        assert e.help_context == inst.DVCICommError
-        assert "0x800403EA" in str(e) and e.source in str(e)
-
-    def test_is_an_exception_that_survives_pickling(self):
-        e = vesk4710.AutomationError(13, "Type mismatch", "here", "help.html", 7)
-        assert isinstance(e, Exception)
-        back = pickle.loads(pickle.dumps(e))
-        assert (back.number, back.description, back.source, back.help_file,
-                back.help_context) == (13, "Type mismatch", "here", "help.html", 7)
-        assert str(back) == "Type mismatch (error 13 in here)"
-
-    def test_out_of_range_integers_are_overflow(self):
-        ch = vesk4710.CVesk4710Channel()
-        with pytest.raises(vesk4710.AutomationError) as err:
-            ch.Resolution = 40000
-        assert err.value.number == 6
-        ch.Resolution = 2.5  # rounds half to even, as automation coercion does
-        assert ch.Resolution == 2
-
-    def test_a_python_object_with_no_automation_value_is_a_type_mismatch(self, inst):
-        # Unknown members and argument counts are the late binding's own (C++ and tool tests).
-        with pytest.raises(vesk4710.AutomationError) as err:
-            inst.invoke("QueryMeasurement", object())
-        assert err.value.number == 13
-
-    def test_texts_that_are_not_utf8_round_trip(self):
-        ch = vesk4710.CVesk4710Channel()
-        ch.RJCTemperatureFormat = b"\xff\xfe0.00".decode("utf-8", "surrogateescape")
-        assert ch.RJCTemperatureFormat.encode("utf-8", "surrogateescape") == b"\xff\xfe0.00"
+def test_library_errors_carry_all_five_fields(inst):
+    with pytest.raises(vesk4710.AutomationError) as err:
+        inst.Modules(7)
+    e = err.value
+    assert (e.number, e.source, e.help_file, e.help_context) == (
+        vesk4710.OBJECT_ERROR_BASE + 1002, "CVesk4710 - Modules", inst.HelpFile, inst.DVCICommError)
+    assert e.number < 0 and e.description  # a signed 32-bit object error, as clients see it
+    assert "0x800403EA" in str(e) and e.source in str(e)
+    # A Python object with no automation value is a type mismatch.
+    with pytest.raises(vesk4710.AutomationError) as err:
+        inst.invoke("QueryMeasurement", object())
+    assert err.value.number == 13
 
 
-class TestEnums:
-    def test_properties_hand_out_members_and_take_plain_ints(self, inst):
-        inst.ScanMode = 1
-        assert inst.ScanMode is vesk4710.SM_SCAN
-        inst.ScanMode = vesk4710.SM_SIMULTANEOUS
-        assert inst.ScanMode is vesk4710.SM_SIMULTANEOUS
-        assert inst.GetChannelReference(1).ProbeType in set(vesk4710.EProbeType)
-        with pytest.raises(TypeError):
-            inst.ScanMode = "scan"
-        inst.Units = 2  # kelvin has no member
-        assert inst.Units == 2 and type(inst.Units) is int
-        inst.Units = vesk4710.UNITS_DEGREESF
-        assert inst.Units is vesk4710.E4710Units.UNITS_DEGREESF
+def test_is_an_exception_that_survives_pickling():
+    e = vesk4710.AutomationError(13, "Type mismatch", "here", "help.html", 7)
+    assert isinstance(e, Exception)
+    back = pickle.loads(pickle.dumps(e))
+    assert (back.number, back.description, back.source, back.help_file,
+            back.help_context) == (13, "Type mismatch", "here", "help.html", 7)
+    assert str(back) == "Type mismatch (error 13 in here)"
 
-    def test_dates_are_datetime_values(self):
-        inst = vesk4710.CVesk4710()
-        inst.SystemClock = datetime.datetime(2024, 3, 7, 12, 34, 56)
-        assert inst.SystemClock == datetime.datetime(2024, 3, 7, 12, 34, 56)
-        inst.CalDate = datetime.date(2023, 2, 28)
-        assert inst.CalDate == datetime.date(2023, 2, 28)
-        assert inst.invoke("CalDate") == datetime.date(2023, 2, 28)
-        assert inst.invoke("SystemClock") == datetime.datetime(2024, 3, 7, 12, 34, 56)
+
+def test_integers_overflow_round_half_to_even_and_texts_that_are_not_utf8_round_trip():
+    ch = vesk4710.CVesk4710Channel()
+    assert ch.BaseUnit is None and ch.Module is None and ch.Probe is not None
+    with pytest.raises(vesk4710.AutomationError) as err:
+        ch.Resolution = 40000
+    assert err.value.number == 6
+    ch.Resolution = 2.5  # half to even, as automation coercion rounds
+    assert ch.Resolution == 2
+    ch.RJCTemperatureFormat = b"\xff\xfe0.00".decode("utf-8", "surrogateescape")
+    assert ch.RJCTemperatureFormat.encode("utf-8", "surrogateescape") == b"\xff\xfe0.00"
+
+
+def test_properties_hand_out_members_and_take_plain_ints(inst):
+    for given, member in ((1, vesk4710.SM_SCAN), (vesk4710.SM_SIMULTANEOUS,) * 2):
+        inst.ScanMode = given
+        assert inst.ScanMode is member
+    assert inst.GetChannelReference(1).ProbeType in set(vesk4710.EProbeType)
+    with pytest.raises(TypeError):
+        inst.ScanMode = "scan"
+    inst.Units = 2  # kelvin has no member
+    assert inst.Units == 2 and type(inst.Units) is int
+    inst.Units = vesk4710.UNITS_DEGREESF
+    assert inst.Units is vesk4710.E4710Units.UNITS_DEGREESF
+
+
+def test_dates_are_datetime_values():
+    inst = vesk4710.CVesk4710()
+    inst.SystemClock = clock = datetime.datetime(2024, 3, 7, 12, 34, 56)
+    inst.CalDate = datetime.date(2023, 2, 28)
+    assert inst.SystemClock == inst.invoke("SystemClock") == clock
+    assert inst.CalDate == inst.invoke("CalDate") == datetime.date(2023, 2, 28)

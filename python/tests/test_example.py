@@ -1,7 +1,6 @@
 """The example script runs against the simulator and writes its CSV."""
 
 import csv
-import os
 import pathlib
 import subprocess
 import sys
@@ -13,7 +12,7 @@ def test_read_channels_for_two_seconds(tmp_path):
     out = tmp_path / "readings.csv"
     done = subprocess.run(
         [sys.executable, str(EXAMPLE), "--seconds", "2", "--output", str(out)],
-        env=dict(os.environ), capture_output=True, text=True, timeout=60)
+        capture_output=True, text=True, timeout=60)
     assert done.returncode == 0, done.stderr
     with open(out, newline="", encoding="utf-8") as f:
         rows = list(csv.DictReader(f))

@@ -4,8 +4,6 @@ program talks to the instrument through the recorder's endpoint."""
 import sqlite3
 import time
 
-import pytest
-
 import vesk4710
 
 
@@ -15,11 +13,9 @@ def test_records_while_a_client_uses_the_endpoint(tmp_path):
                            name="bath", serve="tcp://127.0.0.1:0") as recorder:
         assert recorder.running
         inst = vesk4710.connect(recorder.endpoints[0])
-        assert inst.QueryIdentification(True)
-        assert inst.Serial == "A47100"
-        for _ in range(500):
-            if recorder.rounds >= 3:
-                break
+        assert inst.QueryIdentification(True) and inst.Serial == "A47100"
+        deadline = time.monotonic() + 5
+        while recorder.rounds < 3 and time.monotonic() < deadline:
             time.sleep(0.01)
         assert recorder.status()[0]["state"] == "recording"
     status = recorder.status()[0]
@@ -30,11 +26,3 @@ def test_records_while_a_client_uses_the_endpoint(tmp_path):
     assert {r[0] for r in rows} == {1, 2}
     assert all(float(text) == value for _, _, text, value in rows)
 
-
-def test_wrong_values_raise_before_anything_starts(tmp_path):
-    with pytest.raises(vesk4710.AutomationError, match="every"):
-        vesk4710.Recorder(str(tmp_path / "r.db"), every="often")
-    bad = tmp_path / "recorder.toml"
-    bad.write_text("database = 'r.db'\n[[instrument]]\nname = 'a'\ndevice = 'sim'\nrate = 1\n")
-    with pytest.raises(vesk4710.AutomationError, match="unknown key 'rate'"):
-        vesk4710.Recorder.from_config(str(bad))

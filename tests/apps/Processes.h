@@ -16,9 +16,14 @@
 #include <string>
 #include <vector>
 
-extern char** environ;
+#include "vesk4710/platform/SettingIds.h"
 
 namespace vesk::test {
+
+// A fault plan for vesk4710-sim --fault: what it does at a setting's request, times times.
+inline std::string FaultAt(const std::string& what, E4710Setting id, int times = 1) {
+    return what + "@id=" + std::to_string(id) + (times > 1 ? "*" + std::to_string(times) : "");
+}
 
 // A loopback port free at the moment, for a server a test starts.
 inline int FreePort() {
@@ -47,19 +52,17 @@ class Child {
           const std::string& input = {}) {
         // A child that exits before reading its input must not take the test down with it.
         ::signal(SIGPIPE, SIG_IGN);
-        std::vector<std::string> args = argv;
-        std::vector<std::string> envStrings;
-        for (char** e = environ; *e != nullptr; ++e) {
-            const std::string entry(*e);
-            if (env.count(entry.substr(0, entry.find('='))) == 0) {
-                envStrings.push_back(entry);
-            }
-        }
+        // env(1) puts the variables over the inherited ones.
+        std::vector<std::string> args = {"/usr/bin/env"};
         for (const auto& [name, value] : env) {
-            envStrings.push_back(name + "=" + value);
+            args.push_back(name + "=" + value);
         }
-        std::vector<char*> argp = Pointers(args);
-        std::vector<char*> envp = Pointers(envStrings);
+        args.insert(args.end(), argv.begin(), argv.end());
+        std::vector<char*> argp;
+        for (auto& arg : args) {
+            argp.push_back(arg.data());
+        }
+        argp.push_back(nullptr);
 
         int in[2];
         int out[2];
@@ -69,11 +72,10 @@ class Child {
             throw std::runtime_error("pipe or fork failed");
         }
         if (pid_ == 0) {
-            // Only async-signal-safe calls between fork and exec.
             ::dup2(in[0], STDIN_FILENO);
             ::dup2(out[1], STDOUT_FILENO);
             ::dup2(err[1], STDERR_FILENO);
-            ::execve(argp[0], argp.data(), envp.data());
+            ::execv(argp[0], argp.data());
             ::_exit(127);
         }
         ::close(in[0]);
@@ -82,22 +84,12 @@ class Child {
         fds_[0] = out[0];
         fds_[1] = err[0];
         // Small inputs fit the pipe; the child reads them at its own pace.
-        if (!input.empty()) {
-            const ssize_t n = ::write(in[1], input.data(), input.size());
-            (void)n;
-        }
+        [[maybe_unused]] const ssize_t n = ::write(in[1], input.data(), input.size());
         ::close(in[1]);
     }
     ~Child() {
-        if (!reaped_) {
-            ::kill(pid_, SIGKILL);
-            ::waitpid(pid_, nullptr, 0);
-        }
-        for (int fd : fds_) {
-            if (fd >= 0) {
-                ::close(fd);
-            }
-        }
+        Signal(SIGKILL);
+        Finish(std::chrono::milliseconds(0));
     }
     Child(const Child&) = delete;
     Child& operator=(const Child&) = delete;
@@ -130,9 +122,15 @@ class Child {
         const auto deadline = Clock::now() + timeout;
         while (Pump(deadline)) {
         }
-        if (fds_[0] >= 0 || fds_[1] >= 0) {
-            r.timedOut = true;
-            ::kill(pid_, SIGKILL);
+        for (int& fd : fds_) {
+            if (fd >= 0) {
+                r.timedOut = true;
+                ::close(fd);
+                fd = -1;
+            }
+        }
+        if (r.timedOut) {
+            Signal(SIGKILL);
         }
         if (!reaped_) {
             int status = 0;
@@ -148,15 +146,6 @@ class Child {
 
   private:
     using Clock = std::chrono::steady_clock;
-
-    static std::vector<char*> Pointers(std::vector<std::string>& strings) {
-        std::vector<char*> p;
-        for (auto& s : strings) {
-            p.push_back(s.data());
-        }
-        p.push_back(nullptr);
-        return p;
-    }
 
     // Reads what is ready before the deadline; false once both pipes are closed or time is up.
     bool Pump(Clock::time_point deadline) {
