@@ -50,7 +50,7 @@ void ExpectRoundTicks(const std::vector<QString>& labels) {
 
 class MainWindowTest : public ::testing::Test {
   protected:
-    void SetUp() override { test::UseFreshSimulator(&clock); }
+    void SetUp() override { test::UseFreshSimulator(clock); }
 
     std::unique_ptr<MainWindow> Open() {
         WindowOptions options;

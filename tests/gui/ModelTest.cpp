@@ -1,21 +1,16 @@
-// The application's toolkit-neutral parts: the reading buffer and its CSV, the chart's time
-// window, connection targets and the small rules of the live session.
+// The application's model: the reading buffer and its CSV, the chart's time window and
+// scale, connection targets, and the live session against the embedded simulator.
 #include <gtest/gtest.h>
 
-#include <clocale>
 #include <ctime>
-#include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <tuple>
 
 #include "apps/vesk4710-gui/model/ChartScale.h"
-#include "apps/vesk4710-gui/model/ConnectionTarget.h"
-#include "apps/vesk4710-gui/model/LiveSession.h"
-#include "apps/vesk4710-gui/model/ReadingBuffer.h"
 #include "apps/vesk4710-gui/model/Recording.h"
 #include "apps/vesk4710-gui/model/TimeWindow.h"
 #include "components/comm/CommErrors.h"
+#include "tests/apps/Processes.h"
 #include "tests/gui/GuiTestSupport.h"
 #include "vesk4710/channel/ConversionTypes.h"
 
@@ -46,28 +41,18 @@ std::vector<std::string> Lines(const std::string& text) {
     return out;
 }
 
-// Switches the C and C++ locales for one test, where the machine has the locale.
-class LocaleScope {
-  public:
-    explicit LocaleScope(const char* name) {
-        saved_ = std::setlocale(LC_ALL, nullptr);
-        active_ = std::setlocale(LC_ALL, name) != nullptr;
-        if (active_) {
-            previous_ = std::locale::global(std::locale(name));
+// The comma-decimal locale for one test, where the machine has it.
+struct GermanLocale {
+    GermanLocale() {
+        try {
+            previous = std::locale::global(std::locale("de_DE.UTF-8"));
+        } catch (const std::runtime_error&) {
+            active = false;
         }
     }
-    ~LocaleScope() {
-        if (active_) {
-            std::locale::global(previous_);
-        }
-        std::setlocale(LC_ALL, saved_.c_str());
-    }
-    bool Active() const { return active_; }
-
-  private:
-    std::string saved_;
-    std::locale previous_;
-    bool active_ = false;
+    ~GermanLocale() { std::locale::global(previous); }
+    std::locale previous;
+    bool active = true;
 };
 
 // ---- reading buffer ----
@@ -81,7 +66,7 @@ TEST(ReadingText, DecimalsAreThoseOfTheShortestExactText) {
 }
 
 TEST(ReadingBuffer, ExportWritesTheOneLayoutInTimeOrderWithPeriodDecimalsInAnyLocale) {
-    LocaleScope german("de_DE.UTF-8");
+    GermanLocale german;
     test::TempDir dir;
     ReadingBuffer buffer;
     const Millis t0 = LocalTime(2024, 3, 7, 12, 34, 56, 789);
@@ -109,7 +94,7 @@ TEST(ReadingBuffer, ExportWritesTheOneLayoutInTimeOrderWithPeriodDecimalsInAnyLo
                         "3," + at(t0 + 1001) + ",sim,A47100,1,S1001,-0.5,C,ITS",
                         "4," + at(t0 + 1001) + ",sim,A47100,2,,1e-05,V,",
                     }))
-        << (german.Active() ? "under de_DE" : "under the C locale");
+        << (german.active ? "under de_DE" : "under the C locale");
     EXPECT_TRUE(at(t0).starts_with("2024-03-07T12:34:56.789")) << "local time with its offset";
 }
 
@@ -296,31 +281,35 @@ TEST(ChartScale, TimeTicksFallOnRoundLocalTimes) {
     EXPECT_EQ(TimeTicksFor(t0, t0 + 3 * 24 * 3600 * kSecond, 6, 0).label, TimeLabel::kDayAndTime);
 }
 
-TEST(ConnectionTarget, ReadsEveryKindOfDeviceAndGivesItBack) {
-    for (const auto& [device, kind, host] :
-         {std::tuple{"sim", LinkKind::Simulator, ""},
-          {"sim:3", LinkKind::Simulator, ""},
-          {"tcp://lab-pc.local:4710", LinkKind::Network, "lab-pc.local"},
-          {"tcp://[::1]:5000", LinkKind::Network, "[::1]"},
-          {"/dev/ttyUSB0", LinkKind::Serial, ""}}) {
-        const auto target = ConnectionTarget::Parse(device, 19200);
-        ASSERT_TRUE(target) << device;
-        EXPECT_EQ(target->kind, kind) << device;
-        EXPECT_EQ(target->host, host) << device;
-        EXPECT_EQ(target->Device(), device);
+// A device is read into its kind and given back as typed, or refused with a reason.
+TEST(ConnectionTarget, ReadsEveryKindOfDeviceOrRefusesItWithAReason) {
+    for (const auto& [device, baud, kind, host] :
+         {std::tuple{"sim", 19200, LinkKind::Simulator, ""},
+          {"sim:3", 19200, LinkKind::Simulator, ""},
+          {"tcp://lab-pc.local:4710", 9600, LinkKind::Network, "lab-pc.local"},
+          {"tcp://[::1]:5000", 9600, LinkKind::Network, "[::1]"},
+          {"/dev/ttyUSB0", 19200, LinkKind::Serial, ""},
+          {"tcp://host", 9600, LinkKind::Simulator, nullptr},
+          {"tcp://host:0", 9600, LinkKind::Simulator, nullptr},
+          {"tcp://host:99999", 9600, LinkKind::Simulator, nullptr},
+          {"sim:256", 9600, LinkKind::Simulator, nullptr},
+          {"COM1", 9600, LinkKind::Simulator, nullptr},
+          {"", 9600, LinkKind::Simulator, nullptr}}) {
+        SCOPED_TRACE(device);
+        std::string why;
+        const auto target = ConnectionTarget::Parse(device, baud, &why);
+        ASSERT_EQ(target.has_value(), host != nullptr) << why;
+        if (target) {
+            EXPECT_EQ(target->kind, kind);
+            EXPECT_EQ(target->host, host);
+            EXPECT_EQ(target->Device(), device);
+        } else {
+            EXPECT_FALSE(why.empty());
+        }
     }
     EXPECT_EQ(ConnectionTarget::Parse("tcp://lab-pc.local:4710", 9600)->port, 4710);
     EXPECT_EQ(ConnectionTarget::Parse("/dev/ttyUSB0", 19200)->Describe(),
               "/dev/ttyUSB0 at 19200 baud");
-}
-
-TEST(ConnectionTarget, RefusesWhatNoLinkCouldOpenWithAReason) {
-    for (const char* device : {"tcp://host", "tcp://:80", "tcp://host:0", "tcp://host:99999",
-                               "tcp://host:12ab", "sim:0", "sim:x", "COM1", ""}) {
-        std::string why;
-        EXPECT_FALSE(ConnectionTarget::Parse(device, 9600, &why)) << device;
-        EXPECT_FALSE(why.empty()) << device;
-    }
     std::string why;
     EXPECT_FALSE(ConnectionTarget::Parse("/dev/ttyS0", 1234, &why));
     EXPECT_NE(why.find("1234"), std::string::npos) << why;
@@ -347,31 +336,23 @@ TEST(ConnectionTarget, ListsThePortsPresentInNaturalOrder) {
     EXPECT_TRUE(ListSerialPorts(dev.File("missing")).empty());
 }
 
-TEST(SessionRules, PollPeriodUnitsAndScanListsFollowTheInstrument) {
-    EXPECT_EQ(PollMillisFor(INT_5_SEC), 5000);
+TEST(SessionRules, PollPeriodUnitsScanListsAndFailureTexts) {
     EXPECT_EQ(PollMillisFor(INT_1_MIN), 60000);
-
-    EXPECT_EQ(UnitTextFor(kConvITS90, UNITS_DEGREESC), "\u00B0C");
-    EXPECT_EQ(UnitTextFor(kConvITS90, UNITS_DEGREESF), "\u00B0F");
-    EXPECT_EQ(UnitTextFor(kConvThermocouple, 2), "K");
-    EXPECT_EQ(UnitTextFor(kConvVolts, UNITS_DEGREESC), "mV") << "emf whatever the units";
-    EXPECT_EQ(UnitTextFor(kConvThermocouple, UNITS_RAW_VALUE), "mV");
-    EXPECT_EQ(UnitTextFor(kConvPRTOhms, UNITS_DEGREESC), "\u03A9");
-    EXPECT_EQ(UnitTextFor(kConvITS90, UNITS_RAW_VALUE), "\u03A9");
-
-    EXPECT_EQ(ParseChannelList("1,2"), (std::vector<int16_t>{1, 2}));
+    for (const auto& [conversion, units, text] : {
+             std::tuple<int32_t, int32_t, const char*>{kConvITS90, UNITS_DEGREESC, "\u00B0C"},
+             {kConvITS90, UNITS_DEGREESF, "\u00B0F"},
+             {kConvThermocouple, kUnitsKelvin, "K"},
+             {kConvVolts, UNITS_DEGREESC, "mV"},  // emf whatever the units
+             {kConvThermocouple, UNITS_RAW_VALUE, "mV"},
+             {kConvPRTOhms, UNITS_DEGREESC, "\u03A9"},
+             {kConvITS90, UNITS_RAW_VALUE, "\u03A9"},
+         }) {
+        EXPECT_EQ(UnitTextFor(conversion, units), text) << conversion << " " << units;
+    }
     EXPECT_EQ(ParseChannelList(" 1-3, 5,2"), (std::vector<int16_t>{1, 2, 3, 5}));
     EXPECT_EQ(ParseChannelList("3-1,x,0,,7"), (std::vector<int16_t>{7}));
     EXPECT_TRUE(ParseChannelList("").empty());
     EXPECT_EQ(ParseChannelList("1-32767").size(), 1000u) << "a hostile list stays bounded";
-}
-
-TEST(SessionRules, OnlyLinkFailuresLoseTheSessionAndTheyAreNamedPlainly) {
-    EXPECT_TRUE(IsLinkFailure(comm::kCommTimeout));
-    EXPECT_TRUE(IsLinkFailure(comm::kCommLinkDropped));
-    EXPECT_TRUE(IsLinkFailure(comm::kCommLinkUnavailable));
-    EXPECT_FALSE(IsLinkFailure(comm::kCommMalformedReply));
-    EXPECT_FALSE(IsLinkFailure(comm::kCommInstrumentErrorBase + 5));
 
     Failure f;
     f.during = "reading channel 2";
@@ -381,6 +362,140 @@ TEST(SessionRules, OnlyLinkFailuresLoseTheSessionAndTheyAreNamedPlainly) {
                             std::to_string(comm::kCommTimeout) + ")");
     f.number = comm::kCommMalformedReply;
     EXPECT_NE(f.Text().find("Unable to successfully query measurement."), std::string::npos);
+}
+
+void ReplyToNextReading(const std::string& text) {
+    sim::Fault fault;
+    fault.kind = sim::FaultKind::kReplyText;
+    fault.settingId = SET_TEMPERATURE;
+    fault.replyText = text;
+    test::SimulatedInstrument()->InjectFault(fault);
+}
+
+class LiveSessionTest : public ::testing::Test {
+  protected:
+    void SetUp() override { test::UseFreshSimulator(clock); }
+
+    LiveSession::HostFactory Factory() {
+        return [this](const ConnectionTarget& target) {
+            HostOptions options;
+            options.comm.device = target.Device();
+            options.comm.baud = target.baud;
+            options.comm.timeoutMs = 500;
+            options.console = false;
+            options.registryPath = dir.File("settings.json");
+            return MakeDefaultHost(options);
+        };
+    }
+
+    test::TempDir dir;
+    test::ManualClock clock;
+    LiveSession session{Factory(), clock.AsFunction()};
+    const ConnectionTarget sim = *ConnectionTarget::Parse("sim", 9600);
+};
+
+TEST_F(LiveSessionTest, AnUnreachableDeviceFailsOnceWithTheLinkError) {
+    const auto target =
+        *ConnectionTarget::Parse("tcp://127.0.0.1:" + std::to_string(vesk::test::FreePort()), 9600);
+    const auto started = std::chrono::steady_clock::now();
+    EXPECT_FALSE(session.Connect(target));
+    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(3));
+    EXPECT_EQ(session.State(), LinkState::Disconnected);
+    ASSERT_TRUE(session.LastError().has_value());
+    EXPECT_TRUE(session.LastError()->linkLost) << session.LastError()->Text();
+    EXPECT_EQ(session.LastError()->during, "connecting to " + target.Device());
+    EXPECT_EQ(session.Instrument(), nullptr);
+    EXPECT_TRUE(session.Poll().empty());
+    EXPECT_EQ(session.Target(), target) << "kept for a reconnect";
+}
+
+TEST_F(LiveSessionTest, InstrumentErrorsKeepTheSessionAndASwitchedOffChannelIsDropped) {
+    ASSERT_TRUE(session.Connect(sim));
+    test::InjectFault(sim::FaultKind::kGarbage, 0);
+    auto readings = session.Poll();
+    ASSERT_EQ(readings.size(), 1u);
+    EXPECT_EQ(readings[0].channel, 2);
+    EXPECT_EQ(session.State(), LinkState::Connected);
+    EXPECT_EQ(session.LastError()->during, "reading channel 1");
+    EXPECT_TRUE(session.Channels()[0].live) << "a garbled reply is no reason to stop reading";
+
+    test::InjectFault(sim::FaultKind::kErrorReply, 1,
+                      static_cast<int32_t>(comm::InstrumentError::kNotAvailable));
+    readings = session.Poll();
+    ASSERT_EQ(readings.size(), 1u);
+    EXPECT_EQ(session.LastError()->number,
+              comm::kCommInstrumentErrorBase +
+                  static_cast<int32_t>(comm::InstrumentError::kNotAvailable));
+    EXPECT_FALSE(session.Channels()[1].live);
+    EXPECT_EQ(session.Poll().size(), 1u) << "only channel 1 is asked now";
+
+    session.Live(2, true);
+    EXPECT_EQ(session.Poll().size(), 2u) << "ticked again, read again";
+    session.Live(1, false);
+    const auto only = session.Poll();
+    ASSERT_EQ(only.size(), 1u);
+    EXPECT_EQ(only[0].channel, 2);
+}
+
+TEST_F(LiveSessionTest, OperationsHoldOffTicksRefreshTheSettingsAndRecordFailures) {
+    ASSERT_TRUE(session.Connect(sim));
+    const double celsius = session.Poll()[0].value;
+    std::vector<Reading> inner{{1, 0, 0.0, ""}};
+    uint64_t requests = 0;
+    EXPECT_TRUE(session.Run("attempting to change units", [&](CVesk4710& inst) {
+        inner = session.Poll();
+        EXPECT_FALSE(session.Refresh());
+        EXPECT_FALSE(session.Connect(sim)) << "no second session from inside the first";
+        inst.Units(UNITS_DEGREESF);
+        const bool written = inst.UpdateUnits();
+        requests = test::SimulatedInstrument()->RequestCount();
+        return written;
+    }));
+    EXPECT_TRUE(inner.empty()) << "a timer tick during an operation reads nothing";
+    EXPECT_EQ(session.State(), LinkState::Connected);
+    EXPECT_GT(test::SimulatedInstrument()->RequestCount(), requests) << "settings re-read after";
+    EXPECT_EQ(session.Channels()[0].unit, "\u00B0F");
+    EXPECT_EQ(session.Settings()[0].second, "\u00B0F");
+    const auto readings = session.Poll();
+    ASSERT_EQ(readings.size(), 2u);
+    EXPECT_EQ(readings[0].unit, "\u00B0F");
+    EXPECT_NEAR(readings[0].value, celsius * 9.0 / 5.0 + 32.0, 0.05);
+
+    EXPECT_FALSE(session.Run("attempting to test", [](CVesk4710&) -> bool {
+        throw AutomationError(kErrOverflow, "Overflow", "test");
+    }));
+    EXPECT_EQ(session.State(), LinkState::Connected);
+    EXPECT_EQ(session.LastError()->during, "attempting to test");
+    EXPECT_EQ(session.LastError()->number, kErrOverflow);
+
+    EXPECT_FALSE(session.Run("attempting to test", [](CVesk4710&) -> bool {
+        throw comm::CommError(comm::kCommTimeout, "no reply");
+    }));
+    EXPECT_EQ(session.State(), LinkState::Lost);
+    bool ran = false;
+    EXPECT_FALSE(session.Run("attempting to test", [&](CVesk4710&) { return ran = true; }));
+    EXPECT_FALSE(ran) << "nothing runs on a lost link until it is reconnected";
+}
+
+// A reading keeps the instrument's digits into the recording; a reply that is no number is
+// an error, never a reading of 0.
+TEST_F(LiveSessionTest, ReadingsKeepTheInstrumentsDigitsAndANonNumberIsNoReading) {
+    ASSERT_TRUE(session.Connect(sim));
+    ReplyToNextReading("25.1000");
+    auto readings = session.Poll();
+    ASSERT_EQ(readings.size(), 2u);
+    EXPECT_EQ(readings[0].text, "25.1000");
+    EXPECT_DOUBLE_EQ(readings[0].value, 25.1);
+    std::string row;
+    AppendReadingRow(row, 1, readings[0], session.Channels()[0], "sim", "A47100");
+    EXPECT_NE(row.find(",25.1000,C,"), std::string::npos) << row;
+
+    ReplyToNextReading("OVER");
+    readings = session.Poll();
+    ASSERT_EQ(readings.size(), 1u);
+    EXPECT_EQ(readings[0].channel, 2);
+    EXPECT_EQ(session.LastError()->number, comm::kCommMalformedReply);
+    EXPECT_TRUE(session.Channels()[0].live);
 }
 
 }  // namespace

@@ -53,7 +53,7 @@ std::string HelpHeading() {
 TEST(ScreenshotTest, TheWindowItsStatisticsEveryDialogAndTheHelp) {
     QDir().mkpath(kShots);
     test::ManualClock clock;
-    test::UseFreshSimulator(&clock);
+    test::UseFreshSimulator(clock);
     test::TempDir dir;
     WindowOptions options;
     options.ui = std::make_shared<QtUi>();

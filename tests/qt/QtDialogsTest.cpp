@@ -4,11 +4,9 @@
 #include <QComboBox>
 #include <QDateEdit>
 #include <QLabel>
-#include <QLineEdit>
 #include <QListWidget>
 #include <QProgressBar>
 #include <QTableWidget>
-#include <QTest>
 
 #include "tests/qt/QtTestSupport.h"
 #include "tests/testsupport/RecordingOutputFile.h"
@@ -19,26 +17,25 @@
 namespace vesk::qttest {
 namespace {
 
-using QtSettingsDialogs = QtDialogTest;
-using QtLogDialogs = QtDialogTest;
+using QtDialogs = QtDialogTest;
 
 bool SelectData(const char* combo, int data) {
     auto* box = Child<QComboBox>(combo);
     const int index = box != nullptr ? box->findData(data) : -1;
-    if (index < 0) {
-        return false;
+    if (index >= 0) {
+        box->setCurrentIndex(index);
     }
-    box->setCurrentIndex(index);
-    return true;
+    return index >= 0;
 }
 
 bool Ready(const char* dialog) {
     return Window(dialog) != nullptr && Idle() && VisibleBox() == nullptr;
 }
 
-TEST_F(QtSettingsDialogs, UnitsAndIntervalAreConfirmedAndWrittenWithoutAPasscode) {
-    std::string refusal;
+TEST_F(QtDialogs, SettingsAreConfirmedAndWrittenAndTheCalibrationDateNeedsThePasscode) {
+    std::string tooLong;
     std::string question;
+    std::string wrongPasscode;
     QLineEdit* interval = nullptr;
     driver
         .Then("cancel",
@@ -53,23 +50,18 @@ TEST_F(QtSettingsDialogs, UnitsAndIntervalAreConfirmedAndWrittenWithoutAPasscode
                   }
                   auto* grid = Child<QTableWidget>("vsfgCalParams");
                   EXPECT_EQ(grid->item(0, 1)->text(), "L75_OHMS");
-                  EXPECT_EQ(grid->item(2, 1)->text(), "0") << "reference of the first point";
-                  EXPECT_EQ(grid->item(5, 1)->text(), "-") << "L75_OHMS has two points";
                   EXPECT_FALSE(grid->isEnabled()) << "calibration is protected";
-                  EXPECT_TRUE(Child<QAbstractButton>("cmdUnlock")->isEnabled());
-                  Shot(Window("frm4710Settings"), "frm4710Settings");
                   if (auto* automatic = Child<QCheckBox>("chkAutoInterval");
                       automatic->isChecked()) {
                       automatic->click();
                   }
                   interval = Child<QLineEdit>("txtInterval");
-                  EXPECT_TRUE(interval->isEnabled());
                   interval->clear();
                   QTest::keyClicks(interval, "9x0");
                   EXPECT_EQ(interval->text(), "90") << "letters are not typed";
                   return SelectData("cboUnits", UNITS_DEGREESF) && ClickLater("cmdOKCancelHelp0");
               })
-        .Then("refused", [&] { return Answer(QMessageBox::Ok, &refusal); })
+        .Then("interval refused", [&] { return Answer(QMessageBox::Ok, &tooLong); })
         .Then("fixed",
               [&] {
                   if (!Ready("frm4710Settings")) {
@@ -77,30 +69,10 @@ TEST_F(QtSettingsDialogs, UnitsAndIntervalAreConfirmedAndWrittenWithoutAPasscode
                   }
                   interval->clear();
                   QTest::keyClicks(interval, "30");
-                  return ClickLater("cmdOKCancelHelp0");
+                  return ClickLater("cmdUnlock");
               })
-        .Then("question", [&] { return Answer(QMessageBox::Yes, &question); })
-        .Then("closed", [&] { return Window("frm4710Settings") == nullptr; });
-    driver.Start();
-    EXPECT_FALSE(instrument->Edit()) << "cancelled";
-    ASSERT_TRUE(instrument->QueryUnits());
-    EXPECT_NE(instrument->Units(), UNITS_DEGREESF) << "Cancel writes nothing";
-    EXPECT_TRUE(instrument->Edit());
-    EXPECT_TRUE(driver.Wait());
-    EXPECT_EQ(refusal, "The maximum setting for the sample interval is 60.");
-    EXPECT_EQ(question, "Do you wish to write the changes that have been made to the 4710?");
-    EXPECT_EQ(instrument->Units(), UNITS_DEGREESF);
-    ASSERT_TRUE(instrument->QueryUnits());
-    EXPECT_EQ(instrument->Units(), UNITS_DEGREESF) << "the instrument holds the new units";
-    ASSERT_TRUE(instrument->QueryInterval());
-    EXPECT_EQ(instrument->Interval(), INT_30_SEC);
-}
-
-TEST_F(QtSettingsDialogs, CalibrationDateNeedsThePasscodeAndIsWrittenAfterIt) {
-    std::string refusal;
-    driver.Then("read", [&] { return Ready("frm4710Settings") && ClickLater("cmdUnlock"); })
         .Then("wrong passcode", [&] { return EnterPasscode("9999"); })
-        .Then("refused", [&] { return Answer(QMessageBox::Ok, &refusal); })
+        .Then("passcode refused", [&] { return Answer(QMessageBox::Ok, &wrongPasscode); })
         .Then("right passcode", [&] { return EnterPasscode("1234"); })
         .Then("unlocked",
               [&] {
@@ -112,17 +84,26 @@ TEST_F(QtSettingsDialogs, CalibrationDateNeedsThePasscodeAndIsWrittenAfterIt) {
                   date->setDate(QDate(2024, 3, 7));
                   return ClickLater("cmdOKCancelHelp0");
               })
-        .Then("question", [&] { return Answer(QMessageBox::Yes); })
+        .Then("question", [&] { return Answer(QMessageBox::Yes, &question); })
         .Then("closed", [&] { return Window("frm4710Settings") == nullptr; });
     driver.Start();
+    EXPECT_FALSE(instrument->Edit()) << "cancelled";
+    ASSERT_TRUE(instrument->QueryUnits());
+    EXPECT_NE(instrument->Units(), UNITS_DEGREESF) << "Cancel writes nothing";
     EXPECT_TRUE(instrument->Edit());
     EXPECT_TRUE(driver.Wait());
-    EXPECT_EQ(refusal, "The passcode entered is incorrect.");
+    EXPECT_EQ(tooLong, "The maximum setting for the sample interval is 60.");
+    EXPECT_EQ(wrongPasscode, "The passcode entered is incorrect.");
+    EXPECT_EQ(question, "Do you wish to write the changes that have been made to the 4710?");
+    ASSERT_TRUE(instrument->QueryUnits());
+    EXPECT_EQ(instrument->Units(), UNITS_DEGREESF) << "the instrument holds the new units";
+    ASSERT_TRUE(instrument->QueryInterval());
+    EXPECT_EQ(instrument->Interval(), INT_30_SEC);
     ASSERT_TRUE(instrument->QueryCalibrationDate());
     EXPECT_EQ(instrument->CalDate().IsoDate(), "2024-03-07");
 }
 
-TEST_F(QtSettingsDialogs, ChannelResolutionIsWrittenAndReadBack) {
+TEST_F(QtDialogs, ChannelResolutionIsWrittenAndReadBack) {
     ASSERT_TRUE(instrument->QueryInfo());
     auto channel = instrument->GetChannelReference(1);
     ASSERT_NE(channel, nullptr);
@@ -136,10 +117,8 @@ TEST_F(QtSettingsDialogs, ChannelResolutionIsWrittenAndReadBack) {
                   EXPECT_EQ(Window("frm4710Channel")->windowTitle(), "Channel 1 Settings");
                   EXPECT_EQ(Child<QLineEdit>("txtProbeSerial")->text(), "S1001");
                   EXPECT_EQ(Child<QComboBox>("cboConversionType")->currentText(), "ITS-90");
-                  auto* grid = Child<QTableWidget>("vsfgCoefficients");
-                  EXPECT_EQ(grid->item(1, 0)->text(), "RTPW");
-                  EXPECT_FALSE(grid->isEnabled()) << "conversion is protected";
-                  Shot(Window("frm4710Channel"), "frm4710Channel");
+                  EXPECT_FALSE(Child<QTableWidget>("vsfgCoefficients")->isEnabled())
+                      << "conversion is protected";
                   return SelectData("cboResolution", 2) && ClickLater("cmdOKCancelHelp0");
               })
         .Then("question", [&] { return Answer(QMessageBox::Yes, &question); })
@@ -152,11 +131,7 @@ TEST_F(QtSettingsDialogs, ChannelResolutionIsWrittenAndReadBack) {
     EXPECT_FALSE(channel->Changed());
 }
 
-std::string Percent(const char* whole) {
-    return std::string(whole) + LocaleDecimalSeparator() + "00";
-}
-
-TEST_F(QtLogDialogs, LogStatusShowsTheFillAndClearsTheDemandLog) {
+TEST_F(QtDialogs, LogStatusShowsTheFillAndClearsTheDemandLog) {
     std::string before;
     std::string after;
     driver
@@ -167,9 +142,7 @@ TEST_F(QtLogDialogs, LogStatusShowsTheFillAndClearsTheDemandLog) {
                       return false;
                   }
                   before = label->text().toStdString();
-                  EXPECT_EQ(Window("frm4710LogStatus")->windowTitle(), "4710 Log Status");
                   EXPECT_GT(Child<QProgressBar>("pbarDemandLog")->value(), 0);
-                  Shot(Window("frm4710LogStatus"), "frm4710LogStatus");
                   return ClickLater("cmdDemandLogClear");
               })
         .Then("cleared",
@@ -181,13 +154,14 @@ TEST_F(QtLogDialogs, LogStatusShowsTheFillAndClearsTheDemandLog) {
     driver.Start();
     EXPECT_TRUE(instrument->ViewLogStatus());
     EXPECT_TRUE(driver.Wait());
-    EXPECT_EQ(before, "Demand log: " + Percent("30") + "% full");
-    EXPECT_EQ(after, "Demand log: " + Percent("0") + "% full");
+    const std::string zeros = LocaleDecimalSeparator() + "00% full";
+    EXPECT_EQ(before, "Demand log: 30" + zeros);
+    EXPECT_EQ(after, "Demand log: 0" + zeros);
     ASSERT_TRUE(instrument->QueryDemandLogStatus());
     EXPECT_EQ(instrument->DemandLogCount(), 0);
 }
 
-TEST_F(QtLogDialogs, LabelIsTypedUnderTheKeyRulesAndWritten) {
+TEST_F(QtDialogs, LabelIsTypedUnderTheKeyRulesAndWritten) {
     std::string shown;
     driver
         .Then("label read",
@@ -197,7 +171,6 @@ TEST_F(QtLogDialogs, LabelIsTypedUnderTheKeyRulesAndWritten) {
                       return false;
                   }
                   shown = edit->text().toStdString();
-                  Shot(Window("frm4710Labels"), "frm4710Labels");
                   edit->selectAll();
                   QTest::keyClicks(edit, "bath-1.x");
                   QTest::keyClick(edit, Qt::Key_Return);
@@ -215,7 +188,7 @@ TEST_F(QtLogDialogs, LabelIsTypedUnderTheKeyRulesAndWritten) {
     EXPECT_EQ(label, "BATH1X");
 }
 
-TEST_F(QtLogDialogs, DownloadWritesTheFilesAndListsThem) {
+TEST_F(QtDialogs, DownloadWritesTheFilesAndListsThem) {
     const std::string folder = (dir / "downloads").string();
     std::filesystem::create_directories(folder);
     std::vector<std::string> listed;
@@ -228,7 +201,6 @@ TEST_F(QtLogDialogs, DownloadWritesTheFilesAndListsThem) {
                   }
                   edit->setText(QString::fromStdString(folder));
                   Child<QAbstractButton>("optFiles1")->click();
-                  Shot(Window("frm4710Download"), "frm4710Download");
                   return ClickLater("cmdOKCancelHelp0");
               })
         .Then("files listed",
@@ -238,14 +210,11 @@ TEST_F(QtLogDialogs, DownloadWritesTheFilesAndListsThem) {
                       return Answer(QMessageBox::Ok);
                   }
                   auto* list = Child<QListWidget>("lstFiles");
-                  if (list == nullptr || list->count() == 0) {
-                      return false;
-                  }
-                  for (int i = 0; i < list->count(); ++i) {
+                  listed.clear();
+                  for (int i = 0; list != nullptr && i < list->count(); ++i) {
                       listed.push_back(list->item(i)->text().toStdString());
                   }
-                  Shot(Window("frmShowFiles"), "frmShowFiles");
-                  return ClickLater("cmdOK");
+                  return !listed.empty() && ClickLater("cmdOK");
               })
         .Then("closed", [&] { return Window("frm4710Download") == nullptr; });
     driver.Start();
@@ -260,16 +229,10 @@ TEST_F(QtLogDialogs, DownloadWritesTheFilesAndListsThem) {
     EXPECT_EQ(host->CreateRegistry()->ReadValue("DownloadFolder", 0, kHKeyCurrentUser, ""), folder);
 }
 
-TEST_F(QtLogDialogs, DoubleClickingADownloadedFileViewsOrPrintsIt) {
+TEST_F(QtDialogs, DoubleClickingADownloadedFileViewsOrPrintsIt) {
     auto first = std::make_shared<test::RecordingOutputFile>("/data/4710", "DEMAND.txt");
     auto second = std::make_shared<test::RecordingOutputFile>("/data/4710", "BATH_A.txt");
     second->SetRegistry(host->CreateRegistry());
-    auto doubleClick = [](int row) {
-        auto* list = Child<QListWidget>("lstFiles");
-        QListWidgetItem* item = list->item(row);
-        list->setCurrentItem(item);
-        emit list->itemDoubleClicked(item);
-    };
     driver
         .Then("listed",
               [&] {
@@ -278,9 +241,11 @@ TEST_F(QtLogDialogs, DoubleClickingADownloadedFileViewsOrPrintsIt) {
                       return false;
                   }
                   EXPECT_EQ(list->item(1)->text(), "/data/4710/BATH_A.txt");
-                  doubleClick(1);
-                  Child<QCheckBox>("chkPrint")->setChecked(true);
-                  doubleClick(0);
+                  for (const int row : {1, 0}) {
+                      list->setCurrentRow(row);
+                      emit list->itemDoubleClicked(list->item(row));
+                      Child<QCheckBox>("chkPrint")->setChecked(true);
+                  }
                   return ClickLater("cmdOK");
               })
         .Then("closed", [&] { return Window("frmShowFiles") == nullptr; });
