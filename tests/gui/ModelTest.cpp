@@ -20,18 +20,6 @@ namespace {
 constexpr Millis kSecond = 1000;
 constexpr Millis kMinute = 60 * kSecond;
 
-Millis LocalTime(int year, int month, int day, int hour, int minute, int second, int millis) {
-    std::tm tm{};
-    tm.tm_year = year - 1900;
-    tm.tm_mon = month - 1;
-    tm.tm_mday = day;
-    tm.tm_hour = hour;
-    tm.tm_min = minute;
-    tm.tm_sec = second;
-    tm.tm_isdst = -1;
-    return static_cast<Millis>(std::mktime(&tm)) * 1000 + millis;
-}
-
 std::vector<std::string> Lines(const std::string& text) {
     std::vector<std::string> out;
     std::istringstream in(text);
@@ -69,7 +57,14 @@ TEST(ReadingBuffer, ExportWritesTheOneLayoutInTimeOrderWithPeriodDecimalsInAnyLo
     GermanLocale german;
     test::TempDir dir;
     ReadingBuffer buffer;
-    const Millis t0 = LocalTime(2024, 3, 7, 12, 34, 56, 789);
+    std::tm local{.tm_sec = 56,
+                  .tm_min = 34,
+                  .tm_hour = 12,
+                  .tm_mday = 7,
+                  .tm_mon = 2,
+                  .tm_year = 124,
+                  .tm_isdst = -1};
+    const Millis t0 = static_cast<Millis>(std::mktime(&local)) * 1000 + 789;
     ASSERT_TRUE(buffer.Add(2, t0, 149.5, "\u00B0C"));
     ASSERT_TRUE(buffer.Add(1, t0, 25.0123, "\u00B0C"));
     ASSERT_TRUE(buffer.Add(1, t0 + 1001, -0.5, "\u00B0C"));
@@ -166,67 +161,51 @@ TEST(ReadingBuffer, ExportReplacesTheFileWholeOrReportsWhyNot) {
     EXPECT_EQ(buffer.Count(), 1u) << "a failed export loses no reading";
 }
 
-TEST(TimeWindow, FollowsTheNewestReadingsAndStretchesAYoungSession) {
-    TimeWindow window(10 * kMinute);
-    const Millis now = 1'700'000'000'000;
-    TimeRange r = window.Visible(now, now - 30 * kMinute);
-    EXPECT_EQ(r.to, now);
-    EXPECT_EQ(r.Span(), 10 * kMinute);
-
-    r = window.Visible(now, now - 2 * kMinute);
-    EXPECT_EQ(r.from, now - 2 * kMinute) << "two minutes of data fill the width";
-    r = window.Visible(now, now - kSecond);
-    EXPECT_EQ(r.Span(), TimeWindow::kMinSpan) << "never narrower than the minimum";
-    r = window.Visible(now, std::nullopt);
-    EXPECT_EQ(r.Span(), 10 * kMinute);
-}
-
-TEST(TimeWindow, PanningHoldsTheViewUntilItReachesNowAgain) {
+// The chart follows the newest readings and stretches a young session; panning holds the view
+// until it reaches now again; zooming keeps the live right edge or the time under the mouse.
+TEST(TimeWindow, FollowsPansAndZoomsWithinItsBounds) {
     TimeWindow window(10 * kMinute);
     Millis now = 1'700'000'000'000;
-    const Millis first = now - kMinute * 60;
+    EXPECT_EQ(window.Visible(now, now - 30 * kMinute).to, now);
+    EXPECT_EQ(window.Visible(now, now - 30 * kMinute).Span(), 10 * kMinute);
+    EXPECT_EQ(window.Visible(now, now - 2 * kMinute).from, now - 2 * kMinute);
+    EXPECT_EQ(window.Visible(now, now - kSecond).Span(), TimeWindow::kMinSpan);
+    EXPECT_EQ(window.Visible(now, std::nullopt).Span(), 10 * kMinute);
+
+    const Millis first = now - 24 * 3600 * kSecond;
     window.Pan(-5 * kMinute, now, first);
     EXPECT_FALSE(window.Following());
     const TimeRange held = window.Visible(now, first);
     EXPECT_EQ(held.to, now - 5 * kMinute);
     now += 2 * kMinute;
     EXPECT_EQ(window.Visible(now, first).to, held.to) << "a held view does not creep";
-
     window.Pan(3 * kMinute, now, first);
     EXPECT_FALSE(window.Following()) << "still a minute short of now";
     window.Pan(5 * kMinute, now, first);
     EXPECT_TRUE(window.Following());
     EXPECT_EQ(window.Visible(now, first).to, now);
-}
 
-TEST(TimeWindow, ZoomKeepsTheRightEdgeLiveOrTheAnchorInPlaceAndIsBounded) {
-    TimeWindow window(10 * kMinute);
-    const Millis now = 1'700'000'000'000;
-    const Millis first = now - 24 * 3600 * kSecond;
     window.Zoom(0.5, now - 8 * kMinute, now, first);
     EXPECT_TRUE(window.Following());
     EXPECT_EQ(window.Visible(now, first).Span(), 5 * kMinute);
     EXPECT_EQ(window.Visible(now, first).to, now);
-
     window.Pan(-20 * kMinute, now, first);
     const TimeRange before = window.Visible(now, first);
     const Millis anchor = before.from + before.Span() / 4;
     window.Zoom(2.0, anchor, now, first);
     const TimeRange after = window.Visible(now, first);
     EXPECT_EQ(after.Span(), 10 * kMinute);
-    EXPECT_EQ(after.from + after.Span() / 4, anchor) << "the time under the mouse stays put";
-
-    for (int i = 0; i < 50; ++i) {
-        window.Zoom(0.5, anchor, now, first);
+    EXPECT_EQ(after.from + after.Span() / 4, anchor);
+    for (const auto& [factor, bound] :
+         {std::pair{0.5, TimeWindow::kMinSpan},
+          {4.0, TimeWindow::kMaxSpan},
+          {0.0, TimeWindow::kMaxSpan},
+          {std::numeric_limits<double>::quiet_NaN(), TimeWindow::kMaxSpan}}) {
+        for (int i = 0; i < 50; ++i) {
+            window.Zoom(factor, anchor, now, first);
+        }
+        EXPECT_EQ(window.Span(), bound) << factor << ": bounded, and nonsense changes nothing";
     }
-    EXPECT_EQ(window.Span(), TimeWindow::kMinSpan);
-    for (int i = 0; i < 50; ++i) {
-        window.Zoom(4.0, anchor, now, first);
-    }
-    EXPECT_EQ(window.Span(), TimeWindow::kMaxSpan);
-    window.Zoom(0.0, anchor, now, first);
-    window.Zoom(std::numeric_limits<double>::quiet_NaN(), anchor, now, first);
-    EXPECT_EQ(window.Span(), TimeWindow::kMaxSpan) << "nonsense factors change nothing";
 }
 
 TEST(ChartScale, ValueTicksAreRoundAndTheAxisEndsOnThem) {
@@ -283,21 +262,22 @@ TEST(ChartScale, TimeTicksFallOnRoundLocalTimes) {
 
 // A device is read into its kind and given back as typed, or refused with a reason.
 TEST(ConnectionTarget, ReadsEveryKindOfDeviceOrRefusesItWithAReason) {
-    for (const auto& [device, baud, kind, host] :
-         {std::tuple{"sim", 19200, LinkKind::Simulator, ""},
-          {"sim:3", 19200, LinkKind::Simulator, ""},
-          {"tcp://lab-pc.local:4710", 9600, LinkKind::Network, "lab-pc.local"},
-          {"tcp://[::1]:5000", 9600, LinkKind::Network, "[::1]"},
-          {"/dev/ttyUSB0", 19200, LinkKind::Serial, ""},
-          {"tcp://host", 9600, LinkKind::Simulator, nullptr},
-          {"tcp://host:0", 9600, LinkKind::Simulator, nullptr},
-          {"tcp://host:99999", 9600, LinkKind::Simulator, nullptr},
-          {"sim:256", 9600, LinkKind::Simulator, nullptr},
-          {"COM1", 9600, LinkKind::Simulator, nullptr},
-          {"", 9600, LinkKind::Simulator, nullptr}}) {
+    // A null host marks a refusal.
+    for (const auto& [device, kind, host] :
+         {std::tuple{"sim", LinkKind::Simulator, ""},
+          {"sim:3", LinkKind::Simulator, ""},
+          {"tcp://lab-pc.local:4710", LinkKind::Network, "lab-pc.local"},
+          {"tcp://[::1]:5000", LinkKind::Network, "[::1]"},
+          {"/dev/ttyUSB0", LinkKind::Serial, ""},
+          {"tcp://host", LinkKind::Network, nullptr},
+          {"tcp://host:0", LinkKind::Network, nullptr},
+          {"tcp://host:99999", LinkKind::Network, nullptr},
+          {"sim:256", LinkKind::Simulator, nullptr},
+          {"COM1", LinkKind::Serial, nullptr},
+          {"", LinkKind::Serial, nullptr}}) {
         SCOPED_TRACE(device);
         std::string why;
-        const auto target = ConnectionTarget::Parse(device, baud, &why);
+        const auto target = ConnectionTarget::Parse(device, 19200, &why);
         ASSERT_EQ(target.has_value(), host != nullptr) << why;
         if (target) {
             EXPECT_EQ(target->kind, kind);
@@ -409,10 +389,28 @@ TEST_F(LiveSessionTest, AnUnreachableDeviceFailsOnceWithTheLinkError) {
     EXPECT_EQ(session.Target(), target) << "kept for a reconnect";
 }
 
+// A reading keeps the instrument's digits into the recording; a reply that is no number is an
+// error, never a reading of 0; instrument errors keep the session.
 TEST_F(LiveSessionTest, InstrumentErrorsKeepTheSessionAndASwitchedOffChannelIsDropped) {
     ASSERT_TRUE(session.Connect(sim));
-    test::InjectFault(sim::FaultKind::kGarbage, 0);
+    ReplyToNextReading("25.1000");
     auto readings = session.Poll();
+    ASSERT_EQ(readings.size(), 2u);
+    EXPECT_EQ(readings[0].text, "25.1000");
+    EXPECT_DOUBLE_EQ(readings[0].value, 25.1);
+    std::string row;
+    AppendReadingRow(row, 1, readings[0], session.Channels()[0], "sim", "A47100");
+    EXPECT_NE(row.find(",25.1000,C,"), std::string::npos) << row;
+
+    ReplyToNextReading("OVER");
+    readings = session.Poll();
+    ASSERT_EQ(readings.size(), 1u);
+    EXPECT_EQ(readings[0].channel, 2);
+    EXPECT_EQ(session.LastError()->number, comm::kCommMalformedReply);
+    EXPECT_TRUE(session.Channels()[0].live);
+
+    test::InjectFault(sim::FaultKind::kGarbage, 0);
+    readings = session.Poll();
     ASSERT_EQ(readings.size(), 1u);
     EXPECT_EQ(readings[0].channel, 2);
     EXPECT_EQ(session.State(), LinkState::Connected);
@@ -432,9 +430,9 @@ TEST_F(LiveSessionTest, InstrumentErrorsKeepTheSessionAndASwitchedOffChannelIsDr
     session.Live(2, true);
     EXPECT_EQ(session.Poll().size(), 2u) << "ticked again, read again";
     session.Live(1, false);
-    const auto only = session.Poll();
-    ASSERT_EQ(only.size(), 1u);
-    EXPECT_EQ(only[0].channel, 2);
+    readings = session.Poll();
+    ASSERT_EQ(readings.size(), 1u);
+    EXPECT_EQ(readings[0].channel, 2);
 }
 
 TEST_F(LiveSessionTest, OperationsHoldOffTicksRefreshTheSettingsAndRecordFailures) {
@@ -475,27 +473,6 @@ TEST_F(LiveSessionTest, OperationsHoldOffTicksRefreshTheSettingsAndRecordFailure
     bool ran = false;
     EXPECT_FALSE(session.Run("attempting to test", [&](CVesk4710&) { return ran = true; }));
     EXPECT_FALSE(ran) << "nothing runs on a lost link until it is reconnected";
-}
-
-// A reading keeps the instrument's digits into the recording; a reply that is no number is
-// an error, never a reading of 0.
-TEST_F(LiveSessionTest, ReadingsKeepTheInstrumentsDigitsAndANonNumberIsNoReading) {
-    ASSERT_TRUE(session.Connect(sim));
-    ReplyToNextReading("25.1000");
-    auto readings = session.Poll();
-    ASSERT_EQ(readings.size(), 2u);
-    EXPECT_EQ(readings[0].text, "25.1000");
-    EXPECT_DOUBLE_EQ(readings[0].value, 25.1);
-    std::string row;
-    AppendReadingRow(row, 1, readings[0], session.Channels()[0], "sim", "A47100");
-    EXPECT_NE(row.find(",25.1000,C,"), std::string::npos) << row;
-
-    ReplyToNextReading("OVER");
-    readings = session.Poll();
-    ASSERT_EQ(readings.size(), 1u);
-    EXPECT_EQ(readings[0].channel, 2);
-    EXPECT_EQ(session.LastError()->number, comm::kCommMalformedReply);
-    EXPECT_TRUE(session.Channels()[0].live);
 }
 
 }  // namespace
