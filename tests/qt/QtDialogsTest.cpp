@@ -1,17 +1,7 @@
 // The settings, channel and logging dialogs, each opened against the simulator and clicked
 // through.
-#include <QCheckBox>
-#include <QComboBox>
-#include <QDateEdit>
-#include <QLabel>
-#include <QListWidget>
-#include <QProgressBar>
-#include <QTableWidget>
-
 #include "tests/qt/QtTestSupport.h"
-#include "tests/testsupport/RecordingOutputFile.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
-#include "vesk4710/dialogs/ShowFilesDialog.h"
 #include "vesk4710/support/NumberText.h"
 
 namespace vesk::qttest {
@@ -131,9 +121,10 @@ TEST_F(QtDialogs, ChannelResolutionIsWrittenAndReadBack) {
     EXPECT_FALSE(channel->Changed());
 }
 
-TEST_F(QtDialogs, LogStatusShowsTheFillAndClearsTheDemandLog) {
+TEST_F(QtDialogs, LogStatusClearsTheDemandLogAndTheLabelIsTypedUnderTheKeyRules) {
     std::string before;
     std::string after;
+    std::string shown;
     driver
         .Then("status read",
               [&] {
@@ -148,22 +139,8 @@ TEST_F(QtDialogs, LogStatusShowsTheFillAndClearsTheDemandLog) {
         .Then("cleared",
               [&] {
                   after = Child<QLabel>("lblDemandLog")->text().toStdString();
-                  return after != before;
+                  return after != before && ClickLater("cmdOKCancelHelp0");
               })
-        .Then("close", [&] { return ClickLater("cmdOKCancelHelp0"); });
-    driver.Start();
-    EXPECT_TRUE(instrument->ViewLogStatus());
-    EXPECT_TRUE(driver.Wait());
-    const std::string zeros = LocaleDecimalSeparator() + "00% full";
-    EXPECT_EQ(before, "Demand log: 30" + zeros);
-    EXPECT_EQ(after, "Demand log: 0" + zeros);
-    ASSERT_TRUE(instrument->QueryDemandLogStatus());
-    EXPECT_EQ(instrument->DemandLogCount(), 0);
-}
-
-TEST_F(QtDialogs, LabelIsTypedUnderTheKeyRulesAndWritten) {
-    std::string shown;
-    driver
         .Then("label read",
               [&] {
                   auto* edit = Child<QLineEdit>("txtLabelName");
@@ -180,8 +157,14 @@ TEST_F(QtDialogs, LabelIsTypedUnderTheKeyRulesAndWritten) {
               })
         .Then("closed", [&] { return Window("frm4710Labels") == nullptr; });
     driver.Start();
+    EXPECT_TRUE(instrument->ViewLogStatus());
     EXPECT_TRUE(instrument->EditLogLabels());
     EXPECT_TRUE(driver.Wait());
+    const std::string zeros = LocaleDecimalSeparator() + "00% full";
+    EXPECT_EQ(before, "Demand log: 30" + zeros);
+    EXPECT_EQ(after, "Demand log: 0" + zeros);
+    ASSERT_TRUE(instrument->QueryDemandLogStatus());
+    EXPECT_EQ(instrument->DemandLogCount(), 0);
     EXPECT_EQ(shown, "DEMAND");
     std::string label;
     ASSERT_TRUE(instrument->QueryLoggingLabel(label));
@@ -227,34 +210,6 @@ TEST_F(QtDialogs, DownloadWritesTheFilesAndListsThem) {
         EXPECT_TRUE(std::filesystem::exists(path)) << path;
     }
     EXPECT_EQ(host->CreateRegistry()->ReadValue("DownloadFolder", 0, kHKeyCurrentUser, ""), folder);
-}
-
-TEST_F(QtDialogs, DoubleClickingADownloadedFileViewsOrPrintsIt) {
-    auto first = std::make_shared<test::RecordingOutputFile>("/data/4710", "DEMAND.txt");
-    auto second = std::make_shared<test::RecordingOutputFile>("/data/4710", "BATH_A.txt");
-    second->SetRegistry(host->CreateRegistry());
-    driver
-        .Then("listed",
-              [&] {
-                  auto* list = Child<QListWidget>("lstFiles");
-                  if (list == nullptr || list->count() != 2) {
-                      return false;
-                  }
-                  EXPECT_EQ(list->item(1)->text(), "/data/4710/BATH_A.txt");
-                  for (const int row : {1, 0}) {
-                      list->setCurrentRow(row);
-                      emit list->itemDoubleClicked(list->item(row));
-                      Child<QCheckBox>("chkPrint")->setChecked(true);
-                  }
-                  return ClickLater("cmdOK");
-              })
-        .Then("closed", [&] { return Window("frmShowFiles") == nullptr; });
-    driver.Start();
-    ShowFilesDialog dialog(*host);
-    dialog.SetFiles({first, second});
-    EXPECT_TRUE(ui->ShowModal(dialog, nullptr));
-    EXPECT_EQ(second->calls, (std::vector<std::string>{"View true"}));
-    EXPECT_EQ(first->calls, (std::vector<std::string>{"Print true"}));
 }
 
 }  // namespace

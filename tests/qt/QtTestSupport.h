@@ -2,14 +2,8 @@
 // Qt dialogs on the offscreen platform against the embedded simulator: a host with the Qt
 // services, and a driver that clicks through modal dialogs from the event loop while the
 // library call that opened them waits.
-#include <QAbstractButton>
-#include <QDialog>
-#include <QElapsedTimer>
-#include <QLineEdit>
-#include <QMessageBox>
-#include <QTemporaryDir>
 #include <QTest>
-#include <QTimer>
+#include <QtWidgets>
 #include <deque>
 #include <filesystem>
 #include <functional>

