@@ -61,6 +61,20 @@ TEST_F(QtDialogs, SettingsAreConfirmedAndWrittenAndTheCalibrationDateNeedsThePas
                   QTest::keyClicks(interval, "30");
                   return ClickLater("cmdUnlock");
               })
+        .Then("prompt cancelled",
+              [&] {
+                  QWidget* prompt = Window("passcodePrompt");
+                  return prompt != nullptr &&
+                         QMetaObject::invokeMethod(prompt, "reject", Qt::QueuedConnection);
+              })
+        .Then("still locked",
+              [&] {
+                  if (!Ready("frm4710Settings")) {
+                      return false;
+                  }
+                  EXPECT_FALSE(Child<QDateEdit>("dtpCalDate")->isEnabled());
+                  return ClickLater("cmdUnlock");
+              })
         .Then("wrong passcode", [&] { return EnterPasscode("9999"); })
         .Then("passcode refused", [&] { return Answer(QMessageBox::Ok, &wrongPasscode); })
         .Then("right passcode", [&] { return EnterPasscode("1234"); })

@@ -73,13 +73,14 @@ inline bool Answer(QMessageBox::StandardButton which, std::string* text = nullpt
     return ClickLater(box->button(which));
 }
 
-// Types text into the visible passcode prompt and accepts it.
+// Types text into the visible passcode prompt, which hides it, and accepts it.
 inline bool EnterPasscode(const char* text) {
     QWidget* prompt = Window("passcodePrompt");
     auto* edit = prompt != nullptr ? prompt->findChild<QLineEdit*>() : nullptr;
     if (edit == nullptr) {
         return false;
     }
+    EXPECT_EQ(edit->echoMode(), QLineEdit::Password);
     QTest::keyClicks(edit, text);
     return QMetaObject::invokeMethod(prompt, "accept", Qt::QueuedConnection);
 }

@@ -1,5 +1,4 @@
-// The Qt services themselves: message boxes, help, waiting, the passcode prompt and the
-// progress display.
+// The Qt services themselves: message boxes, help, waiting and the progress display.
 #include "tests/qt/QtTestSupport.h"
 #include "ui/qt/QtProgress.h"
 #include "vesk4710/platform/IProgress.h"
@@ -70,30 +69,6 @@ TEST_F(QtServices, WaitingLastsUntilTheDeadlineUnderTheWaitCursor) {
     ui.MousePointer(kPointerDefault);
     EXPECT_EQ(QApplication::overrideCursor(), nullptr) << "one restore undoes repeated waits";
     EXPECT_EQ(ui.MousePointer(), kPointerDefault);
-}
-
-TEST_F(QtServices, PasscodePromptHidesTheTextAndReportsTheChoice) {
-    driver
-        .Then("type",
-              [&] {
-                  QWidget* prompt = Window("passcodePrompt");
-                  auto* edit = prompt != nullptr ? prompt->findChild<QLineEdit*>() : nullptr;
-                  if (edit == nullptr) {
-                      return false;
-                  }
-                  EXPECT_EQ(edit->echoMode(), QLineEdit::Password);
-                  return EnterPasscode("1234");
-              })
-        .Then("cancel", [&] {
-            auto* prompt = Window("passcodePrompt");
-            return prompt != nullptr &&
-                   QMetaObject::invokeMethod(prompt, "reject", Qt::QueuedConnection);
-        });
-    driver.Start();
-    const PasscodeEntry entered = ui.PromptPasscode(nullptr);
-    EXPECT_TRUE(entered.confirmed);
-    EXPECT_EQ(entered.text, "1234");
-    EXPECT_FALSE(ui.PromptPasscode(nullptr).confirmed);
 }
 
 TEST_F(QtServices, ProgressShowsStatusAndAnswersTheCancel) {
