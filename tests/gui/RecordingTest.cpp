@@ -65,7 +65,6 @@ TEST(RecordingTest, AKilledAppLeavesEveryReadingItTookInTheFile) {
     }
     app.kill();
     ASSERT_TRUE(app.waitForFinished());
-    EXPECT_EQ(app.exitStatus(), QProcess::CrashExit);
 
     const std::string text = test::Slurp(csv);
     EXPECT_TRUE(text.ends_with('\n')) << "no row is cut short";
