@@ -1,21 +1,14 @@
 #pragma once
-// What the application's tests share: one QApplication on the offscreen platform, a fresh
-// in-memory simulator per test with a clock the test moves, and a closer for modal windows.
-#include <gtest/gtest.h>
-
-#include <QTemporaryDir>
-#include <QTimer>
+// A fresh in-memory simulator per test with a clock the test moves, and a modal-window closer.
+#include <QtWidgets>
 #include <atomic>
-#include <chrono>
-#include <filesystem>
-#include <functional>
-#include <memory>
-#include <string>
-#include <vector>
+#include <fstream>
 
 #include "apps/vesk4710-gui/model/LiveSession.h"
-#include "apps/vesk4710-gui/model/ReadingBuffer.h"
+#include "host/DefaultHost.h"
+#include "simulator/EmbeddedLink.h"
 #include "simulator/Instrument.h"
+#include "tests/qt/QtTestApplication.h"
 
 namespace vesk::gui::test {
 
@@ -38,18 +31,52 @@ class ManualClock {
         std::make_shared<std::atomic<Millis>>(SystemMillis());
 };
 
-// Registers the simulator afresh (state in memory, reset from its data at first use).
-void UseFreshSimulator(const ManualClock* clock = nullptr);
-// The simulated instrument behind "sim" once a session has opened it.
-std::shared_ptr<sim::Instrument> SimulatedInstrument();
+inline sim::SimOptions InMemory() {
+    sim::SimOptions options;
+    options.persist = false;
+    return options;
+}
+
+// Registers the simulator afresh, reset from its data at first use.
+inline void UseFreshSimulator(const ManualClock& clock) {
+    // The first default host registers the stock simulator over any earlier registration;
+    // have that happen before ours.
+    static const bool hostReady = [] {
+        HostOptions quiet;
+        quiet.console = false;
+        quiet.registryPath =
+            (std::filesystem::temp_directory_path() / "vesk-gui-unused.json").string();
+        return MakeDefaultHost(quiet) != nullptr;
+    }();
+    (void)hostReady;
+    // An instrument keeps the clock it was made with: forget the last test's.
+    sim::Instrument::ReleaseAll();
+    sim::SimOptions options = InMemory();
+    options.reset = true;
+    options.clock = clock.AsWallClock();
+    sim::RegisterEmbeddedLink(options);
+}
+
+inline std::shared_ptr<sim::Instrument> SimulatedInstrument() {
+    return sim::Instrument::ForPort(InMemory());
+}
+
 // A fault at the next request after skip others; each reading is one request, and later ones
 // of a round follow in channel order.
-void InjectFault(sim::FaultKind kind, int32_t skip, int32_t errorCode = 5);
+inline void InjectFault(sim::FaultKind kind, int32_t skip, int32_t errorCode = 5) {
+    auto inst = SimulatedInstrument();
+    sim::Fault fault;
+    fault.kind = kind;
+    fault.atRequest = inst->RequestCount() + 1 + static_cast<uint64_t>(skip);
+    fault.errorCode = errorCode;
+    inst->InjectFault(fault);
+}
 
-// The whole of a text file; empty when there is none.
-std::string Slurp(const std::string& path);
+inline std::string Slurp(const std::string& path) {
+    std::ifstream in(path);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
 
-// A folder of its own per test, removed afterwards.
 class TempDir {
   public:
     std::filesystem::path Path() const { return dir_.path().toStdString(); }
@@ -59,17 +86,36 @@ class TempDir {
     QTemporaryDir dir_;
 };
 
-// Closes whatever modal window comes up (Escape's way: reject) and remembers its object name;
-// settled, when given, sees each window first.
+// Closes each modal window once it has settled (seen on two ticks, with no wait cursor), the
+// way Escape does, and remembers its object name; settled, when given, sees it first.
 class ModalCloser : public QObject {
   public:
-    explicit ModalCloser(std::function<void(QWidget*)> settled = {});
+    explicit ModalCloser(std::function<void(QWidget*)> settled = {}) {
+        connect(&timer_, &QTimer::timeout, this, [this, settled] {
+            QWidget* modal = QApplication::activeModalWidget();
+            if (modal == nullptr || !modal->isVisible() || modal != seen_ ||
+                QApplication::overrideCursor() != nullptr) {
+                seen_ = modal;
+                return;
+            }
+            seen_ = nullptr;
+            closed.push_back(modal->objectName().toStdString());
+            if (settled) {
+                settled(modal);
+            }
+            if (auto* dialog = qobject_cast<QDialog*>(modal)) {
+                dialog->reject();
+            } else {
+                modal->close();
+            }
+        });
+        timer_.start(50);
+    }
     std::vector<std::string> closed;
 
   private:
     QTimer timer_;
     QWidget* seen_ = nullptr;
-    std::function<void(QWidget*)> settled_;
 };
 
 }  // namespace vesk::gui::test

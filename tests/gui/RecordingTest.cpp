@@ -1,10 +1,6 @@
 // "Record to file" as a crash meets it: the program is killed (SIGKILL) in the middle of a
 // run, and every reading it took before, as the I/O trace saw it arrive, is in the file.
-#include <gtest/gtest.h>
-
 #include <QProcess>
-#include <QProcessEnvironment>
-#include <chrono>
 #include <sstream>
 #include <thread>
 
@@ -13,23 +9,15 @@
 namespace vesk::gui {
 namespace {
 
-struct Row {
-    int channel;
-    double value;
-};
+using Row = std::pair<int, double>;  // channel and value
 
-// Readings as the recording holds them; every line must be whole.
+// Readings as the recording holds them; every line must be whole, numbered without a gap.
 std::vector<Row> Recorded(const std::string& text) {
     std::vector<Row> rows;
     std::istringstream in(text);
-    bool header = false;
     for (std::string line; std::getline(in, line);) {
-        if (line.starts_with("#")) {
-            continue;
-        }
-        if (!header) {
-            EXPECT_EQ(line, "sequence,time,instrument,serial,channel,probe,value,unit,conversion");
-            header = true;
+        if (line.starts_with("#") ||
+            line == "sequence,time,instrument,serial,channel,probe,value,unit,conversion") {
             continue;
         }
         std::vector<std::string> f;
@@ -38,8 +26,8 @@ std::vector<Row> Recorded(const std::string& text) {
             f.push_back(field);
         }
         EXPECT_EQ(f.size(), 9u) << line;
-        EXPECT_EQ(std::stoul(f[0]), rows.size() + 1) << "sequence numbers run without a gap";
-        rows.push_back({std::stoi(f.at(4)), std::stod(f.at(6))});
+        EXPECT_EQ(std::stoul(f.at(0)), rows.size() + 1) << line;
+        rows.emplace_back(std::stoi(f.at(4)), std::stod(f.at(6)));
     }
     return rows;
 }
@@ -52,7 +40,7 @@ std::vector<Row> Traced(const std::string& text) {
         const size_t at = line.find(" MEAS:TEMP? ");
         const size_t tab = line.rfind('\t');
         if (at != std::string::npos && tab > at) {
-            rows.push_back({std::stoi(line.substr(at + 12)), std::stod(line.substr(tab + 1))});
+            rows.emplace_back(std::stoi(line.substr(at + 12)), std::stod(line.substr(tab + 1)));
         }
     }
     return rows;
@@ -61,7 +49,6 @@ std::vector<Row> Traced(const std::string& text) {
 TEST(RecordingTest, AKilledAppLeavesEveryReadingItTookInTheFile) {
     test::TempDir dir;
     const std::string csv = dir.File("run.csv");
-    const std::string trace = dir.File("io.log");
     QProcess app;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert("QT_QPA_PLATFORM", "offscreen");
@@ -70,7 +57,7 @@ TEST(RecordingTest, AKilledAppLeavesEveryReadingItTookInTheFile) {
     app.start(VESK_GUI_PATH,
               {"--device", "sim", "--sim-fresh", "--poll", "20", "--settings",
                QString::fromStdString(dir.File("settings.json")), "--record",
-               QString::fromStdString(csv), "--trace", QString::fromStdString(trace)});
+               QString::fromStdString(csv), "--trace", QString::fromStdString(dir.File("io.log"))});
     ASSERT_TRUE(app.waitForStarted());
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
     while (Recorded(test::Slurp(csv)).size() < 60 && std::chrono::steady_clock::now() < deadline) {
@@ -78,21 +65,16 @@ TEST(RecordingTest, AKilledAppLeavesEveryReadingItTookInTheFile) {
     }
     app.kill();
     ASSERT_TRUE(app.waitForFinished());
-    EXPECT_EQ(app.exitStatus(), QProcess::CrashExit);
 
     const std::string text = test::Slurp(csv);
-    ASSERT_FALSE(text.empty());
-    EXPECT_EQ(text.back(), '\n') << "no row is cut short";
+    EXPECT_TRUE(text.ends_with('\n')) << "no row is cut short";
     const std::vector<Row> recorded = Recorded(text);
-    const std::vector<Row> traced = Traced(test::Slurp(trace));
+    std::vector<Row> traced = Traced(test::Slurp(dir.File("io.log")));
     ASSERT_GE(recorded.size(), 60u);
     // At most the reading in hand when the kill came is missing.
-    ASSERT_GE(recorded.size() + 1, traced.size());
-    ASSERT_LE(recorded.size(), traced.size());
-    for (size_t i = 0; i < recorded.size(); ++i) {
-        EXPECT_EQ(recorded[i].channel, traced[i].channel) << i;
-        EXPECT_EQ(recorded[i].value, traced[i].value) << i;
-    }
+    ASSERT_LE(traced.size() - recorded.size(), 1u);
+    traced.resize(recorded.size());
+    EXPECT_EQ(recorded, traced);
 }
 
 }  // namespace

@@ -1,29 +1,13 @@
 #pragma once
-// Qt dialogs on the offscreen platform against the embedded simulator: the application, a
-// host with the Qt services, and a driver that clicks through modal dialogs from the event
-// loop while the library call that opened them waits.
-#include <gtest/gtest.h>
-
-#include <QAbstractButton>
-#include <QApplication>
-#include <QDialog>
-#include <QDir>
-#include <QElapsedTimer>
-#include <QLineEdit>
-#include <QMessageBox>
-#include <QMetaObject>
-#include <QTemporaryDir>
+// A host with the Qt services on the embedded simulator, and a driver that clicks through
+// modal dialogs from the event loop while the library call that opened them waits.
 #include <QTest>
-#include <QTimer>
-#include <QUrl>
+#include <QtWidgets>
 #include <deque>
-#include <filesystem>
-#include <functional>
-#include <memory>
-#include <string>
-#include <vector>
 
 #include "host/DefaultHost.h"
+#include "simulator/EmbeddedLink.h"
+#include "tests/qt/QtTestApplication.h"
 #include "ui/qt/QtUi.h"
 #include "vesk4710/core/CVesk4710.h"
 
@@ -42,20 +26,8 @@ inline QWidget* Window(const char* objectName) {
 template <class W>
 W* Child(const char* objectName) {
     for (QWidget* top : QApplication::topLevelWidgets()) {
-        if (!top->isVisible()) {
-            continue;
-        }
-        if (auto* found = top->findChild<W*>(objectName)) {
-            return found;
-        }
-    }
-    return nullptr;
-}
-
-template <class W>
-W* VisibleTop() {
-    for (QWidget* top : QApplication::topLevelWidgets()) {
-        if (auto* found = qobject_cast<W*>(top); found != nullptr && found->isVisible()) {
+        W* found = top->isVisible() ? top->findChild<W*>(objectName) : nullptr;
+        if (found != nullptr) {
             return found;
         }
     }
@@ -63,7 +35,12 @@ W* VisibleTop() {
 }
 
 inline QMessageBox* VisibleBox() {
-    return VisibleTop<QMessageBox>();
+    for (QWidget* top : QApplication::topLevelWidgets()) {
+        if (auto* box = qobject_cast<QMessageBox*>(top); box != nullptr && box->isVisible()) {
+            return box;
+        }
+    }
+    return nullptr;
 }
 
 // No wait cursor and no progress window: the dialog finished what it was doing.
@@ -73,10 +50,8 @@ inline bool Idle() {
 
 // Clicks from the event loop, so that a modal window it opens does not block the driver.
 inline bool ClickLater(QAbstractButton* button) {
-    if (button == nullptr || !button->isEnabled()) {
-        return false;
-    }
-    return QMetaObject::invokeMethod(button, "click", Qt::QueuedConnection);
+    return button != nullptr && button->isEnabled() &&
+           QMetaObject::invokeMethod(button, "click", Qt::QueuedConnection);
 }
 
 inline bool ClickLater(const char* objectName) {
@@ -95,27 +70,19 @@ inline bool Answer(QMessageBox::StandardButton which, std::string* text = nullpt
     return ClickLater(box->button(which));
 }
 
-// Types text into the visible passcode prompt and accepts it.
+// Types text into the visible passcode prompt, which hides it, and accepts it.
 inline bool EnterPasscode(const char* text) {
     QWidget* prompt = Window("passcodePrompt");
     auto* edit = prompt != nullptr ? prompt->findChild<QLineEdit*>() : nullptr;
     if (edit == nullptr) {
         return false;
     }
+    EXPECT_EQ(edit->echoMode(), QLineEdit::Password);
     QTest::keyClicks(edit, text);
     return QMetaObject::invokeMethod(prompt, "accept", Qt::QueuedConnection);
 }
 
-// Saves a picture of the window into the screenshot folder.
-inline void Shot(QWidget* window, const std::string& name) {
-    const QString folder = QString::fromUtf8(VESK_SCREENSHOT_DIR);
-    QDir().mkpath(folder);
-    const bool saved = window->grab().save(folder + "/" + QString::fromStdString(name) + ".png");
-    EXPECT_TRUE(saved) << "screenshot " << name;
-}
-
 // Runs scripted steps on a timer; a step returns false to be tried again on the next tick.
-// Steps never block: clicks that open modal windows are queued.
 class Driver : public QObject {
   public:
     Driver() {
@@ -129,33 +96,24 @@ class Driver : public QObject {
         clock_.start();
         timer_.start(kTickMillis);
     }
-    bool Finished() const { return steps_.empty(); }
-    // Keeps the event loop running until every step ran (after the call that opened the
-    // dialogs returned); false when a step timed out.
-    bool Wait() {
+    // Runs the event loop until every step ran or one timed out.
+    void Wait() {
         while (!steps_.empty()) {
             QCoreApplication::processEvents(QEventLoop::AllEvents, kTickMillis);
         }
-        return failure_.empty();
     }
 
   private:
     static constexpr int kTickMillis = 20;
-    static constexpr qint64 kStepTimeoutMillis = 30000;
 
     void Tick() {
-        if (busy_) {
+        if (busy_ || steps_.empty()) {
             return;
         }
-        if (steps_.empty()) {
-            timer_.stop();
-            return;
-        }
-        if (clock_.elapsed() > kStepTimeoutMillis) {
-            failure_ = "timed out waiting for: " + steps_.front().name;
-            ADD_FAILURE() << failure_;
+        if (clock_.elapsed() > 30000) {
+            ADD_FAILURE() << "timed out waiting for: " << steps_.front().first;
             steps_.clear();
-            // Closes whatever modal window is left so that a stuck test ends instead of hanging.
+            // A stuck test ends instead of hanging.
             for (QWidget* top : QApplication::topLevelWidgets()) {
                 if (auto* dialog = qobject_cast<QDialog*>(top); dialog && dialog->isVisible()) {
                     dialog->reject();
@@ -164,34 +122,42 @@ class Driver : public QObject {
             return;
         }
         busy_ = true;
-        const bool done = steps_.front().run();
+        const bool done = steps_.front().second();
         busy_ = false;
         if (done) {
             steps_.pop_front();
             clock_.restart();
         }
     }
-    struct Step {
-        std::string name;
-        std::function<bool()> run;
-    };
-    std::deque<Step> steps_;
+    std::deque<std::pair<std::string, std::function<bool()>>> steps_;
     QTimer timer_;
     QElapsedTimer clock_;
-    std::string failure_;
     bool busy_ = false;
 };
 
+// A fresh simulated instrument for every test, kept in memory only, behind the Qt services.
 class QtDialogTest : public ::testing::Test {
   protected:
-    void SetUp() override;
+    void SetUp() override {
+        sim::SimOptions simulator;
+        simulator.persist = false;
+        simulator.reset = true;
+        sim::RegisterEmbeddedLink(simulator);
+        HostOptions options;
+        options.console = false;
+        options.ui = ui;
+        options.registryPath = (dir / "settings.json").string();
+        host = MakeDefaultHost(options);
+        instrument = CVesk4710::Create(host);
+        instrument->SetRegistry(host->CreateRegistry());
+        ASSERT_TRUE(instrument->InitializeCommunications());
+    }
 
     QTemporaryDir temp;
     std::filesystem::path dir{temp.path().toStdString()};
-    std::shared_ptr<QtUi> ui;
+    std::shared_ptr<QtUi> ui = std::make_shared<QtUi>();
     std::shared_ptr<Host> host;
     std::shared_ptr<CVesk4710> instrument;
-    std::vector<QUrl> helpOpened;
     Driver driver;
 };
 
