@@ -13,8 +13,9 @@
 namespace vesk::test {
 namespace {
 
+using enum comm::Param;
 using comm::Param;
-using P = std::vector<std::pair<Param, std::string>>;
+using P = RequestParams;
 
 class Contract : public ::testing::TestWithParam<LinkKind> {
   protected:
@@ -39,68 +40,68 @@ std::vector<std::string> Lines(const std::string& text) {
 
 TEST_P(Contract, EverySettingInTheTableIsServed) {
     const std::vector<Step> steps = {
-        {0, {}, ""},
-        {18, {}, "Vesk Scientific,4710,A47100,1\\.10"},
-        {3, {}, "0"},
-        {5, {}, "1"},
-        {2, {{Param::kValue, "1234"}}, ""},
-        {3, {}, "1"},
-        {23, {{Param::kValue, "B200"}}, ""},
-        {40, {}, "PRT,PRT"},
-        {41, {}, "2"},
-        {43, {}, "2"},
-        {88, {{Param::kChannel, "1"}}, "0"},
-        {169, {{Param::kValue, "F"}}, ""},
-        {168, {}, "F"},
-        {33, {{Param::kValue, "5"}}, ""},
-        {32, {}, "5"},
-        {39, {{Param::kValue, "10"}}, ""},
-        {47, {{Param::kChannelList, "2"}}, ""},
-        {46, {}, "\\(@2\\)"},
-        {57, {{Param::kValue, "1"}}, ""},
-        {56, {}, "1"},
-        {67, {{Param::kChannel, "2"}, {Param::kValue, "2"}}, ""},
-        {66, {{Param::kChannel, "2"}}, "2"},
-        {73, {{Param::kValue, "2024,3,7"}}, ""},
-        {72, {}, "2024,3,7"},
-        {77, {{Param::kValue, "LO_OHMS"}}, ""},
-        {79, {{Param::kValue, "2"}}, ""},
-        {78, {}, "2"},
-        {83, {{Param::kPointNumber, "2"}, {Param::kValue, "101.5"}}, ""},
-        {82, {{Param::kPointNumber, "2"}}, "101\\.5"},
-        {81, {{Param::kPointNumber, "2"}, {Param::kValue, "101.25"}}, ""},
-        {80, {{Param::kPointNumber, "2"}}, "101\\.25"},
-        {77, {{Param::kValue, "NORMAL"}}, ""},
-        {10, {}, ""},
-        {12, {{Param::kChannel, "1"}}, "-?[0-9]+\\.[0-9]{4}"},
-        {13, {{Param::kChannel, "1"}}, "[0-9]+\\.[0-9]{5}"},
-        {14, {{Param::kChannel, "2"}}, "[0-9]+\\.[0-9]{3}"},
-        {15, {}, "16|0"},
-        {11, {}, ""},
-        {122, {{Param::kChannel, "1"}}, "S1001"},
-        {123, {{Param::kChannel, "1"}, {Param::kValue, "S9"}}, ""},
-        {126, {{Param::kChannel, "1"}}, "2023,11,2"},
-        {127, {{Param::kChannel, "1"}, {Param::kValue, "2024,2,29"}}, ""},
-        {130, {{Param::kChannel, "1"}}, "ITS"},
-        {131, {{Param::kChannel, "1"}, {Param::kValue, "CVD"}}, ""},
-        {134, {{Param::kChannel, "1"}, {Param::kParamName, "R0"}}, "100"},
-        {135, {{Param::kChannel, "1"}, {Param::kParamName, "A"}, {Param::kValue, "0.0039"}}, ""},
-        {144, {{Param::kChannel, "2"}}, "0"},
-        {145, {{Param::kChannel, "2"}, {Param::kValue, "1"}}, ""},
-        {280, {}, "700,300"},
-        {285, {}, "DEMAND"},
-        {286, {{Param::kValue, "BATH 9"}}, ""},
-        {287, {}, "DEMAND,BATH_A,RUN 2,BATH 9"},
-        {278, {}, ""},
-        {279, {}, ""},
-        {281, {}, "[0-9]+,[1-9][0-9]*"},
-        {282, {}, ""},
-        {283, {{Param::kValue, "0"}}, ""},
-        {284, {}, ""},
-        {304, {}, "OFF"},
-        {305, {{Param::kValue, "ON"}}, ""},
-        {306, {}, ""},
-        {4, {}, ""},
+        {SET_INIT_INTERFACE, {}, ""},
+        {SET_IDENTIFICATION, {}, "Vesk Scientific,4710,A47100,1\\.10"},
+        {SET_PASSCODE_STATE, {}, "0"},
+        {SET_CONV_PROTECTION, {}, "1"},
+        {SET_PASSCODE, {{kValue, "1234"}}, ""},
+        {SET_PASSCODE_STATE, {}, "1"},
+        {SET_SERIAL, {{kValue, "B200"}}, ""},
+        {SET_MODULE_LIST, {}, "PRT,PRT"},
+        {SET_NUM_MODULES, {}, "2"},
+        {SET_NUM_CHANNELS, {}, "2"},
+        {SET_CHANNEL_STATE, {{kChannel, "1"}}, "0"},
+        {SET_UNITS_WRITE, {{kValue, "F"}}, ""},
+        {SET_UNITS_READ, {}, "F"},
+        {SET_INTERVAL_WRITE, {{kValue, "5"}}, ""},
+        {SET_INTERVAL_READ, {}, "5"},
+        {SET_SCAN_SEQ_DELAY, {{kValue, "10"}}, ""},
+        {SET_SCAN_LIST_WRITE, {{kChannelList, "2"}}, ""},
+        {SET_SCAN_LIST_READ, {}, "\\(@2\\)"},
+        {SET_SCAN_MODE_WRITE, {{kValue, "1"}}, ""},
+        {SET_SCAN_MODE_READ, {}, "1"},
+        {SET_RESOLUTION, {{kChannel, "2"}, {kValue, "2"}}, ""},
+        {SET_RESOLUTION_READ, {{kChannel, "2"}}, "2"},
+        {SET_CAL_DATE_WRITE, {{kValue, "2024,3,7"}}, ""},
+        {SET_CAL_DATE_READ, {}, "2024,3,7"},
+        {SET_CAL_RANGE, {{kValue, "LO_OHMS"}}, ""},
+        {SET_CAL_COUNT_WRITE, {{kValue, "2"}}, ""},
+        {SET_CAL_COUNT_READ, {}, "2"},
+        {SET_CAL_REFERENCE_WRITE, {{kPointNumber, "2"}, {kValue, "101.5"}}, ""},
+        {SET_CAL_REFERENCE_READ, {{kPointNumber, "2"}}, "101\\.5"},
+        {SET_CAL_VALUE_WRITE, {{kPointNumber, "2"}, {kValue, "101.25"}}, ""},
+        {SET_CAL_VALUE_READ, {{kPointNumber, "2"}}, "101\\.25"},
+        {SET_CAL_RANGE, {{kValue, "NORMAL"}}, ""},
+        {SET_START_MEASURE, {}, ""},
+        {SET_TEMPERATURE, {{kChannel, "1"}}, "-?[0-9]+\\.[0-9]{4}"},
+        {SET_RAW_VALUE, {{kChannel, "1"}}, "[0-9]+\\.[0-9]{5}"},
+        {SET_RAW_MILLI, {{kChannel, "2"}}, "[0-9]+\\.[0-9]{3}"},
+        {SET_READING_STATE, {}, "16|0"},
+        {SET_STOP_MEASURE, {}, ""},
+        {SET_PROBE_SERIAL_READ, {{kChannel, "1"}}, "S1001"},
+        {SET_PROBE_SERIAL_WRITE, {{kChannel, "1"}, {kValue, "S9"}}, ""},
+        {SET_PROBE_CAL_DATE_READ, {{kChannel, "1"}}, "2023,11,2"},
+        {SET_PROBE_CAL_DATE_WRITE, {{kChannel, "1"}, {kValue, "2024,2,29"}}, ""},
+        {SET_CONVERSION_READ, {{kChannel, "1"}}, "ITS"},
+        {SET_CONVERSION_WRITE, {{kChannel, "1"}, {kValue, "CVD"}}, ""},
+        {SET_PARAMETER_READ, {{kChannel, "1"}, {kParamName, "R0"}}, "100"},
+        {SET_PARAMETER_WRITE, {{kChannel, "1"}, {kParamName, "A"}, {kValue, "0.0039"}}, ""},
+        {SET_PROBE_LOCK_READ, {{kChannel, "2"}}, "0"},
+        {SET_PROBE_LOCK_WRITE, {{kChannel, "2"}, {kValue, "1"}}, ""},
+        {SET_DEMAND_LOG_STATUS, {}, "700,300"},
+        {SET_LOGGING_LABEL_READ, {}, "DEMAND"},
+        {SET_LOGGING_LABEL_WRITE, {{kValue, "BATH 9"}}, ""},
+        {SET_LOGGING_LABEL_LIST, {}, "DEMAND,BATH_A,RUN 2,BATH 9"},
+        {SET_TRANSFER_ALL, {}, ""},
+        {SET_TRANSFER_LABEL, {}, ""},
+        {SET_AUTO_LOG_STATUS, {}, "[0-9]+,[1-9][0-9]*"},
+        {SET_AUTO_LOG_TRANSFER, {}, ""},
+        {SET_CLEAR_AUTO_LOG, {{kValue, "0"}}, ""},
+        {SET_CLEAR_DEMAND_LOG, {}, ""},
+        {SET_AUTO_POWER_READ, {}, "OFF"},
+        {SET_AUTO_POWER_WRITE, {{kValue, "ON"}}, ""},
+        {SET_DISABLE_SERIAL, {}, ""},
+        {SET_PASSCODE_LOCK, {}, ""},
     };
     std::set<int32_t> covered;
     for (const Step& step : steps) {
@@ -119,12 +120,13 @@ TEST_P(Contract, EverySettingInTheTableIsServed) {
                 break;
             case comm::Access::kTransfer: {
                 // The automatic log sends as many readings as its status says it holds.
-                const std::string held = h.Read(281, {});
-                const size_t expected = step.id == 279 ? 100u
-                                        : step.id == 282
+                const std::string held = h.Read(SET_AUTO_LOG_STATUS, {});
+                const size_t expected = step.id == SET_TRANSFER_LABEL ? 100u
+                                        : step.id == SET_AUTO_LOG_TRANSFER
                                             ? std::stoul(held.substr(held.find(',') + 1))
                                             : 300u;
-                TransferResult r = h.comm->Transfer(step.id, 0, step.id == 279 ? "2" : "");
+                TransferResult r =
+                    h.comm->Transfer(step.id, 0, step.id == SET_TRANSFER_LABEL ? "2" : "");
                 EXPECT_FALSE(r.endedEarly);
                 EXPECT_EQ(Lines(r.text).size(), expected);
                 break;
@@ -137,90 +139,41 @@ TEST_P(Contract, EverySettingInTheTableIsServed) {
     }
     EXPECT_EQ(covered, table);
     // What was written is what the instrument now holds.
-    EXPECT_EQ(h.Read(18), "Vesk Scientific,4710,B200,1.10");
-    EXPECT_EQ(h.Read(130, {{Param::kChannel, "1"}}), "CVD");
-    EXPECT_EQ(h.Read(134, {{Param::kChannel, "1"}, {Param::kParamName, "A"}}), "0.0039");
-    EXPECT_EQ(h.Read(144, {{Param::kChannel, "2"}}), "1");
-    EXPECT_EQ(h.Read(285), "BATH 9");
-    EXPECT_EQ(h.Read(280), "1000,0");
-    EXPECT_EQ(h.Read(304), "ON");
-    EXPECT_EQ(h.Read(3), "0") << "setting 4 ends the unlocked state";
-}
-
-TEST_P(Contract, RefusedValuesComeBackAsInstrumentErrors) {
-    struct Bad {
-        int32_t id;
-        P params;
-        int32_t code;
-        std::string says = "";
-    };
-    const std::vector<Bad> cases = {
-        {23, {{Param::kValue, "X1"}}, 4, "refused setting 23 (SYST:SNUM): passcode required"},
-        {169, {{Param::kValue, "X"}}, 3},
-        {169, {}, 2},
-        {33, {{Param::kValue, "0"}}, 3},
-        {57, {{Param::kValue, "2"}}, 3},
-        {67, {{Param::kChannel, "1"}, {Param::kValue, "4"}}, 3},
-        {67, {{Param::kChannel, "3"}, {Param::kValue, "1"}}, 7},
-        {12, {}, 2},
-        {13, {{Param::kChannel, "2"}}, 5},  // a thermocouple has no resistance
-        {14, {{Param::kChannel, "1"}}, 5},
-        {47, {{Param::kChannelList, "1,3"}}, 3},
-        {78, {}, 5},  // no range selected
-        {134, {{Param::kChannel, "1"}, {Param::kParamName, "ZZ"}}, 3},
-        {286, {{Param::kValue, "TOO LONG LABEL"}}, 3},
-        {286, {{Param::kValue, "bad,lbl"}}, 3},
-        {283, {{Param::kValue, "1"}}, 3},
-        {305, {{Param::kValue, "MAYBE"}}, 3},
-    };
-    for (const Bad& bad : cases) {
-        SCOPED_TRACE("setting " + std::to_string(bad.id));
-        AutomationError e = Raised([&] { h.Request(bad.id, bad.params); });
-        EXPECT_EQ(e.Number(), comm::kCommInstrumentErrorBase + bad.code) << e.Description();
-        EXPECT_NE(e.Description().find(bad.says), std::string::npos) << e.Description();
-        EXPECT_EQ(e.Source(), comm::kCommSource);
-    }
-    // Nothing was changed by the refusals.
-    EXPECT_EQ(h.Read(168), "C");
-    EXPECT_EQ(h.Read(285), "DEMAND");
+    EXPECT_EQ(h.Read(SET_IDENTIFICATION), "Vesk Scientific,4710,B200,1.10");
+    EXPECT_EQ(h.Read(SET_CONVERSION_READ, {{kChannel, "1"}}), "CVD");
+    EXPECT_EQ(h.Read(SET_PARAMETER_READ, {{kChannel, "1"}, {kParamName, "A"}}), "0.0039");
+    EXPECT_EQ(h.Read(SET_PROBE_LOCK_READ, {{kChannel, "2"}}), "1");
+    EXPECT_EQ(h.Read(SET_LOGGING_LABEL_READ), "BATH 9");
+    EXPECT_EQ(h.Read(SET_DEMAND_LOG_STATUS), "1000,0");
+    EXPECT_EQ(h.Read(SET_AUTO_POWER_READ), "ON");
+    EXPECT_EQ(h.Read(SET_PASSCODE_STATE), "0") << "setting 4 ends the unlocked state";
 }
 
 TEST_P(Contract, LogDownloadCarriesEveryReadingInOrder) {
-    TransferResult all = h.comm->Transfer(278, 300, "");
+    TransferResult all = h.comm->Transfer(SET_TRANSFER_ALL, 300, "");
     ASSERT_FALSE(all.endedEarly);
     std::vector<std::string> lines = Lines(all.text);
     ASSERT_EQ(lines.size(), 300u);
     EXPECT_EQ(all.text.find('\n'), std::string::npos) << "lines are separated by a lone CR";
-    std::regex form(
-        R"((\d+),(\d{4}/\d{2}/\d{2}),(\d{2}:\d{2}:\d{2}),([12]),([123]),([A-Z0-9 _]+),(-?\d+\.\d+),(C|F|K|OHM|V))");
-    std::set<std::string> labels;
+    // Number, date, time, channel, label number and name, value, unit.
+    const std::regex form(
+        R"(\d+,\d{4}/\d{2}/\d{2},\d{2}:\d{2}:\d{2},[12],[123],[A-Z0-9 _]+,-?\d+\.\d+,(C|F|K|OHM|V))");
     for (size_t i = 0; i < lines.size(); ++i) {
-        std::smatch m;
-        ASSERT_TRUE(std::regex_match(lines[i], m, form)) << lines[i];
-        EXPECT_EQ(m[1].str(), std::to_string(i + 1));
-        labels.insert(m[6].str());
+        EXPECT_TRUE(std::regex_match(lines[i], form)) << lines[i];
+        EXPECT_TRUE(lines[i].starts_with(std::to_string(i + 1) + ",")) << lines[i];
     }
-    EXPECT_EQ(labels, (std::set<std::string>{"DEMAND", "BATH_A", "RUN 2"}));
-
-    TransferResult some = h.comm->Transfer(278, 10, "");
-    EXPECT_FALSE(some.endedEarly);
-    EXPECT_EQ(Lines(some.text).size(), 10u);
-    EXPECT_EQ(some.text, all.text.substr(0, some.text.size()));
-
-    TransferResult label3 = h.comm->Transfer(279, 300, "3");
-    EXPECT_FALSE(label3.endedEarly);
-    for (const std::string& line : Lines(label3.text)) {
+    for (const std::string& line : Lines(h.comm->Transfer(SET_TRANSFER_LABEL, 300, "3").text)) {
         EXPECT_NE(line.find(",3,RUN 2,"), std::string::npos) << line;
     }
 
     // A label without readings: the instrument gives up, and says so.
-    h.Write(286, {{Param::kValue, "EMPTY"}});
-    TransferResult none = h.comm->Transfer(279, 300, "4");
+    h.Write(SET_LOGGING_LABEL_WRITE, {{kValue, "EMPTY"}});
+    TransferResult none = h.comm->Transfer(SET_TRANSFER_LABEL, 300, "4");
     EXPECT_TRUE(none.endedEarly);
     EXPECT_EQ(none.text, "");
 
-    h.Write(284);  // cleared: an empty download, not one cut short
-    TransferResult cleared = h.comm->Transfer(278, 300, "");
+    h.Write(SET_CLEAR_DEMAND_LOG);  // cleared: an empty download, not one cut short
+    TransferResult cleared = h.comm->Transfer(SET_TRANSFER_ALL, 300, "");
     EXPECT_FALSE(cleared.endedEarly);
     EXPECT_EQ(cleared.text, "");
 }
@@ -234,15 +187,18 @@ class Faults : public ::testing::TestWithParam<LinkKind> {
 
     void Plan(const std::string& plan) { h.instrument->InjectFault(sim::ParseFault(plan)); }
     void ExpectUsable() {
-        EXPECT_EQ(h.Read(18), "Vesk Scientific,4710,A47100,1.10");
-        EXPECT_EQ(h.Read(168), "C");
+        EXPECT_EQ(h.Read(SET_IDENTIFICATION), "Vesk Scientific,4710,A47100,1.10");
+        EXPECT_EQ(h.Read(SET_UNITS_READ), "C");
+        EXPECT_EQ(h.Read(SET_LOGGING_LABEL_READ), "DEMAND");
     }
 };
 
-TEST_P(Faults, EachLineFaultIsAClearErrorAndTheSessionRecovers) {
+// Refused values and every line fault: a clear error of this component, the session usable.
+TEST_P(Faults, EachRefusalOrLineFaultIsAClearErrorAndTheSessionRecovers) {
     Harness patient(GetParam(), 1000);
-    patient.instrument->InjectFault(sim::ParseFault("delay:60@id=168"));
-    EXPECT_EQ(patient.Read(168), "C") << "a short delay is waited for";
+    patient.instrument->InjectFault(
+        sim::ParseFault("delay:60@id=" + std::to_string(SET_UNITS_READ)));
+    EXPECT_EQ(patient.Read(SET_UNITS_READ), "C") << "a short delay is waited for";
 
     struct Case {
         std::string plan;
@@ -252,65 +208,80 @@ TEST_P(Faults, EachLineFaultIsAClearErrorAndTheSessionRecovers) {
         std::vector<std::string> says;
     };
     constexpr int32_t kRefused = comm::kCommInstrumentErrorBase;
+    constexpr int32_t kTimeout = comm::kCommTimeout;
+    constexpr int32_t kMalformed = comm::kCommMalformedReply;
+    constexpr int32_t kDropped = comm::kCommLinkDropped;
     const std::vector<Case> cases = {
-        {"delay:250@id=285", 285, {}, comm::kCommTimeout, {"did not reply to setting 285"}},
-        {"noreply@id=12", 12, {{Param::kChannel, "1"}}, comm::kCommTimeout, {}},
+        // No fault: values the instrument refuses.
+        {"", SET_SERIAL, {{kValue, "X1"}}, kRefused + 4, {"23 (SYST:SNUM): passcode required"}},
+        {"", SET_UNITS_WRITE, {{kValue, "X"}}, kRefused + 3, {}},
+        {"", SET_UNITS_WRITE, {}, kRefused + 2, {}},
+        {"", SET_RESOLUTION, {{kChannel, "3"}, {kValue, "1"}}, kRefused + 7, {}},
+        // A thermocouple has no resistance; no range is selected.
+        {"", SET_RAW_VALUE, {{kChannel, "2"}}, kRefused + 5, {}},
+        {"", SET_CAL_COUNT_READ, {}, kRefused + 5, {}},
+        {"", SET_PARAMETER_READ, {{kChannel, "1"}, {kParamName, "ZZ"}}, kRefused + 3, {}},
+        {"", SET_LOGGING_LABEL_WRITE, {{kValue, "TOO LONG LABEL"}}, kRefused + 3, {}},
+        {"", SET_AUTO_POWER_WRITE, {{kValue, "MAYBE"}}, kRefused + 3, {}},
+        {"delay:250", SET_LOGGING_LABEL_READ, {}, kTimeout, {"did not reply to setting 285"}},
+        {"noreply", SET_TEMPERATURE, {{kChannel, "1"}}, kTimeout, {}},
         // A garbled reply shows its control bytes.
-        {"garbage@id=168",
-         168,
-         {},
-         comm::kCommMalformedReply,
-         {"not in the expected form", "\\x02"}},
-        {"error:6@id=280", 280, {}, kRefused + 6, {"simulated fault", "instrument error 6"}},
+        {"garbage", SET_UNITS_READ, {}, kMalformed, {"not in the expected form", "\\x02"}},
+        {"error:6", SET_DEMAND_LOG_STATUS, {}, kRefused + 6, {"simulated fault", "error 6)"}},
         // A transfer that never begins raises like any request.
-        {"noreply@id=278", 278, {}, comm::kCommTimeout, {}},
-        {"garbage@id=278", 278, {}, comm::kCommMalformedReply, {}},
-        {"error:5@id=279", 279, {{Param::kValue, "1"}}, kRefused + 5, {}},
-        {"drop@id=278", 278, {}, comm::kCommLinkDropped, {"dropped"}},
+        {"noreply", SET_TRANSFER_ALL, {}, kTimeout, {}},
+        {"garbage", SET_TRANSFER_ALL, {}, kMalformed, {}},
+        {"error:5", SET_TRANSFER_LABEL, {{kValue, "1"}}, kRefused + 5, {}},
+        {"drop", SET_TRANSFER_ALL, {}, kDropped, {"dropped"}},
         // Last: the write it loses is repeated below.
-        {"drop@id=169", 169, {{Param::kValue, "F"}}, comm::kCommLinkDropped, {"dropped"}},
+        {"drop", SET_UNITS_WRITE, {{kValue, "F"}}, kDropped, {"dropped"}},
     };
     for (const Case& c : cases) {
-        SCOPED_TRACE(c.plan);
-        Plan(c.plan);
+        const std::string plan = c.plan + "@id=" + std::to_string(c.id);
+        SCOPED_TRACE(plan);
+        if (!c.plan.empty()) {
+            Plan(plan);
+        }
         AutomationError e = Raised([&] { h.Request(c.id, c.params); });
         EXPECT_EQ(e.Number(), c.number) << e.Description();
+        EXPECT_EQ(e.Source(), comm::kCommSource);
         for (const std::string& text : c.says) {
             EXPECT_NE(e.Description().find(text), std::string::npos) << e.Description();
         }
-        EXPECT_EQ(h.comm->IsOpen(), c.number != comm::kCommLinkDropped);
+        EXPECT_EQ(h.comm->IsOpen(), c.number != kDropped);
         if (c.plan.starts_with("delay")) {
             // The late reply arrives while the next request waits; it must be skipped.
             std::this_thread::sleep_for(std::chrono::milliseconds(120));
         }
         ExpectUsable();  // after the drop: still C, the write was lost on the way
     }
-    h.Write(169, {{Param::kValue, "F"}});
-    EXPECT_EQ(h.Read(168), "F");
+    h.Write(SET_UNITS_WRITE, {{kValue, "F"}});
+    EXPECT_EQ(h.Read(SET_UNITS_READ), "F");
 }
 
 TEST_P(Faults, TransferEndingEarlyKeepsWhatArrived) {
-    TransferResult whole = h.comm->Transfer(278, 300, "");
+    TransferResult whole = h.comm->Transfer(SET_TRANSFER_ALL, 300, "");
     ASSERT_FALSE(whole.endedEarly);
-    Plan("early:37@id=278");
-    TransferResult part = h.comm->Transfer(278, 300, "");
+    Plan("early:37@id=" + std::to_string(SET_TRANSFER_ALL));
+    TransferResult part = h.comm->Transfer(SET_TRANSFER_ALL, 300, "");
     EXPECT_TRUE(part.endedEarly);
     EXPECT_EQ(Lines(part.text).size(), 37u);
     EXPECT_EQ(part.text, whole.text.substr(0, part.text.size()));
     ExpectUsable();
-    EXPECT_EQ(h.comm->Transfer(278, 300, "").text, whole.text);
+    EXPECT_EQ(h.comm->Transfer(SET_TRANSFER_ALL, 300, "").text, whole.text);
 }
 
 TEST_P(Faults, AReplyTooLongForALineIsRefusedInShortAndItsRestSkipped) {
     Harness traced(GetParam(), 1000, h.folder.Root() + "/io.log");
     traced.instrument->Modify(
         [](sim::InstrumentState& s) { s.labels[0] = std::string(100000, 'L'); });
-    AutomationError e = Raised([&] { traced.Read(285); });
+    AutomationError e = Raised([&] { traced.Read(SET_LOGGING_LABEL_READ); });
     EXPECT_EQ(e.Number(), comm::kCommMalformedReply);
     EXPECT_NE(e.Description().find("longer than 4096 bytes"), std::string::npos);
     EXPECT_LT(e.Description().size(), 400u) << "the reply is quoted in short";
-    EXPECT_TRUE(traced.comm->Transfer(278, 2, "").endedEarly) << "a data line the same";
-    EXPECT_EQ(traced.Read(168), "C") << "the rest of the long lines answers nothing";
+    EXPECT_TRUE(traced.comm->Transfer(SET_TRANSFER_ALL, 2, "").endedEarly)
+        << "a data line the same";
+    EXPECT_EQ(traced.Read(SET_UNITS_READ), "C") << "the rest of the long lines answers nothing";
     EXPECT_LT(h.folder.ReadFile(h.folder.Root() + "/io.log").size(), 2000u);
 }
 

@@ -17,8 +17,11 @@
 #include "simulator/LineServers.h"
 #include "tests/testsupport/FakeFileSystem.h"
 #include "tests/testsupport/Raised.h"
+#include "vesk4710/platform/SettingIds.h"
 
 namespace vesk::test {
+
+using RequestParams = std::vector<std::pair<comm::Param, std::string>>;
 
 enum class LinkKind { kEmbedded, kPty, kTcp };
 
@@ -60,17 +63,17 @@ struct Harness {
         comm = comm::Communications::Create(commOptions, factory);
     }
 
-    std::string Read(int32_t id, std::vector<std::pair<comm::Param, std::string>> params = {}) {
+    std::string Read(int32_t id, RequestParams params = {}) {
         Load(params);
         return comm->ReadSetting(id, true, "");
     }
-    void Write(int32_t id, std::vector<std::pair<comm::Param, std::string>> params = {}) {
+    void Write(int32_t id, RequestParams params = {}) {
         Load(params);
         comm->WriteSetting(id);
     }
-    void Unlock() { Write(2, {{comm::Param::kValue, "1234"}}); }
+    void Unlock() { Write(SET_PASSCODE, {{comm::Param::kValue, "1234"}}); }
     // Reads, writes or transfers (300 readings, its Value for the request), as the setting is.
-    void Request(int32_t id, std::vector<std::pair<comm::Param, std::string>> params = {}) {
+    void Request(int32_t id, RequestParams params = {}) {
         switch (comm::FindSetting(id)->access) {
             case comm::Access::kRead:
                 Read(id, params);
@@ -85,7 +88,7 @@ struct Harness {
     }
 
   private:
-    void Load(const std::vector<std::pair<comm::Param, std::string>>& params) {
+    void Load(const RequestParams& params) {
         using Setter = void (IRequestParams::*)(const std::string&);
         static const std::map<comm::Param, Setter> setters = {
             {comm::Param::kValue, &IRequestParams::Value},

@@ -4,7 +4,6 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <tuple>
 
 #include "ui/console/ConsoleUi.h"
@@ -89,12 +88,11 @@ TEST(ConsoleUi, JsonLinesMode) {
 
 TEST(ConsoleUi, PasscodesFromTheQueueElseFromTheTerminal) {
     Console c({.passcodes = {"1234", ""}}, "typed\n");
-    PasscodeEntry a = c.ui.PromptPasscode(nullptr);
-    EXPECT_EQ(a.text, "1234");
-    EXPECT_TRUE(a.confirmed);
-    PasscodeEntry b = c.ui.PromptPasscode(nullptr);
-    EXPECT_EQ(b.text, "");
-    EXPECT_TRUE(b.confirmed);
+    for (const std::string queued : {"1234", ""}) {
+        const PasscodeEntry e = c.ui.PromptPasscode(nullptr);
+        EXPECT_EQ(e.text, queued);
+        EXPECT_TRUE(e.confirmed);
+    }
     // Queue used up: cancelled, the terminal is not consulted.
     EXPECT_FALSE(c.ui.PromptPasscode(nullptr).confirmed);
     EXPECT_EQ(c.err.str(), "");
@@ -135,14 +133,9 @@ TEST(ConsoleUi, HelpDialogsEventsAndWaits) {
     EXPECT_EQ(c.err.str(), "[help] /usr/share/doc/vesk.html topic 3001\n");
 
     TestDialog dialog;
-    EXPECT_FALSE(c.ui.ShowModal(dialog, nullptr));
-    std::string shown;
-    c.ui.modalHandler = [&](IDialogLogic& d, IForm*) {
-        shown = d.DialogName();
-        return true;
-    };
+    EXPECT_FALSE(c.ui.ShowModal(dialog, nullptr)) << "nobody to show it to";
+    c.ui.modalHandler = [](IDialogLogic& d, IForm*) { return d.DialogName() == "frmTest"; };
     EXPECT_TRUE(c.ui.ShowModal(dialog, nullptr));
-    EXPECT_EQ(shown, "frmTest");
 
     int events = 0;
     c.ui.onEvents = [&] { ++events; };
@@ -150,62 +143,27 @@ TEST(ConsoleUi, HelpDialogsEventsAndWaits) {
     c.ui.WaitEvents(0);
     EXPECT_EQ(events, 2);
 
-    // A wait sleeps, processing events throughout, and the ticks advance.
-    events = 0;
+    // A wait sleeps, processing events throughout (not only when it starts), and the ticks
+    // advance.
     const int32_t t0 = c.ui.Ticks();
     const auto start = std::chrono::steady_clock::now();
     c.ui.WaitEvents(60);
-    const auto slept = std::chrono::steady_clock::now() - start;
-    EXPECT_GE(slept, std::chrono::milliseconds(60));
-    // Events keep being processed during the wait, not only when it starts.
-    EXPECT_GE(events, 3);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(60));
+    EXPECT_GE(events, 2 + 3);
     // Compared the way the library compares ticks: wrapping signed 32-bit difference.
     const int32_t elapsed =
         static_cast<int32_t>(static_cast<uint32_t>(c.ui.Ticks()) - static_cast<uint32_t>(t0));
     EXPECT_GE(elapsed, 60);
 }
 
-TEST(ConsoleUi, InterruptCutsWaitsShortAndCancelsProgress) {
-    Console c;
-    auto before = c.ui.CreateProgress();
-    EXPECT_TRUE(before->Continue());
-    EXPECT_TRUE(before->Step());
-
-    std::thread interrupter([] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        ConsoleUi::NoteInterrupt();
-    });
-    const auto start = std::chrono::steady_clock::now();
-    c.ui.WaitEvents(60'000);
-    interrupter.join();
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
-
-    EXPECT_FALSE(before->Continue());
-    EXPECT_FALSE(before->Step());
-    // An interrupt that came before a display was made does not cancel it.
-    auto after = c.ui.CreateProgress();
-    EXPECT_TRUE(after->Continue());
-}
-
-TEST(ConsoleUi, ProgressBarOnlyOnATerminal) {
+TEST(ConsoleUi, ProgressIsShownOnlyOnATerminal) {
     Console quiet;
-    auto p = quiet.ui.CreateProgress();
-    p->Status("Reading 4710 settings...", 50);
-    p->Close();
+    quiet.ui.CreateProgress()->Status("Reading 4710 settings...", 50);
     EXPECT_EQ(quiet.err.str(), "");
-
     Console tty({}, nullptr, true);
-    auto bar = tty.ui.CreateProgress();
-    bar->StartPhase("Reading", 25);
-    bar->Step();
-    bar->Step();
+    tty.ui.CreateProgress()->Status("Reading", 50);
     EXPECT_NE(tty.err.str().find("Reading"), std::string::npos);
     EXPECT_NE(tty.err.str().find("50%"), std::string::npos) << tty.err.str();
-    bar->Status("Done", 250);  // clamped
-    EXPECT_NE(tty.err.str().find("100%"), std::string::npos);
-    const size_t len = tty.err.str().size();
-    bar->Close();
-    EXPECT_GT(tty.err.str().size(), len) << "closing clears the bar line";
 }
 
 }  // namespace

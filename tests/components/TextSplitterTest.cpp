@@ -59,15 +59,14 @@ TEST(TextSplitter, EverySeparatorCharacterEndsAPiece) {
     }
 }
 
-TEST(TextSplitter, PiecesAreViewsReplacedByNewTextOrSeparators) {
+TEST(TextSplitter, PiecesAreReplacedByNewTextOrSeparators) {
     auto s = TextSplitter::Create();
     s->FS(",");
     s->L("alpha,beta");
-    EXPECT_EQ(s->f(2).data(), s->L().data() + 6) << "a piece is a view, not a copy";
     // Indexes outside the pieces give empty ones.
-    EXPECT_EQ(s->f(0), "");
-    EXPECT_EQ(s->f(-1), "");
-    EXPECT_EQ(s->f(3), "");
+    for (const int32_t outside : {0, -1, 3}) {
+        EXPECT_EQ(s->f(outside), "") << outside;
+    }
     s->L("6;7");
     EXPECT_EQ(Pieces(*s), (V{"6;7"}));
     s->FS(";");

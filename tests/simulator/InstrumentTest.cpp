@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <regex>
+#include <tuple>
 
 #include "SimTestSupport.h"
 #include "components/probes/TemperatureMath.h"
@@ -27,87 +29,87 @@ class SimInstrument : public ::testing::Test {
     }
     std::shared_ptr<sim::Instrument> inst = sim::Instrument::Create(Options());
     std::string Ask(const std::string& command) { return test::Ask(*inst, command); }
+    void Converse(const std::vector<std::pair<std::string, std::string>>& exchanges) {
+        test::Converse(*inst, exchanges);
+    }
     double Number(const std::string& command) { return Val(Ask(command)); }
 };
 
 TEST_F(SimInstrument, RepliesCarryTheRequestsTagOrNone) {
-    EXPECT_EQ(Ask("UNIT?"), "C");
-    EXPECT_EQ(Ask("77 UNIT?"), "77 C");
-    EXPECT_EQ(Ask("5 FROB 1"), "5 !ERR 1 unknown command FROB");
-    EXPECT_EQ(Ask("6 LOG:LAB \"open"),
-              "6 !ERR 1 cannot read the command: unterminated quoted argument");
-    EXPECT_EQ(Ask("PROB:PAR? 1"), "!ERR 2 missing paramname");
-    EXPECT_EQ(Ask("8 LOG:LAB " + std::string(4096, 'A')),
-              "8 !ERR 1 cannot read the command: the line is longer than 4096 bytes");
-    EXPECT_EQ(Ask("LOG:LAB?"), "DEMAND");
+    Converse(
+        {{"unit?", "C"},  // as people type it
+         {"77 UNIT?", "77 C"},
+         {"5 FROB 1", "5 !ERR 1 unknown command FROB"},
+         {"6 LOG:LAB \"open", "6 !ERR 1 cannot read the command: unterminated quoted argument"},
+         {"PROB:PAR? 1", "!ERR 2 missing paramname"},
+         {"8 LOG:LAB " + std::string(4096, 'A'),
+          "8 !ERR 1 cannot read the command: the line is longer than 4096 bytes"},
+         {"LOG:LAB?", "DEMAND"}});
     EXPECT_EQ(inst->RequestCount(), 7u);
 }
 
 TEST_F(SimInstrument, PasscodeUnlocksUntilRelockedAndAWrongOneLocks) {
-    EXPECT_EQ(Ask("PASS?"), "0");
-    EXPECT_EQ(Ask("CAL:DATE 2024,5,6"), "!ERR 4 passcode required to change the calibration date");
-    EXPECT_EQ(Ask("PROB:CONV 1,PT"), "!ERR 4 passcode required to change the conversion");
-    EXPECT_EQ(Ask("PROB:PAR 1,RTPW,25.5"),
-              "!ERR 4 passcode required to change the conversion coefficients");
-    EXPECT_EQ(Ask("PROB:PAR 1,MINOP,-100"), "OK") << "outside the conversion: not guarded";
-    EXPECT_EQ(Ask("PROB:PAR? 1,MINOP"), "-100");
-    EXPECT_EQ(Ask("PASS 1234"), "OK");
-    EXPECT_EQ(Ask("PASS?"), "1");
-    EXPECT_EQ(Ask("CAL:DATE 2024,05,06"), "OK") << "typed without quotes";
-    EXPECT_EQ(Ask("CAL:DATE?"), "2024,5,6");
-    EXPECT_EQ(Ask("PASS 9999"), "OK");
-    EXPECT_EQ(Ask("PASS?"), "0") << "a wrong passcode leaves it locked";
-    EXPECT_EQ(Ask("PASS 1234"), "OK");
-    EXPECT_EQ(Ask("PASS:LOCK"), "OK");
+    Converse(
+        {{"PASS?", "0"},
+         {"CAL:DATE 2024,5,6", "!ERR 4 passcode required to change the calibration date"},
+         {"PROB:CONV 1,PT", "!ERR 4 passcode required to change the conversion"},
+         {"PROB:PAR 1,RTPW,25.5", "!ERR 4 passcode required to change the conversion coefficients"},
+         {"PROB:PAR 1,MINOP,-100", "OK"},  // outside the conversion: not guarded
+         {"PROB:PAR? 1,MINOP", "-100"},
+         {"PASS 1234", "OK"},
+         {"PASS?", "1"},
+         {"CAL:DATE 2024,05,06", "OK"},  // typed without quotes
+         {"CAL:DATE?", "2024,5,6"},
+         {"PASS 9999", "OK"},
+         {"PASS?", "0"},  // a wrong passcode leaves it locked
+         {"PASS 1234", "OK"},
+         {"PASS:LOCK", "OK"}});
     EXPECT_FALSE(inst->Unlocked());
     // Without conversion protection only calibration and serial numbers stay guarded.
     inst->Modify([](sim::InstrumentState& s) { s.protectConversion = false; });
-    EXPECT_EQ(Ask("PROT:CONV?"), "0");
-    EXPECT_EQ(Ask("PROB:CONV 1,CVD"), "OK");
-    EXPECT_EQ(Ask("PROB:SNUM 1,X"), "!ERR 4 passcode required to change the probe serial number");
+    Converse({{"PROT:CONV?", "0"},
+              {"PROB:CONV 1,CVD", "OK"},
+              {"PROB:SNUM 1,X", "!ERR 4 passcode required to change the probe serial number"}});
     // An instrument without a passcode is always open.
     inst->Modify([](sim::InstrumentState& s) { s.passcode.clear(); });
-    EXPECT_EQ(Ask("PASS?"), "1");
-    EXPECT_EQ(Ask("SYST:SNUM NEW1"), "OK");
+    Converse({{"PASS?", "1"}, {"SYST:SNUM NEW1", "OK"}});
 }
 
 TEST_F(SimInstrument, CalibrationRangesHoldUpToFourPoints) {
-    EXPECT_EQ(Ask("CAL:COUN?"), "!ERR 5 no calibration range selected");
-    EXPECT_EQ(Ask("CAL:RANG bogus"), "!ERR 3 unknown calibration range BOGUS");
-    EXPECT_EQ(Ask("CAL:RANG mv"), "OK");
-    EXPECT_EQ(Ask("CAL:COUN?"), "2");
-    EXPECT_EQ(Ask("CAL:REF? 2"), "100");
-    EXPECT_EQ(Ask("CAL:VAL? 2"), "100.0032");
-    EXPECT_EQ(Ask("CAL:VAL? 3"), "!ERR 3 3 out of range (1 to 2)");
-    EXPECT_EQ(Ask("CAL:COUN 4"), "!ERR 4 passcode required to change the calibration");
-    Ask("PASS 1234");
-    EXPECT_EQ(Ask("CAL:COUN 5"), "!ERR 3 5 out of range (0 to 4)");
-    EXPECT_EQ(Ask("CAL:COUN 4"), "OK");
-    EXPECT_EQ(Ask("CAL:REF 4,1000.5"), "OK");
-    EXPECT_EQ(Ask("CAL:VAL 4,abc"), "!ERR 3 not a number: abc");
-    EXPECT_EQ(Ask("CAL:VAL 4,-1.5e-3"), "OK");
-    EXPECT_EQ(Ask("CAL:REF? 4"), "1000.5");
-    EXPECT_EQ(Ask("CAL:VAL? 4"), "-0.0015");
-    EXPECT_EQ(Ask("CAL:REF? 3"), "0") << "a new point starts at zero";
-    EXPECT_EQ(Ask("CAL:COUN 0"), "OK");
-    EXPECT_EQ(Ask("CAL:VAL 1,1"), "!ERR 3 the range has no points");
-    EXPECT_EQ(Ask("CAL:RANG NORMAL"), "OK");
-    EXPECT_EQ(Ask("CAL:REF? 1"), "!ERR 5 no calibration range selected");
+    Converse({{"CAL:COUN?", "!ERR 5 no calibration range selected"},
+              {"CAL:RANG bogus", "!ERR 3 unknown calibration range BOGUS"},
+              {"CAL:RANG mv", "OK"},
+              {"CAL:COUN?", "2"},
+              {"CAL:REF? 2", "100"},
+              {"CAL:VAL? 2", "100.0032"},
+              {"CAL:VAL? 3", "!ERR 3 3 out of range (1 to 2)"},
+              {"CAL:COUN 4", "!ERR 4 passcode required to change the calibration"},
+              {"PASS 1234", "OK"},
+              {"CAL:COUN 5", "!ERR 3 5 out of range (0 to 4)"},
+              {"CAL:COUN 4", "OK"},
+              {"CAL:REF 4,1000.5", "OK"},
+              {"CAL:VAL 4,abc", "!ERR 3 not a number: abc"},
+              {"CAL:VAL 4,-1.5e-3", "OK"},
+              {"CAL:REF? 4", "1000.5"},
+              {"CAL:VAL? 4", "-0.0015"},
+              {"CAL:REF? 3", "0"},  // a new point starts at zero
+              {"CAL:COUN 0", "OK"},
+              {"CAL:VAL 1,1", "!ERR 3 the range has no points"},
+              {"CAL:RANG NORMAL", "OK"},
+              {"CAL:REF? 1", "!ERR 5 no calibration range selected"}});
     EXPECT_EQ(inst->State().calibration.at("MV").size(), 0u);
     EXPECT_EQ(inst->State().calibration.at("LO_OHMS").size(), 3u);
 }
 
 TEST_F(SimInstrument, DatesMustBeRealDays) {
-    Ask("PASS 1234");
-    EXPECT_EQ(Ask("CAL:DATE 2024,2,29"), "OK");
+    Converse({{"PASS 1234", "OK"}, {"CAL:DATE 2024,2,29", "OK"}});
     for (const char* bad : {"2023,2,29", "1899,12,31", "2024,13,1", "2024,4,31", "2024-3-7",
                             "2024,3", "2024,3,7,1", "2024,x,7"}) {
         EXPECT_EQ(Ask(std::string("PROB:CAL 1,\"") + bad + "\""),
                   "!ERR 3 a date reads year,month,day (1900 to 2099)")
             << bad;
     }
-    EXPECT_EQ(Ask("PROB:CAL 2,\"2020,1,2\""), "OK");
-    EXPECT_EQ(Ask("PROB:CAL? 2"), "2020,1,2");
+    Converse({{"PROB:CAL 2,\"2020,1,2\"", "OK"}, {"PROB:CAL? 2", "2020,1,2"}});
 }
 
 TEST_F(SimInstrument, ReadingsFollowASlowDriftAndStopWithTheMeasurement) {
@@ -135,20 +137,15 @@ TEST_F(SimInstrument, ReadingsFollowASlowDriftAndStopWithTheMeasurement) {
 }
 
 TEST_F(SimInstrument, NewReadingStateComesOncePerInterval) {
-    EXPECT_EQ(Ask("MEAS:STAT?"), "16");
-    EXPECT_EQ(Ask("MEAS:STAT?"), "0");
-    clock.Advance(1s);
-    EXPECT_EQ(Ask("MEAS:STAT?"), "16");
-    Ask("SAMP:INT 5");
-    clock.Advance(5s);
-    EXPECT_EQ(Ask("MEAS:STAT?"), "16");
-    clock.Advance(1s);
-    EXPECT_EQ(Ask("MEAS:STAT?"), "0");
-    clock.Advance(5s);
-    EXPECT_EQ(Ask("MEAS:STAT?"), "16");
-    Ask("MEAS:STOP");
-    clock.Advance(60s);
-    EXPECT_EQ(Ask("MEAS:STAT?"), "0");
+    // {seconds passed, command, reply}
+    const std::vector<std::tuple<int, std::string, std::string>> steps = {
+        {0, "MEAS:STAT?", "16"}, {0, "MEAS:STAT?", "0"},  {1, "MEAS:STAT?", "16"},
+        {0, "SAMP:INT 5", "OK"}, {5, "MEAS:STAT?", "16"}, {1, "MEAS:STAT?", "0"},
+        {5, "MEAS:STAT?", "16"}, {0, "MEAS:STOP", "OK"},  {60, "MEAS:STAT?", "0"}};
+    for (const auto& [seconds, command, reply] : steps) {
+        clock.Advance(std::chrono::seconds(seconds));
+        EXPECT_EQ(Ask(command), reply) << command << " after " << seconds << " s";
+    }
 }
 
 TEST_F(SimInstrument, RawReadingsFollowTheChannelsConversion) {
@@ -204,35 +201,30 @@ TEST_F(SimInstrument, RawReadingsFollowTheChannelsConversion) {
 
 TEST_F(SimInstrument, ChannelsSwitchedOffGiveNoReadings) {
     inst->Modify([](sim::InstrumentState& s) { s.channels[1].on = false; });
-    EXPECT_EQ(Ask("CHAN:STAT? 2"), "1");
-    EXPECT_EQ(Ask("CHAN:STAT? 1"), "0");
-    EXPECT_EQ(Ask("CHAN:STAT?"), "0") << "without a channel: the first";
-    EXPECT_EQ(Ask("MEAS:TEMP? 2"), "!ERR 5 channel 2 is switched off");
-    EXPECT_EQ(Ask("MEAS:TEMP? 3"), "!ERR 7 no channel 3 (channels 1 to 2)");
+    Converse({{"CHAN:STAT? 2", "1"},
+              {"CHAN:STAT? 1", "0"},
+              {"CHAN:STAT?", "0"},  // without a channel: the first
+              {"MEAS:TEMP? 2", "!ERR 5 channel 2 is switched off"},
+              {"MEAS:TEMP? 3", "!ERR 7 no channel 3 (channels 1 to 2)"}});
 }
 
 TEST_F(SimInstrument, LabelsNameTheReadingsLoggedUnderThem) {
-    EXPECT_EQ(Ask("LOG:LAB?"), "DEMAND");
     EXPECT_EQ(Ask("LOG:LAB \"RUN 2\""), "OK");
     EXPECT_EQ(inst->State().currentLabel, 3) << "an existing label is reused";
-    EXPECT_EQ(Ask("LOG:LAB NEW_ONE"), "OK");
+    Converse({{"LOG:LAB NEW_ONE", "OK"}, {"LOG:DEM:TAKE", "OK"}, {"LOG:DEM:STAT?", "698,302"}});
     EXPECT_EQ(inst->State().currentLabel, 4);
-    EXPECT_EQ(Ask("LOG:DEM:TAKE"), "OK");
-    EXPECT_EQ(Ask("LOG:DEM:STAT?"), "698,302");
-    sim::Exchange mine = inst->Handle("LOG:DATA:LAB? 0,4");
-    ASSERT_EQ(mine.lines.size(), 4u);
-    EXPECT_EQ(mine.lines[0], "#BEGIN 2");
-    EXPECT_EQ(mine.lines[1].substr(0, 4), "301,");
-    EXPECT_NE(mine.lines[1].find(",1,4,NEW_ONE,"), std::string::npos) << mine.lines[1];
-    EXPECT_NE(mine.lines[2].find(",2,4,NEW_ONE,"), std::string::npos) << mine.lines[2];
-    EXPECT_EQ(mine.lines[3], "#END 2");
+    const auto mine = inst->Handle("LOG:DATA:LAB? 0,4").lines;
+    ASSERT_EQ(mine.size(), 4u);
+    EXPECT_EQ(mine[0] + " " + mine[3], "#BEGIN 2 #END 2");
+    EXPECT_TRUE(std::regex_match(mine[1], std::regex("301,.*,1,4,NEW_ONE,.*"))) << mine[1];
+    EXPECT_TRUE(std::regex_match(mine[2], std::regex("302,.*,2,4,NEW_ONE,.*"))) << mine[2];
     for (int i = 5; i <= 25; ++i) {
         EXPECT_EQ(Ask("LOG:LAB L" + std::to_string(i)), "OK");
     }
-    EXPECT_EQ(Ask("LOG:LAB ONE_MORE"), "!ERR 6 all 25 labels are in use; clear the logs first");
-    EXPECT_EQ(Ask("LOG:LAB L7"), "OK");
-    EXPECT_EQ(Ask("LOG:LAB \"\""), "!ERR 3 a label has 1 to 8 characters A-Z, 0-9, space or _");
-    EXPECT_EQ(Ask("LOG:LAB?"), "L7");
+    Converse({{"LOG:LAB ONE_MORE", "!ERR 6 all 25 labels are in use; clear the logs first"},
+              {"LOG:LAB L7", "OK"},
+              {"LOG:LAB \"\"", "!ERR 3 a label has 1 to 8 characters A-Z, 0-9, space or _"},
+              {"LOG:LAB?", "L7"}});
 }
 
 TEST_F(SimInstrument, DemandLogFillsUpAndClears) {
@@ -240,11 +232,11 @@ TEST_F(SimInstrument, DemandLogFillsUpAndClears) {
     EXPECT_EQ(Ask("LOG:DEM:STAT?"), "3,300");
     EXPECT_TRUE(inst->LogOnDemand());
     EXPECT_FALSE(inst->LogOnDemand()) << "one place left, two channels";
-    EXPECT_EQ(Ask("LOG:DEM:TAKE"), "!ERR 6 the demand log is full");
-    EXPECT_EQ(Ask("LOG:DEM:CLE"), "OK");
-    EXPECT_EQ(Ask("LOG:DEM:STAT?"), "303,0");
-    sim::Exchange empty = inst->Handle("LOG:DATA? 300");
-    EXPECT_EQ(empty.lines, (std::vector<std::string>{"#BEGIN 0", "#END 0"}));
+    Converse({{"LOG:DEM:TAKE", "!ERR 6 the demand log is full"},
+              {"LOG:DEM:CLE", "OK"},
+              {"LOG:DEM:STAT?", "303,0"}});
+    EXPECT_EQ(inst->Handle("LOG:DATA? 300").lines,
+              (std::vector<std::string>{"#BEGIN 0", "#END 0"}));
 }
 
 TEST_F(SimInstrument, AutomaticLogRecordsEveryMinuteWhileMeasuring) {
@@ -290,44 +282,26 @@ TEST_F(SimInstrument, TheSeedMakesItRepeatable) {
 }
 
 TEST_F(SimInstrument, StateSurvivesBetweenRunsUntilReset) {
-    {
-        auto first = sim::Instrument::Create(Options(true));
-        test::Ask(*first, "UNIT F");
-        test::Ask(*first, "LOG:LAB SAVED");
-        test::Ask(*first, "LOG:DEM:CLE");
-        test::Ask(*first, "PASS 1234");
-    }
+    test::Converse(
+        *sim::Instrument::Create(Options(true)),
+        {{"UNIT F", "OK"}, {"LOG:LAB SAVED", "OK"}, {"LOG:DEM:CLE", "OK"}, {"PASS 1234", "OK"}});
     auto second = sim::Instrument::Create(Options(true));
-    EXPECT_EQ(test::Ask(*second, "UNIT?"), "F");
-    EXPECT_EQ(test::Ask(*second, "LOG:LAB?"), "SAVED");
-    EXPECT_EQ(test::Ask(*second, "LOG:DEM:STAT?"), "1000,0");
-    EXPECT_EQ(test::Ask(*second, "PASS?"), "0") << "a new run starts locked";
+    test::Converse(*second, {
+                                {"UNIT?", "F"},
+                                {"LOG:LAB?", "SAVED"},
+                                {"LOG:DEM:STAT?", "1000,0"},
+                                {"PASS?", "0"}  // a new run starts locked
+                            });
     second->Reset();
-    EXPECT_EQ(test::Ask(*second, "UNIT?"), "C");
-    EXPECT_EQ(test::Ask(*second, "LOG:DEM:STAT?"), "700,300");
-    second.reset();
-    sim::SimOptions fresh = Options(true);
-    test::Ask(*sim::Instrument::Create(Options(true)), "UNIT K");
-    fresh.reset = true;
-    EXPECT_EQ(test::Ask(*sim::Instrument::Create(fresh), "UNIT?"), "C");
+    test::Converse(*second, {{"UNIT?", "C"}, {"LOG:DEM:STAT?", "700,300"}});
 }
 
-TEST_F(SimInstrument, DamagedOrUnsavableStateLeavesTheInstrumentWorking) {
-    // Damaged: set aside, and a fresh state used.
+TEST_F(SimInstrument, DamagedStateIsSetAsideAndAFreshOneUsed) {
     folder.WriteFile(folder.Root() + "/sim-1.json", "{ \"units\": ");
     auto revived = sim::Instrument::Create(Options(true));
     EXPECT_EQ(test::Ask(*revived, "UNIT?"), "C");
     EXPECT_TRUE(folder.FileExists(folder.Root() + "/sim-1.json.bad"));
     EXPECT_TRUE(revived->LastSaveError().empty());
-
-    folder.WriteFile(folder.Root() + "/blocker", "a file, not a folder");
-    sim::SimOptions options = Options(true);
-    options.statePath = folder.Root() + "/blocker/sim-1.json";
-    auto stuck = sim::Instrument::Create(options);
-    EXPECT_FALSE(stuck->LastSaveError().empty());
-    // A change it cannot keep is refused and undone; reading goes on.
-    EXPECT_EQ(test::Ask(*stuck, "UNIT K").rfind("!ERR 8 cannot store the state in", 0), 0u);
-    EXPECT_EQ(test::Ask(*stuck, "UNIT?"), "C");
 }
 
 TEST_F(SimInstrument, DataFilesAreCheckedWhenRead) {
@@ -338,25 +312,20 @@ TEST_F(SimInstrument, DataFilesAreCheckedWhenRead) {
     EXPECT_THROW(sim::Instrument::Create(options), std::runtime_error);
     folder.WriteFile(options.dataPath, R"({"channels": [{"probe": {"conversion": "PT"}}],
                                           "passcode": "", "units": "K"})");
-    auto small = sim::Instrument::Create(options);
-    EXPECT_EQ(test::Ask(*small, "CHAN:COUN?"), "1");
-    EXPECT_EQ(test::Ask(*small, "MOD:LIST?"), "PRT");
-    EXPECT_EQ(test::Ask(*small, "UNIT?"), "K");
-    EXPECT_EQ(test::Ask(*small, "LOG:DEM:STAT?"), "1000,0");
+    test::Converse(
+        *sim::Instrument::Create(options),
+        {{"CHAN:COUN?", "1"}, {"MOD:LIST?", "PRT"}, {"UNIT?", "K"}, {"LOG:DEM:STAT?", "1000,0"}});
 }
 
 TEST(FaultPlans, ReadAsDocumented) {
-    sim::Fault delay = sim::ParseFault("delay:3000@id=12");
-    EXPECT_EQ(delay.kind, sim::FaultKind::kDelay);
-    EXPECT_EQ(delay.delayMs, 3000);
-    EXPECT_EQ(delay.settingId, 12);
-    sim::Fault early = sim::ParseFault("early:10@id=278*2");
+    // The effect of each kind is shown by the link tests; here what the plan text holds.
+    const sim::Fault early = sim::ParseFault("early:10@id=278*2");
+    EXPECT_EQ(early.kind, sim::FaultKind::kEndEarly);
     EXPECT_EQ(early.linesBeforeEnd, 10);
     EXPECT_EQ(early.times, 2);
-    sim::Fault drop = sim::ParseFault("drop@req=5");
+    const sim::Fault drop = sim::ParseFault("drop@req=5");
     EXPECT_EQ(drop.atRequest, 5u);
     EXPECT_FALSE(drop.settingId);
-    EXPECT_EQ(sim::ParseFault("error:4@id=23").errorCode, 4);
     for (const char* bad : {"delay@id=1", "noreply:3@id=1", "explode@id=1", "drop", "drop@id=x",
                             "drop@when=1", "garbage@id=1*0"}) {
         EXPECT_THROW(sim::ParseFault(bad), std::invalid_argument) << bad;

@@ -5,77 +5,47 @@
 
 #include <chrono>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "SimTestSupport.h"
 #include "components/comm/Communications.h"
 #include "tests/apps/Processes.h"
+#include "vesk4710/platform/SettingIds.h"
 
 namespace vesk::test {
 namespace {
 
 using namespace std::chrono_literals;
 
-// The server with its arguments; its first line is the address it serves.
-class ServerProcess : public Child {
-  public:
-    explicit ServerProcess(std::vector<std::string> args)
-        : Child(WithProgram(std::move(args)), {}) {}
-    std::string FirstLine() { return ReadLine(5s); }
-    // Sends SIGTERM and returns the exit status (-1 when it had to be killed).
-    int Stop() {
-        Signal(SIGTERM);
-        return Finish(5s).status;
-    }
-
-  private:
-    static std::vector<std::string> WithProgram(std::vector<std::string> args) {
-        args.insert(args.begin(), VESK_SIM_APP);
-        return args;
-    }
-};
-
-std::shared_ptr<comm::Communications> Session(const std::string& device) {
-    comm::CommOptions options;
-    options.device = device;
-    options.timeoutMs = 1000;
-    return comm::Communications::Create(options);
-}
-
-std::string Read(comm::Communications& session, int32_t id) {
-    session.params().ClearAll();
-    return session.ReadSetting(id, true, "");
-}
-
-TEST(ServerApp, ServesOnLoopbackTcpAndKeepsItsState) {
+TEST(ServerApp, ServesOnLoopbackTcpKeepsItsStateAndRefusesOtherAddresses) {
     FakeFileSystem folder;
-    std::string state = folder.Root() + "/state.json";
-    {
-        ServerProcess server({"--tcp", "127.0.0.1:0", "--state", state});
-        std::string address = server.FirstLine();
-        ASSERT_EQ(address.rfind("tcp://127.0.0.1:", 0), 0u) << address;
-        auto session = Session(address);
+    const std::string state = folder.Root() + "/state.json";
+    // Each run: an extra argument, the unit it finds, the unit it sets.
+    for (const auto& [extra, found, set] :
+         {std::tuple{"", "C", "F"}, {"", "F", ""}, {"--reset", "C", ""}}) {
+        std::vector<std::string> args = {VESK_SIM_APP, "--tcp", "127.0.0.1:0", "--state", state};
+        if (*extra != '\0') {
+            args.push_back(extra);
+        }
+        Child server(args, {});
+        comm::CommOptions options;
+        options.device = server.ReadLine(5s);
+        ASSERT_TRUE(options.device.starts_with("tcp://127.0.0.1:")) << options.device;
+        options.timeoutMs = 1000;
+        auto session = comm::Communications::Create(options);
         session->params().ClearAll();
-        session->params().Value("F");
-        session->WriteSetting(169);
-        EXPECT_EQ(server.Stop(), 0);
+        EXPECT_EQ(session->ReadSetting(SET_UNITS_READ, true, ""), found);
+        if (*set != '\0') {
+            session->params().Value(set);
+            session->WriteSetting(SET_UNITS_WRITE);
+        }
+        server.Signal(SIGTERM);
+        EXPECT_EQ(server.Finish(5s).status, 0);
     }
-    {
-        ServerProcess server({"--tcp", "127.0.0.1:0", "--state", state});
-        auto session = Session(server.FirstLine());
-        EXPECT_EQ(Read(*session, 168), "F");
-    }
-    {
-        ServerProcess server({"--tcp", "127.0.0.1:0", "--state", state, "--reset"});
-        auto session = Session(server.FirstLine());
-        EXPECT_EQ(Read(*session, 168), "C");
-    }
-}
-
-TEST(ServerApp, RefusesToListenBeyondLoopback) {
-    ServerProcess server({"--tcp", "0.0.0.0:0", "--memory"});
-    EXPECT_EQ(server.FirstLine(), "");
-    EXPECT_EQ(server.Finish(5s).status, 1);
+    Child open({VESK_SIM_APP, "--tcp", "0.0.0.0:0", "--memory"}, {});
+    EXPECT_EQ(open.ReadLine(5s), "");
+    EXPECT_EQ(open.Finish(5s).status, 1);
 }
 
 }  // namespace

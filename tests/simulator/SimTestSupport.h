@@ -5,6 +5,8 @@
 #include <atomic>
 #include <chrono>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "simulator/Instrument.h"
 #include "tests/testsupport/FakeFileSystem.h"
@@ -29,6 +31,14 @@ inline std::string Ask(sim::Instrument& instrument, const std::string& command) 
     sim::Exchange exchange = instrument.Handle(command);
     EXPECT_EQ(exchange.lines.size(), 1u) << command;
     return exchange.lines.empty() ? std::string() : exchange.lines.front();
+}
+
+// Sends each command in turn and expects its reply.
+inline void Converse(sim::Instrument& instrument,
+                     const std::vector<std::pair<std::string, std::string>>& exchanges) {
+    for (const auto& [command, reply] : exchanges) {
+        EXPECT_EQ(Ask(instrument, command), reply) << command;
+    }
 }
 
 }  // namespace vesk::test

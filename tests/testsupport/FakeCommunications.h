@@ -19,32 +19,38 @@ class FakeCommunications;
 
 class FakeRequestParams : public IRequestParams {
   public:
-    explicit FakeRequestParams(FakeCommunications& owner) : owner_(owner) {}
-    void ClearAll() override;
-    void Value(const std::string& value) override;
-    void Channel(const std::string& channel) override;
-    void ChannelList(const std::string& list) override;
-    void paramname(const std::string& name) override;
-    void PointNumber(const std::string& point) override;
+    explicit FakeRequestParams(std::vector<std::string>& log) : log_(log) {}
+    void ClearAll() override {
+        current.clear();
+        log_.emplace_back("ClearAll");
+    }
+    void Value(const std::string& value) override { Set("Value", value); }
+    void Channel(const std::string& channel) override { Set("Channel", channel); }
+    void ChannelList(const std::string& list) override { Set("ChannelList", list); }
+    void paramname(const std::string& name) override { Set("paramname", name); }
+    void PointNumber(const std::string& point) override { Set("PointNumber", point); }
 
     // Parameters set since the last ClearAll, by name.
     std::map<std::string, std::string> current;
 
   private:
-    void Set(const char* name, const std::string& value);
-    FakeCommunications& owner_;
+    void Set(const char* name, const std::string& value) {
+        current[name] = value;
+        log_.push_back(std::string(name) + "=" + value);
+    }
+    std::vector<std::string>& log_;
 };
 
 class FakeSerialPort : public ISerialPort {
   public:
-    explicit FakeSerialPort(FakeCommunications& owner) : owner_(owner) {}
-    void PortNumber(int32_t number) override;
+    explicit FakeSerialPort(std::vector<std::string>& log) : log_(log) {}
+    void PortNumber(int32_t number) override { Set("PortNumber", portNumber, number); }
     int32_t PortNumber() const override { return portNumber; }
-    void BaudRateCode(int32_t code) override;
+    void BaudRateCode(int32_t code) override { Set("BaudRateCode", baudRateCode, code); }
     int32_t BaudRateCode() const override { return baudRateCode; }
-    void AutoClose(int32_t value) override;
+    void AutoClose(int32_t value) override { Set("AutoClose", autoClose, value); }
     int32_t AutoClose() const override { return autoClose; }
-    void LinkMode(int32_t mode) override;
+    void LinkMode(int32_t mode) override { Set("LinkMode", linkMode, mode); }
     int32_t LinkMode() const override { return linkMode; }
 
     int32_t portNumber = 0;
@@ -53,42 +59,51 @@ class FakeSerialPort : public ISerialPort {
     int32_t linkMode = 0;
 
   private:
-    FakeCommunications& owner_;
+    void Set(const char* name, int32_t& field, int32_t value) {
+        field = value;
+        log_.push_back(std::string("Port.") + name + "=" + std::to_string(value));
+    }
+    std::vector<std::string>& log_;
 };
 
 // Log lines: "ClearAll", "Value=C", "Channel=1", "ChannelList=1,2", "paramname=A4",
 // "PointNumber=2", "Read 168" (flag true), "Read 18 false", "Read 168 extra=x" (non-empty
 // third argument), "Write 169", "Transfer 278 500 value=3" ("Transfer 278 500" without a
-// value), "Port.LinkMode=2", "Port.PortNumber=1", "Port.BaudRateCode=6", "Port.AutoClose=0",
-// "FolderPath=/x", "InstrumentCode=11".
+// value), "Port.LinkMode=2", "FolderPath=/x", "InstrumentCode=11".
 class FakeCommunications : public ICommunications {
   public:
-    FakeCommunications();
+    FakeCommunications() : params_(log), port_(log) {}
     FakeCommunications(const FakeCommunications&) = delete;
     FakeCommunications& operator=(const FakeCommunications&) = delete;
 
-    // ICommunications
     IRequestParams& params() override { return params_; }
     std::string ReadSetting(int32_t id, bool flag, const std::string& extra) override;
-    void WriteSetting(int32_t id) override;
+    void WriteSetting(int32_t id) override { BeginRequest(id, "Write " + std::to_string(id)); }
     // Hands the scripted text to the sink line by line (each with its CR), as a link would.
     using ICommunications::Transfer;
     TransferResult Transfer(int32_t id, int32_t expectedCount, const std::string& value,
                             const TransferSink& sink) override;
     ISerialPort& Port() override { return port_; }
-    void FolderPath(const std::string& folder) override;
-    void InstrumentCode(int32_t code) override;
+    void FolderPath(const std::string& folder) override {
+        folderPath = folder;
+        log.push_back("FolderPath=" + folder);
+    }
+    void InstrumentCode(int32_t code) override {
+        log.push_back("InstrumentCode=" + std::to_string(code));
+    }
 
     // Script. Reply queues one answer for the next read of id (FIFO per id); when the queue
     // is empty the ReplyAlways answer of id is used, then responder, then an empty reply.
-    void Reply(int32_t id, std::string reply);
-    void ReplyAlways(int32_t id, std::string reply);
+    void Reply(int32_t id, std::string reply) { replies_[id].push_back(std::move(reply)); }
+    void ReplyAlways(int32_t id, std::string reply) { always_[id] = std::move(reply); }
     // The next request (read, write or transfer) of id raises error; queued per id.
-    void Fail(int32_t id, AutomationError error);
+    void Fail(int32_t id, AutomationError error) { failures_[id].push_back(std::move(error)); }
     // The Nth request from now raises (1 or 0: the very next one).
-    void FailAfter(size_t requests, AutomationError error);
+    void FailAfter(size_t requests, AutomationError error) {
+        countdowns_.push_back({requests, std::move(error)});
+    }
     // Queues the result of the next Transfer; when none is queued Transfer returns {"", false}.
-    void TransferReply(TransferResult r);
+    void TransferReply(TransferResult r) { transfers_.push_back(std::move(r)); }
     // Forgets every scripted reply and failure (the log stays).
     void ClearScript();
 
@@ -99,7 +114,6 @@ class FakeCommunications : public ICommunications {
                                              const std::map<std::string, std::string>& params)>
         responder;
 
-    // The record.
     std::vector<std::string> log;
     // Only the "Read ..."/"Write ..."/"Transfer ..." lines.
     std::vector<std::string> Requests() const;
@@ -107,15 +121,11 @@ class FakeCommunications : public ICommunications {
     std::vector<std::map<std::string, std::string>> requestParams;
     // Identifiers of the writes, in order.
     std::vector<int32_t> Writes() const;
-    // Last FolderPath / InstrumentCode written.
     std::string folderPath;
 
-    FakeRequestParams& Params() { return params_; }
     FakeSerialPort& SerialPort() { return port_; }
 
   private:
-    friend class FakeRequestParams;
-    friend class FakeSerialPort;
     void BeginRequest(int32_t id, std::string line);
 
     FakeRequestParams params_;

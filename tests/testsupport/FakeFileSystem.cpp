@@ -42,13 +42,7 @@ class FakeTextFile : public ITextFile {
 
     void Flush() override { out_.flush(); }
     void Sync() override { out_.flush(); }
-
-    void Close() override {
-        if (!out_.is_open()) {
-            return;
-        }
-        out_.close();
-    }
+    void Close() override { out_.close(); }
 
   private:
     FakeFileSystem& owner_;
@@ -57,23 +51,9 @@ class FakeTextFile : public ITextFile {
 };
 
 std::string FolderName(SpecialFolder which) {
-    switch (which) {
-        case SpecialFolder::Temporary:
-            return "temp";
-        case SpecialFolder::Library:
-            return "lib";
-        case SpecialFolder::System:
-            return "system";
-        case SpecialFolder::Documents:
-            return "documents";
-        case SpecialFolder::Home:
-            return "home";
-        case SpecialFolder::Config:
-            return "config";
-        case SpecialFolder::State:
-            return "state";
-    }
-    return "other";
+    static const char* const names[] = {"temp", "lib",    "system", "documents",
+                                        "home", "config", "state"};
+    return names[static_cast<int>(which)];
 }
 
 }  // namespace
@@ -102,13 +82,7 @@ std::string FakeFileSystem::GetSpecialFolder(SpecialFolder which) {
 }
 
 std::string FakeFileSystem::BuildPath(const std::string& folder, const std::string& name) {
-    if (folder.empty()) {
-        return name;
-    }
-    if (folder.back() == '/') {
-        return folder + name;
-    }
-    return folder + "/" + name;
+    return folder.empty() || folder.back() == '/' ? folder + name : folder + "/" + name;
 }
 
 bool FakeFileSystem::FileExists(const std::string& path) {

@@ -1,5 +1,5 @@
 #pragma once
-// In-memory per-user settings that record every access.
+// In-memory per-user settings that record every read, keyed by name or "subkey\name".
 #include <cstdint>
 #include <map>
 #include <string>
@@ -15,26 +15,38 @@ class FakeRegistry : public IRegistry {
         std::string name;
         int32_t section;
         int64_t rootKey;
-        std::string value;  // default for a read, value for a write
+        std::string value;  // the default given
         std::string subkey;
     };
 
     std::string ReadValue(const std::string& name, int32_t section, int64_t rootKey,
-                          const std::string& defaultValue, const std::string& subkey = {}) override;
-    void WriteValue(const std::string& name, int32_t section, int64_t rootKey,
-                    const std::string& value, const std::string& subkey = {}) override;
-    std::map<std::string, std::string> LoadFormState(const std::string& form) override;
+                          const std::string& defaultValue,
+                          const std::string& subkey = {}) override {
+        reads.push_back({name, section, rootKey, defaultValue, subkey});
+        auto it = values.find(Key(name, subkey));
+        return it == values.end() ? defaultValue : it->second;
+    }
+    void WriteValue(const std::string& name, int32_t, int64_t, const std::string& value,
+                    const std::string& subkey = {}) override {
+        values[Key(name, subkey)] = value;
+    }
+    std::map<std::string, std::string> LoadFormState(const std::string& form) override {
+        auto it = forms.find(form);
+        return it == forms.end() ? std::map<std::string, std::string>{} : it->second;
+    }
     void SaveFormState(const std::string& form,
-                       const std::map<std::string, std::string>& state) override;
-
-    // Keyed by name, or "subkey\name" when a subkey is given; section and root are recorded
-    // in reads/writes only.
-    static std::string Key(const std::string& name, const std::string& subkey);
+                       const std::map<std::string, std::string>& state) override {
+        forms[form] = state;
+    }
 
     std::map<std::string, std::string> values;
     std::map<std::string, std::map<std::string, std::string>> forms;
     std::vector<Access> reads;
-    std::vector<Access> writes;
+
+  private:
+    static std::string Key(const std::string& name, const std::string& subkey) {
+        return subkey.empty() ? name : subkey + "\\" + name;
+    }
 };
 
 }  // namespace vesk::test
