@@ -11,6 +11,7 @@
 #include "components/comm/CommErrors.h"
 #include "components/comm/Communications.h"
 #include "simulator/Faults.h"
+#include "tests/apps/Processes.h"
 #include "tests/recorder/RecorderFixture.h"
 #include "tests/testsupport/Raised.h"
 #include "vesk4710/platform/SettingIds.h"
@@ -88,7 +89,7 @@ TEST_F(RecorderTest, ALateReplyIsNeverTakenForAnotherClientsAnswer) {
     recorder.Start();
     ASSERT_TRUE(WaitRounds(recorder, 1, true));
     // The units reply comes after the endpoint gave up, as the next same-tag request goes out.
-    Simulator(45)->InjectFault(sim::ParseFault("delay:500@id=168"));
+    Simulator(45)->InjectFault(sim::ParseFault(FaultAt("delay:500", SET_UNITS_READ)));
     auto late = Client(recorder.Endpoints().at(0), 400);
     EXPECT_EQ(Raised([&] { late->ReadSetting(SET_UNITS_READ, true, ""); }).Number(),
               comm::kCommTimeout);
@@ -97,11 +98,16 @@ TEST_F(RecorderTest, ALateReplyIsNeverTakenForAnotherClientsAnswer) {
     recorder.Stop();
 }
 
+TEST_F(RecorderTest, AnEndpointThatIsNoPortIsRefused) {
+    rec::Recorder recorder(Config(46, std::chrono::hours(1), "tcp://127.0.0.1:70000"));
+    EXPECT_NE(Raised([&] { recorder.Start(); }).Description().find("70000"), std::string::npos);
+}
+
 TEST_F(RecorderTest, ALongTransferIsAGapWithItsReasonAndRecordingGoesOn) {
     rec::Recorder recorder(Config(42, std::chrono::milliseconds(50), "tcp://127.0.0.1:0"));
     recorder.Start();
     ASSERT_TRUE(WaitRounds(recorder, 2));
-    Simulator(42)->InjectFault(sim::ParseFault("delay:1500@id=278"));
+    Simulator(42)->InjectFault(sim::ParseFault(FaultAt("delay:1500", SET_TRANSFER_ALL)));
     EXPECT_FALSE(Client(recorder.Endpoints().at(0))->Transfer(SET_TRANSFER_ALL, 0, "").endedEarly);
     ASSERT_TRUE(WaitRounds(recorder, 3));
     recorder.Stop();

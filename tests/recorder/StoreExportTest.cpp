@@ -214,6 +214,12 @@ TEST_F(RecorderTest, ConfigurationErrorsNameTheKey) {
         {"channels='1'\n", "instrument[1].channels"},
         {"baud='fast'\n", "instrument[1].baud"},
         {"[retry]\nfirst='1m'\nmax='1s'\n", "retry"},
+        {"[mqtt]\npassword='s3cret'\n", "mqtt.password"},
+        {"[mqtt]\ntopic_prefix='lab/#'\n", "mqtt.topic_prefix"},
+        {"[mqtt]\ntls=true\nca_file='missing.pem'\n", "mqtt.ca_file"},
+        {"[mqtt]\nhost=12\n", "mqtt.host"},
+        {"[mqtt]\nqos=2\n", "'qos'"},
+        {"[prometheus]\nlisten='localhost'\n", "prometheus.listen"},
     };
     const std::string path = (dir_ / "recorder.toml").string();
     const auto refused = [&](const std::string& text) {
@@ -224,6 +230,7 @@ TEST_F(RecorderTest, ConfigurationErrorsNameTheKey) {
         const std::string said =
             refused("database='r.db'\n[[instrument]]\nname='a'\ndevice='sim'\n" + text);
         EXPECT_NE(said.find(named), std::string::npos) << said;
+        EXPECT_EQ(said.find("s3cret"), std::string::npos) << said;
     }
     EXPECT_NE(refused("database='r.db'\n[[instrument]]\nname='a b'\ndevice='sim'\n")
                   .find("instrument name 'a b'"),
