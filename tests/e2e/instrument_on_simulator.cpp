@@ -1,6 +1,5 @@
-// The instrument and its channels against the simulator: the query, readings, and every
-// supported conversion written back so that the instrument holds each value under its own name
-// and a fresh object reads the same.
+// The channels against the simulator: every supported conversion written back so that the
+// instrument holds each value under its own name and a fresh object reads the same.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -9,7 +8,6 @@
 #include <utility>
 #include <vector>
 
-#include "components/probes/TemperatureMath.h"
 #include "tests/robustness/SimulatedLab.h"
 #include "vesk4710/channel/CVesk4710Channel.h"
 #include "vesk4710/channel/ConversionTypes.h"
@@ -85,30 +83,6 @@ struct ConversionSetup {
     int32_t tc;
     int32_t junction;
 };
-
-TEST_F(OnSimulator, ReadingsOfBothChannelsAgreeWithTheProbeMath) {
-    auto unit = Open();
-    EXPECT_TRUE(ui->boxes.empty());
-    const double tolerance[] = {0.01, 0.1};
-    const double bath[] = {25.0, 150.0};
-    for (int16_t c = 1; c <= 2; ++c) {
-        ASSERT_TRUE(unit->GetChannelReference(c)->QueryInfo()) << c;
-        unit->Units(UNITS_DEGREESC);
-        const double celsius = unit->QueryMeasurement(c);
-        EXPECT_NEAR(celsius, bath[c - 1], 1.0) << c;
-
-        unit->Units(UNITS_RAW_VALUE);
-        const double raw = unit->QueryMeasurement(c);
-        auto probe = unit->GetChannelReference(c)->Probe();
-        const auto math = probes::SpecFrom(probe->ActiveConversion(), probe->ConversionType());
-        // Ohms for the resistance thermometer, millivolts for the thermocouple.
-        EXPECT_NEAR(probes::TemperatureFromRaw(math, raw), celsius, tolerance[c - 1]) << c;
-    }
-    // A selected channel reads as that channel; waiting for a new reading ends.
-    unit->Units(UNITS_DEGREESC);
-    unit->SelectedChannel(1);
-    EXPECT_NEAR(unit->QueryMeasurement(-1, true), bath[0], 1.0);
-}
 
 TEST_F(OnSimulator, ChannelUpdateInfoIsHeldByNameAndReadBackThroughAFreshInstrument) {
     std::vector<ConversionSetup> setups = {{"ITS", kConvITS90, 4, 0},
