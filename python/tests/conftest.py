@@ -1,23 +1,9 @@
-"""Shared fixtures: every run gets its own simulator state and settings, so runs do not
-leak into each other or into the user's files."""
-
-import os
-import shutil
-import tempfile
+"""Shared fixtures. The ctest entry gives each run a fresh home for the simulator's state and
+the settings."""
 
 import pytest
 
-# The simulator and the settings store read these when a session opens.
-_HOME = tempfile.mkdtemp(prefix="vesk4710-pytest-")
-os.environ["HOME"] = _HOME
-os.environ["XDG_STATE_HOME"] = os.path.join(_HOME, "state")
-os.environ["XDG_CONFIG_HOME"] = os.path.join(_HOME, "config")
-
-import vesk4710  # noqa: E402  (after the environment is set)
-
-
-def pytest_unconfigure(config):
-    shutil.rmtree(_HOME, ignore_errors=True)
+import vesk4710
 
 
 class Messages(list):
@@ -49,7 +35,6 @@ def connect(messages):
 
 @pytest.fixture
 def inst(connect):
-    # An instrument whose device information has been read.
     instrument = connect()
     assert instrument.QueryInfo()
     return instrument

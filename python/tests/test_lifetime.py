@@ -26,5 +26,4 @@ def test_channels_outlive_their_instrument_and_module(connect, messages):
     messages.clear()
     assert not ch.UpdateInfo()
     assert messages
-    # Its own values are still there.
     assert ch.ActualChannel == ch.invoke("ActualChannel") == 2

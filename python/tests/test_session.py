@@ -1,15 +1,12 @@
 """A session against the embedded simulator as Python sees it: the object tree, downloads and
 the late-bound interface."""
 
-import datetime
 import os
 
 import vesk4710
 
 
 def test_query_info_fills_the_object_tree_with_python_values(inst, messages):
-    assert type(inst.CalDate) is datetime.date and isinstance(inst.Units, vesk4710.E4710Units)
-    assert isinstance(inst.QueryMeasurement(1), float)
     numbers = []
     for idx in range(inst.NumModules):
         card = inst.Modules(idx)
@@ -38,20 +35,17 @@ def test_downloads_return_their_results(inst, tmp_path):
 
 
 def test_invoke_reads_writes_calls_and_hands_back_by_reference(inst):
-    assert inst.invoke("model") == inst.Model
     inst.put("Resolution", 2)
     assert inst.Resolution == 2
     inst.invoke("Resolution", 3, kind="let")
     assert inst.invoke("Resolution") == 3
     ch = inst.invoke("GetChannelReference", 2)
     assert ch is inst.GetChannelReference(2)
-    assert ch.invoke("ActualChannel") == 2
     assert isinstance(inst.invoke("QueryMeasurement", 1), float)
     ok, (label,) = inst.invoke("QueryLoggingLabel", "", byref=True)
     assert ok is True and label == inst.QueryLoggingLabel()[1]
     _, (filled,) = inst.invoke("FillChannelList", None, byref=True)
     assert isinstance(filled, vesk4710.ListBox) and filled.items() == inst.FillChannelList()
-    # Objects cross and come back intact.
     registry = inst.invoke("Registry")
     assert isinstance(registry, vesk4710.Registry)
     card = vesk4710.CVesk4710Card()

@@ -195,13 +195,12 @@ class SimServer {
                                      child_.Finish(std::chrono::seconds(1)).err);
         }
     }
-    ~SimServer() { Kill(); }
-    // What --device takes: the terminal's path or tcp://HOST:PORT.
-    const std::string& Device() const { return device_; }
-    void Kill() {
+    ~SimServer() {
         child_.Signal(SIGTERM);
         child_.Finish(std::chrono::seconds(5));
     }
+    // What --device takes: the terminal's path or tcp://HOST:PORT.
+    const std::string& Device() const { return device_; }
 
   private:
     static std::vector<std::string> Argv(Kind kind, const std::vector<std::string>& extra) {
