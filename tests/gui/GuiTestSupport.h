@@ -17,9 +17,6 @@ class ManualClock {
   public:
     Millis Now() const { return now_->load(); }
     void Advance(Millis ms) { *now_ += ms; }
-    std::function<Millis()> AsFunction() const {
-        return [now = now_] { return now->load(); };
-    }
     sim::WallClock AsWallClock() const {
         return [now = now_] {
             return std::chrono::system_clock::time_point(std::chrono::milliseconds(now->load()));
@@ -30,12 +27,6 @@ class ManualClock {
     std::shared_ptr<std::atomic<Millis>> now_ =
         std::make_shared<std::atomic<Millis>>(SystemMillis());
 };
-
-inline sim::SimOptions InMemory() {
-    sim::SimOptions options;
-    options.persist = false;
-    return options;
-}
 
 // Registers the simulator afresh, reset from its data at first use.
 inline void UseFreshSimulator(const ManualClock& clock) {
@@ -51,14 +42,11 @@ inline void UseFreshSimulator(const ManualClock& clock) {
     (void)hostReady;
     // An instrument keeps the clock it was made with: forget the last test's.
     sim::Instrument::ReleaseAll();
-    sim::SimOptions options = InMemory();
-    options.reset = true;
-    options.clock = clock.AsWallClock();
-    sim::RegisterEmbeddedLink(options);
+    sim::RegisterEmbeddedLink({.persist = false, .reset = true, .clock = clock.AsWallClock()});
 }
 
 inline std::shared_ptr<sim::Instrument> SimulatedInstrument() {
-    return sim::Instrument::ForPort(InMemory());
+    return sim::Instrument::ForPort({.persist = false});
 }
 
 // A fault at the next request after skip others; each reading is one request, and later ones
@@ -77,13 +65,9 @@ inline std::string Slurp(const std::string& path) {
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
-class TempDir {
-  public:
-    std::filesystem::path Path() const { return dir_.path().toStdString(); }
+struct TempDir : QTemporaryDir {
+    std::filesystem::path Path() const { return path().toStdString(); }
     std::string File(const std::string& name) const { return (Path() / name).string(); }
-
-  private:
-    QTemporaryDir dir_;
 };
 
 // Closes each modal window once it has settled (seen on two ticks, with no wait cursor), the

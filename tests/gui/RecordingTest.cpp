@@ -20,14 +20,10 @@ std::vector<Row> Recorded(const std::string& text) {
             line == "sequence,time,instrument,serial,channel,probe,value,unit,conversion") {
             continue;
         }
-        std::vector<std::string> f;
-        std::istringstream fields(line);
-        for (std::string field; std::getline(fields, field, ',');) {
-            f.push_back(field);
-        }
-        EXPECT_EQ(f.size(), 9u) << line;
-        EXPECT_EQ(std::stoul(f.at(0)), rows.size() + 1) << line;
-        rows.emplace_back(std::stoi(f.at(4)), std::stod(f.at(6)));
+        const QStringList f = QString::fromStdString(line).split(',');
+        EXPECT_EQ(f.size(), 9) << line;
+        EXPECT_EQ(f[0].toULong(), rows.size() + 1) << line;
+        rows.emplace_back(f.value(4).toInt(), f.value(6).toDouble());
     }
     return rows;
 }

@@ -35,12 +35,7 @@ W* Child(const char* objectName) {
 }
 
 inline QMessageBox* VisibleBox() {
-    for (QWidget* top : QApplication::topLevelWidgets()) {
-        if (auto* box = qobject_cast<QMessageBox*>(top); box != nullptr && box->isVisible()) {
-            return box;
-        }
-    }
-    return nullptr;
+    return qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
 }
 
 // No wait cursor and no progress window: the dialog finished what it was doing.
@@ -139,10 +134,7 @@ class Driver : public QObject {
 class QtDialogTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        sim::SimOptions simulator;
-        simulator.persist = false;
-        simulator.reset = true;
-        sim::RegisterEmbeddedLink(simulator);
+        sim::RegisterEmbeddedLink({.persist = false, .reset = true});
         HostOptions options;
         options.console = false;
         options.ui = ui;

@@ -1,4 +1,4 @@
-// The Qt services themselves: message boxes, help, waiting and the progress display.
+// The Qt services themselves: message boxes, help and the progress display.
 #include "tests/qt/QtTestSupport.h"
 #include "ui/qt/QtProgress.h"
 #include "vesk4710/platform/IProgress.h"
@@ -6,20 +6,14 @@
 namespace vesk::qttest {
 namespace {
 
-class QtServices : public ::testing::Test {
-  protected:
-    QtServices() {
-        ui.SetUrlOpener([this](const QUrl& url) {
-            opened.push_back(url);
-            return true;
-        });
-    }
-    QtUi ui;
-    std::vector<QUrl> opened;
-    Driver driver;
-};
+using QtServices = QtDialogTest;
 
 TEST_F(QtServices, MessageBoxesShowTheClassicStylesAnswerAndOpenHelp) {
+    std::vector<QUrl> opened;
+    ui->SetUrlOpener([&](const QUrl& url) {
+        opened.push_back(url);
+        return true;
+    });
     using Seen = std::tuple<QMessageBox::Icon, qsizetype, std::string>;
     std::vector<Seen> seen;
     auto answer = [&](QMessageBox::StandardButton button) {
@@ -35,10 +29,10 @@ TEST_F(QtServices, MessageBoxesShowTheClassicStylesAnswerAndOpenHelp) {
         .Then("help", [&] { return Answer(QMessageBox::Help); })
         .Then("ok", [&] { return !opened.empty() && Answer(QMessageBox::Ok); });
     driver.Start();
-    EXPECT_EQ(ui.MessageBox("Write?", kMbYesNo | kMbQuestion, "Vesk Scientific", "", 0), kAnsNo);
+    EXPECT_EQ(ui->MessageBox("Write?", kMbYesNo | kMbQuestion, "Vesk Scientific", "", 0), kAnsNo);
     // Error reports break lines at lone carriage returns.
-    EXPECT_EQ(ui.MessageBox("An error occurred.\r\rError: 6 - Overflow\r(CVesk4710 - Edit)",
-                            kMbCritical, "Vesk Scientific", "", 0),
+    EXPECT_EQ(ui->MessageBox("An error occurred.\r\rError: 6 - Overflow\r(CVesk4710 - Edit)",
+                             kMbCritical, "Vesk Scientific", "", 0),
               kAnsOk);
     EXPECT_EQ(seen, (std::vector<Seen>{
                         {QMessageBox::Question, 2, "Write?"},
@@ -46,32 +40,17 @@ TEST_F(QtServices, MessageBoxesShowTheClassicStylesAnswerAndOpenHelp) {
                          "An error occurred.\n\nError: 6 - Overflow\n(CVesk4710 - Edit)"}}));
 
     // Help opens the topic and keeps the message up.
-    EXPECT_EQ(ui.MessageBox("Details", kMbCritical | kMbHelpButton, "Vesk Scientific",
-                            "/opt/vesk/help.html", 10340),
+    EXPECT_EQ(ui->MessageBox("Details", kMbCritical | kMbHelpButton, "Vesk Scientific",
+                             "/opt/vesk/help.html", 10340),
               kAnsOk);
     ASSERT_EQ(opened.size(), 1U);
     EXPECT_EQ(opened[0].toLocalFile(), "/opt/vesk/help.html");
     EXPECT_EQ(opened[0].fragment(), "topic-10340");
-    EXPECT_EQ(ui.ShowHelp("", 1, 5), 0) << "no help file, nothing to open";
-}
-
-TEST_F(QtServices, WaitingLastsUntilTheDeadlineUnderTheWaitCursor) {
-    QCoreApplication::sendPostedEvents();
-    QCoreApplication::processEvents();
-    const int32_t before = ui.Ticks();
-    ui.WaitEvents(30);
-    EXPECT_GE(ui.Ticks() - before, 25);
-    ui.MousePointer(kPointerHourglass);
-    ASSERT_NE(QApplication::overrideCursor(), nullptr);
-    EXPECT_EQ(QApplication::overrideCursor()->shape(), Qt::WaitCursor);
-    ui.MousePointer(kPointerHourglass);
-    ui.MousePointer(kPointerDefault);
-    EXPECT_EQ(QApplication::overrideCursor(), nullptr) << "one restore undoes repeated waits";
-    EXPECT_EQ(ui.MousePointer(), kPointerDefault);
+    EXPECT_EQ(ui->ShowHelp("", 1, 5), 0) << "no help file, nothing to open";
 }
 
 TEST_F(QtServices, ProgressShowsStatusAndAnswersTheCancel) {
-    auto progress = ui.CreateProgress();
+    auto progress = ui->CreateProgress();
     progress->SetOwner(nullptr, false);
     progress->Status("Reading 4710 settings...", 25.0);
     auto* window = static_cast<QtProgress&>(*progress).Window();
