@@ -1,7 +1,6 @@
 """The error class and how numbers, texts, enumerations and dates cross into Python."""
 
 import datetime
-import pickle
 
 import pytest
 
@@ -18,15 +17,6 @@ def test_library_errors_carry_all_five_fields(inst):
     with pytest.raises(vesk4710.AutomationError) as err:
         inst.invoke("QueryMeasurement", object())
     assert err.value.number == 13
-
-
-def test_is_an_exception_that_survives_pickling():
-    e = vesk4710.AutomationError(13, "Type mismatch", "here", "help.html", 7)
-    assert isinstance(e, Exception)
-    back = pickle.loads(pickle.dumps(e))
-    assert (back.number, back.description, back.source, back.help_file,
-            back.help_context) == (13, "Type mismatch", "here", "help.html", 7)
-    assert str(back) == "Type mismatch (error 13 in here)"
 
 
 def test_integers_overflow_round_half_to_even_and_texts_that_are_not_utf8_round_trip():

@@ -4,7 +4,6 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
-#include <tuple>
 
 #include "ui/console/ConsoleUi.h"
 
@@ -105,26 +104,6 @@ TEST(ConsoleUi, PasscodesFromTheQueueElseFromTheTerminal) {
     EXPECT_FALSE(t.ui.PromptPasscode(nullptr).confirmed);
     EXPECT_EQ(t.err.str().find("secret"), std::string::npos) << "the passcode was echoed";
     EXPECT_FALSE(Console().ui.PromptPasscode(nullptr).confirmed);
-}
-
-// Lines of at most four characters.
-TEST(LineInput, LinesAreBoundedAndAnOverlongOneEndsTheInput) {
-    using S = LineInput::Status;
-    for (const auto& [text, lines, last] : {std::tuple{"ab\ncd\r\nef", "ab|cd|ef|", S::kEnd},
-                                            {"abcd\r\n\nabcd\r", "abcd||abcd|", S::kEnd},
-                                            {"x\nabcde\nx\n", "x|abcd", S::kTooLong}}) {
-        std::istringstream stream(text);
-        LineInput input(stream, 4);
-        std::string read;
-        std::string line;
-        S status;
-        while ((status = input.Next(line)) == S::kLine) {
-            read += line + "|";
-        }
-        EXPECT_EQ(read + line, lines) << text;
-        EXPECT_EQ(status, last) << text;
-        EXPECT_EQ(input.Next(line), last) << "the input went on after " << text;
-    }
 }
 
 TEST(ConsoleUi, HelpDialogsEventsAndWaits) {

@@ -7,7 +7,6 @@
 #include "components/registry/Registry.h"
 #include "host/DefaultHost.h"
 #include "tests/testsupport/FakeFileSystem.h"
-#include "tests/testsupport/FakeUi.h"
 #include "vesk4710/support/AutomationError.h"
 
 namespace vesk {
@@ -48,25 +47,6 @@ TEST_F(DefaultHostTest, WiresTheRealComponentsAndBecomesTheProcessDefault) {
     ASSERT_TRUE(comm);
     EXPECT_EQ(comm->Options().device, "sim");
     EXPECT_EQ(comm->Options().registry, reg) << "port names come from the host's settings";
-}
-
-TEST_F(DefaultHostTest, ConsoleFlagsAndCustomServices) {
-    HostOptions o = Options();
-    o.assumeYes = true;
-    auto host = MakeDefaultHost(o);
-    EXPECT_EQ(host->Ui().MessageBox("Write?", kMbYesNo | kMbQuestion, "t", "", 0), kAnsYes);
-    EXPECT_FALSE(host->Ui().PromptPasscode(nullptr).confirmed) << "nobody to ask";
-
-    o.assumeYes = false;
-    o.consoleOptions.passcodes = {"4321"};
-    auto queued = MakeDefaultHost(o);
-    EXPECT_EQ(queued->Ui().MessageBox("Write?", kMbYesNo, "t", "", 0), kAnsNo);
-    EXPECT_EQ(queued->Ui().PromptPasscode(nullptr).text, "4321");
-
-    auto fake = std::make_shared<test::FakeUi>();
-    o.ui = fake;
-    MakeDefaultHost(o)->Ui().MessageBox("hello", kMbInformation, "t", "", 0);
-    EXPECT_EQ(fake->Prompts(), (std::vector<std::string>{"hello"}));
 }
 
 }  // namespace

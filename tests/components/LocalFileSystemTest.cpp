@@ -92,15 +92,6 @@ TEST_F(LocalFileSystemTest, CreateInMissingOrUnwritableFolderRaises) {
     EXPECT_NE(denied.Description().find("/sys/kernel/x.txt"), std::string::npos);
 }
 
-TEST_F(LocalFileSystemTest, BuildPathInsertsOneSeparator) {
-    for (const auto& [folder, name] :
-         {std::pair{"/a", "b.txt"}, {"/a/", "b.txt"}, {"/a/", "/b.txt"}, {"/a", "/b.txt"}}) {
-        EXPECT_EQ(files.BuildPath(folder, name), "/a/b.txt") << folder << " " << name;
-    }
-    EXPECT_EQ(files.BuildPath("", "b.txt"), "b.txt");
-    EXPECT_EQ(files.BuildPath("/a", ""), "/a");
-}
-
 TEST_F(LocalFileSystemTest, SpecialFoldersFollowTheEnvironment) {
     test::EnvGuard env;
     env.Set("TMPDIR", "/scratch/tmp/");

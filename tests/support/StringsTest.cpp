@@ -46,15 +46,6 @@ TEST(StringTable, EveryNamedIdResolvesAndEveryTextIsClean) {
     }
 }
 
-TEST(StringTable, UnknownIdRaisesResourceNotFound) {
-    for (int32_t id : {0, -1, 100, 111, 367}) {
-        EXPECT_EQ(Raised([&] { LoadResString(id); }).Number(), kErrResourceNotFound) << id;
-        EXPECT_FALSE(HasResString(id));
-    }
-    EXPECT_EQ(Raised([] { LoadResString(111); }).Description(),
-              "Resource with identifier '111' not found");
-}
-
 TEST(DateFromYMD, BuildsByCalendarArithmeticFrom1900OrRefuses) {
     EXPECT_EQ(DateFromYMD("2010,5,21"), Date::FromYMD(2010, 5, 21));
     // Without a day the month is ignored too.

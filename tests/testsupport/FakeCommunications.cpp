@@ -67,14 +67,6 @@ TransferResult FakeCommunications::Transfer(int32_t id, int32_t expectedCount,
     return r;
 }
 
-void FakeCommunications::ClearScript() {
-    replies_.clear();
-    always_.clear();
-    failures_.clear();
-    transfers_.clear();
-    countdowns_.clear();
-}
-
 std::vector<std::string> FakeCommunications::Requests() const {
     std::vector<std::string> out;
     std::copy_if(log.begin(), log.end(), std::back_inserter(out), [](const std::string& line) {

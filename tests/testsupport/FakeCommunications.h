@@ -104,8 +104,6 @@ class FakeCommunications : public ICommunications {
     }
     // Queues the result of the next Transfer; when none is queued Transfer returns {"", false}.
     void TransferReply(TransferResult r) { transfers_.push_back(std::move(r)); }
-    // Forgets every scripted reply and failure (the log stays).
-    void ClearScript();
 
     // Called inside Transfer once every line went to the sink: where a killed process stops.
     std::function<void()> duringTransfer;
