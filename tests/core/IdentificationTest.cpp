@@ -76,19 +76,12 @@ TEST_F(InstrumentTest, QueryIdentificationSetsThePropertiesAndFeedsTheFirmwareCh
 class QueryInfoTest : public InstrumentTest {
   protected:
     QueryInfoTest() {
-        comm().ReplyAlways(SET_IDENTIFICATION, "Vesk,4710,A12345,1.10");
-        comm().ReplyAlways(SET_CONV_PROTECTION, "1");
-        comm().ReplyAlways(SET_PASSCODE_STATE, "0");
-        comm().ReplyAlways(SET_NUM_CHANNELS, "2");
-        comm().ReplyAlways(SET_MODULE_LIST, "PRT,PRT");
-        comm().ReplyAlways(SET_NUM_MODULES, "2");
+        comm().ScriptInstrument();
         comm().ReplyAlways(SET_CHANNEL_STATE, "0");
         comm().ReplyAlways(SET_UNITS_READ, "F");
-        comm().ReplyAlways(SET_AUTO_POWER_READ, "ON");
         comm().ReplyAlways(SET_CAL_DATE_READ, "2024,3,7");
         comm().ReplyAlways(SET_CAL_COUNT_READ, "1");
         comm().ReplyAlways(SET_CAL_REFERENCE_READ, "100.0");
-        comm().ReplyAlways(SET_CAL_VALUE_READ, "100.02");
         comm().ReplyAlways(SET_PROBE_SERIAL_READ, "pt-17");
     }
     std::vector<std::string> Prompts() const { return host->ui.Prompts(); }

@@ -37,22 +37,7 @@ class DialogTest : public ::testing::Test {
 
     // A two-channel instrument with a passcode, read through the whole-instrument query.
     void ScriptInstrument() {
-        comm().ReplyAlways(SET_IDENTIFICATION, "Vesk,4710,A12345,1.10");
-        comm().ReplyAlways(SET_CONV_PROTECTION, "1");
-        comm().ReplyAlways(SET_PASSCODE_STATE, "0");
-        comm().ReplyAlways(SET_NUM_CHANNELS, "2");
-        comm().ReplyAlways(SET_MODULE_LIST, "PRT,PRT");
-        comm().ReplyAlways(SET_NUM_MODULES, "2");
-        comm().ReplyAlways(SET_CHANNEL_STATE, "1");
-        comm().ReplyAlways(SET_UNITS_READ, "C");
-        comm().ReplyAlways(SET_AUTO_POWER_READ, "OFF");
-        comm().ReplyAlways(SET_CAL_DATE_READ, "2024,1,15");
-        comm().ReplyAlways(SET_CAL_COUNT_READ, "2");
-        comm().ReplyAlways(SET_CAL_REFERENCE_READ, "100");
-        comm().ReplyAlways(SET_CAL_VALUE_READ, "100.02");
-        comm().ReplyAlways(SET_INTERVAL_READ, "5");
-        comm().ReplyAlways(SET_SCAN_MODE_READ, "0");
-        comm().ReplyAlways(SET_SCAN_LIST_READ, "L:1,2;");
+        comm().ScriptInstrument();
         host->probeFactory = [] { return probes::Probe::Create(); };
     }
 

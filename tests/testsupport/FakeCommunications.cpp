@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "vesk4710/platform/SettingIds.h"
+
 namespace vesk::test {
 
 void FakeCommunications::BeginRequest(int32_t id, std::string line) {
@@ -84,6 +86,25 @@ std::vector<int32_t> FakeCommunications::Writes() const {
         }
     }
     return out;
+}
+
+void FakeCommunications::ScriptInstrument() {
+    always_[SET_IDENTIFICATION] = "Vesk,4710,A12345,1.10";
+    always_[SET_CONV_PROTECTION] = "1";
+    always_[SET_PASSCODE_STATE] = "0";
+    always_[SET_NUM_CHANNELS] = "2";
+    always_[SET_MODULE_LIST] = "PRT,PRT";
+    always_[SET_NUM_MODULES] = "2";
+    always_[SET_CHANNEL_STATE] = "1";
+    always_[SET_UNITS_READ] = "C";
+    always_[SET_AUTO_POWER_READ] = "OFF";
+    always_[SET_CAL_DATE_READ] = "2024,1,15";
+    always_[SET_CAL_COUNT_READ] = "2";
+    always_[SET_CAL_REFERENCE_READ] = "100";
+    always_[SET_CAL_VALUE_READ] = "100.02";
+    always_[SET_INTERVAL_READ] = "5";
+    always_[SET_SCAN_MODE_READ] = "0";
+    always_[SET_SCAN_LIST_READ] = "L:1,2;";
 }
 
 }  // namespace vesk::test
