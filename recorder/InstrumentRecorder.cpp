@@ -12,6 +12,7 @@
 #include "vesk4710/channel/CVesk4710Channel.h"
 #include "vesk4710/channel/ConversionTypes.h"
 #include "vesk4710/core/CVesk4710.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk::rec {
 
@@ -317,7 +318,7 @@ void InstrumentRecorder::Round() {
         r.time = NowUs();
         r.source = ch.source;
         r.source.unit = UnitOf(reply->mnemonic, inst.Units());
-        r.text = comm::Trim(reply->payload);
+        r.text = Trim(reply->payload);
         // Emf arrives in microvolts and is kept in millivolts, every digit sent.
         if (reply->mnemonic == "MEAS:VOLT?") {
             r.text = files::ShiftDecimal(r.text, -3).value_or(r.text);

@@ -21,9 +21,9 @@ bool IsMeasurement(std::string_view mnemonic) {
 
 // The line without its tag.
 std::string_view Body(std::string_view line, bool tagged) {
-    std::string_view rest = TrimSpaces(line);
+    std::string_view rest = Trim(line);
     if (tagged) {
-        rest = TrimSpaces(rest.substr(rest.find(' ') + 1));
+        rest = Trim(rest.substr(rest.find(' ') + 1));
     }
     return rest;
 }

@@ -313,7 +313,7 @@ std::string Communications::ReadSetting(int32_t id, bool flag, const std::string
     std::string reply = Request(CommandFor(id, Access::kRead));
     lastRead_ = Reply{id, requests_, reply};
     if (flag) {
-        reply = std::string(TrimSpaces(reply));
+        reply = std::string(Trim(reply));
     }
     return reply.empty() ? extra : reply;
 }

@@ -300,12 +300,12 @@ std::optional<CommandLine> ParseCommandLine(std::string_view line, std::string* 
     if (!IsWireText(line)) {
         return fail("the line holds characters other than printable ASCII");
     }
-    std::string_view rest = TrimSpaces(line);
+    std::string_view rest = Trim(line);
     CommandLine out;
     size_t space = rest.find(' ');
     if (auto tag = ParseTag(rest.substr(0, space)); tag && space != std::string_view::npos) {
         out.tag = tag;
-        rest = TrimSpaces(rest.substr(space + 1));
+        rest = Trim(rest.substr(space + 1));
         space = rest.find(' ');
     }
     out.mnemonic = std::string(rest.substr(0, space));
@@ -318,7 +318,7 @@ std::optional<CommandLine> ParseCommandLine(std::string_view line, std::string* 
     if (space == std::string_view::npos) {
         return out;
     }
-    std::string_view args = TrimSpaces(rest.substr(space + 1));
+    std::string_view args = Trim(rest.substr(space + 1));
     if (args.empty()) {
         return out;
     }
@@ -369,7 +369,7 @@ std::optional<CommandLine> ParseCommandLine(std::string_view line, std::string* 
             if (depth != 0) {
                 return fail("unbalanced brackets");
             }
-            std::string_view text = TrimSpaces(args.substr(start, i - start));
+            std::string_view text = Trim(args.substr(start, i - start));
             if (!text.empty()) {
                 arg = std::string(text);
             }
@@ -409,7 +409,7 @@ std::optional<ErrorReply> ParseErrorReply(std::string_view payload) {
     if (payload.substr(0, kErrorPrefix.size()) != kErrorPrefix) {
         return std::nullopt;
     }
-    std::string_view rest = TrimSpaces(payload.substr(kErrorPrefix.size()));
+    std::string_view rest = Trim(payload.substr(kErrorPrefix.size()));
     ErrorReply out;
     auto [end, ec] = std::from_chars(rest.data(), rest.data() + rest.size(), out.code);
     if (ec != std::errc() || out.code <= 0 || out.code > 99) {
@@ -417,7 +417,7 @@ std::optional<ErrorReply> ParseErrorReply(std::string_view payload) {
         out.text = std::string(rest);
         return out;
     }
-    out.text = std::string(TrimSpaces(rest.substr(static_cast<size_t>(end - rest.data()))));
+    out.text = std::string(Trim(rest.substr(static_cast<size_t>(end - rest.data()))));
     return out;
 }
 
@@ -426,7 +426,7 @@ std::optional<int64_t> ParseMarker(std::string_view payload, std::string_view ma
         payload[marker.size()] != ' ') {
         return std::nullopt;
     }
-    std::string_view number = TrimSpaces(payload.substr(marker.size() + 1));
+    std::string_view number = Trim(payload.substr(marker.size() + 1));
     const auto n = ParseWhole<int64_t>(number);
     if (!n || *n < 0) {
         return std::nullopt;

@@ -32,8 +32,8 @@ constexpr int32_t kPrintWaitMs = 30000;
 constexpr const char* kRegPrinterName = "PrinterName";
 
 // Fields and settings are trimmed of tabs as well as spaces.
-std::string_view Trim(std::string_view s) {
-    return comm::Trim(s, " \t");
+std::string_view TrimField(std::string_view s) {
+    return Trim(s, " \t");
 }
 
 bool IsAsciiAlnum(unsigned char c) {
@@ -83,7 +83,7 @@ std::string ErrnoText(int err) {
 }
 
 std::string OutputTail(const std::string& output) {
-    std::string_view t = Trim(output);
+    std::string_view t = TrimField(output);
     while (!t.empty() && (t.back() == '\n' || t.back() == '\r')) {
         t.remove_suffix(1);
     }
@@ -153,8 +153,8 @@ std::string OutputFile::Path() const {
 std::string OutputFile::DownloadFolder(IRegistry* registry, IFileSystem& files) {
     std::string folder;
     if (registry != nullptr) {
-        folder =
-            std::string(Trim(registry->ReadValue(kRegDownloadFolder, 0, kHKeyCurrentUser, "")));
+        folder = std::string(
+            TrimField(registry->ReadValue(kRegDownloadFolder, 0, kHKeyCurrentUser, "")));
     }
     if (!folder.empty()) {
         if (folder == "~" || folder.rfind("~/", 0) == 0) {
@@ -282,10 +282,10 @@ void OutputFile::WriteReading(const std::vector<std::string_view>& fields) {
                  NumberText(static_cast<int64_t>(fields.size())),
              kErrInvalidProcedureCall);
     }
-    AppendWhole(buffer_, Trim(fields[0]));
+    AppendWhole(buffer_, TrimField(fields[0]));
     buffer_.push_back(',');
-    const std::string_view date = Trim(fields[1]);
-    const std::string_view time = Trim(fields[2]);
+    const std::string_view date = TrimField(fields[1]);
+    const std::string_view time = TrimField(fields[2]);
     if (const auto iso = files::IsoFromLocalClock(date, time)) {
         buffer_ += *iso;
     } else {
@@ -293,14 +293,14 @@ void OutputFile::WriteReading(const std::vector<std::string_view>& fields) {
         AppendCsv(buffer_, std::string(date) + " " + std::string(time), true);
     }
     buffer_.push_back(',');
-    AppendWhole(buffer_, Trim(fields[3]));
+    AppendWhole(buffer_, TrimField(fields[3]));
     buffer_.push_back(',');
-    AppendWhole(buffer_, Trim(fields[4]));
+    AppendWhole(buffer_, TrimField(fields[4]));
     buffer_.push_back(',');
     AppendCsv(buffer_, fields[5], true);
     buffer_.push_back(',');
-    std::string_view value = Trim(fields[6]);
-    std::string_view unit = Trim(fields[7]);
+    std::string_view value = TrimField(fields[6]);
+    std::string_view unit = TrimField(fields[7]);
     // Emf arrives in volts; every file and tool gives it in millivolts.
     std::optional<std::string> scaled;
     if (unit == "V" && (scaled = files::ShiftDecimal(value, 3))) {
@@ -445,7 +445,7 @@ void OutputFile::Print(bool selectPrinter) {
     std::vector<std::string> argv{"lp"};
     if (selectPrinter && registry_) {
         const std::string printer(
-            Trim(registry_->ReadValue(kRegPrinterName, 0, kHKeyCurrentUser, "")));
+            TrimField(registry_->ReadValue(kRegPrinterName, 0, kHKeyCurrentUser, "")));
         if (!printer.empty()) {
             argv.push_back("-d");
             argv.push_back(printer);

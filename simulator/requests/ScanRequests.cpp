@@ -39,7 +39,7 @@ Instrument::Reply Instrument::ScanRequest(int32_t id, const RequestArgs& args, d
             std::vector<int32_t> channels;
             while (!inner.empty()) {
                 size_t comma = inner.find(',');
-                std::string_view item = TrimSpaces(inner.substr(0, comma));
+                std::string_view item = Trim(inner.substr(0, comma));
                 auto n = StrictInt(item);
                 if (!n || *n < 1 || *n > static_cast<int32_t>(state_.channels.size()) ||
                     std::find(channels.begin(), channels.end(), *n) != channels.end()) {

@@ -22,8 +22,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Letters, so that no request tag or time in the trace can contain it by chance.
-constexpr const char* kPasscode = "Kqwz";
+constexpr const char* kPasscode = "Kqwz";  // letters: no tag or time can hold it
 
 // No printable run of four or more of the passcode's characters, which would give it away.
 void ExpectNotIn(const std::string& text, const std::string& passcode) {

@@ -29,6 +29,9 @@ TEST(ReplaceTokens, FillsPlaceholdersLeftToRightWithTrimmedOrMissingArguments) {
     // Missing, surplus and absent arguments.
     EXPECT_EQ(ReplaceTokens("[~]", "a|b|c"), "[a]");
     EXPECT_EQ(ReplaceTokens("~-~", ""), "-");
+    EXPECT_EQ(Trim("  a b \t"), "a b \t");
+    EXPECT_EQ(Trim("\t a b \t", " \t"), "a b");
+    EXPECT_EQ(Trim("   "), "");
 }
 
 TEST(StringTable, EveryNamedIdResolvesAndEveryTextIsClean) {

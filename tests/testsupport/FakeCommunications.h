@@ -96,8 +96,7 @@ class FakeCommunications : public ICommunications {
     // is empty the ReplyAlways answer of id is used, then responder, then an empty reply.
     void Reply(int32_t id, std::string reply) { replies_[id].push_back(std::move(reply)); }
     void ReplyAlways(int32_t id, std::string reply) { always_[id] = std::move(reply); }
-    // A two-channel instrument with a passcode, as the whole-instrument query reads it.
-    void ScriptInstrument();
+    void ScriptInstrument();  // two channels and a passcode, all that QueryInfo reads
     // The next request (read, write or transfer) of id raises error; queued per id.
     void Fail(int32_t id, AutomationError error) { failures_[id].push_back(std::move(error)); }
     // The Nth request from now raises (1 or 0: the very next one).

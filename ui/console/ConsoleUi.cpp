@@ -15,8 +15,8 @@
 #include <thread>
 #include <utility>
 
-#include "components/comm/Text.h"
 #include "ui/console/ProgressState.h"
+#include "vesk4710/support/StringTable.h"
 
 namespace vesk {
 
@@ -254,7 +254,7 @@ int32_t ConsoleUi::MessageBox(const std::string& prompt, int32_t style, const st
         // Ask until the answer is clear; the end of the input counts as no.
         yes = false;
         while (const auto answer = AskLine("  [y/n] ")) {
-            const std::string a = Lower(std::string(comm::Trim(*answer, " \t\r\n")));
+            const std::string a = Lower(std::string(Trim(*answer, " \t\r\n")));
             if (a == "y" || a == "yes") {
                 yes = true;
                 break;

@@ -28,12 +28,12 @@ void ExtractModSerFWFromID(const std::string& id, std::string& model, std::strin
     if (second == std::string::npos) {
         return;
     }
-    model = TrimSpaces(std::string_view(id).substr(first + 1, second - first - 1));
+    model = Trim(std::string_view(id).substr(first + 1, second - first - 1));
     const auto third = id.find(',', second + 1);
     if (third == std::string::npos) {
         return;
     }
-    serial = TrimSpaces(std::string_view(id).substr(second + 1, third - second - 1));
+    serial = Trim(std::string_view(id).substr(second + 1, third - second - 1));
     firmware = Val(std::string_view(id).substr(third + 1));
 }
 

@@ -260,7 +260,7 @@ void ChannelDialog::ApplyLocks() {
 ChannelDialog::Values ChannelDialog::Shown() const {
     CVesk4710Channel& ch = *Channel();
     Values v;
-    v.serial = UpperAscii(TrimSpaces(c_.txtProbeSerial->Text()));
+    v.serial = UpperAscii(Trim(c_.txtProbeSerial->Text()));
     v.conversionType = ch.Probe()->ConversionType();
     v.tcType = v.conversionType == kConvThermocouple ? Conversion().TCType() : kDefaultTCType;
     const auto coefficients = Coefficients();
@@ -271,7 +271,7 @@ ChannelDialog::Values ChannelDialog::Shown() const {
                                : std::nullopt;
         v.coefficients.push_back(typed.value_or(coefficients[i].get()));
     }
-    v.calDate = Date::ParseIso(TrimSpaces(c_.dtpCalDate->Text())).value_or(ch.CalDate());
+    v.calDate = Date::ParseIso(Trim(c_.dtpCalDate->Text())).value_or(ch.CalDate());
     v.resolution = SelectedItemData(*c_.cboResolution, ch.Resolution());
     v.rjcType = SelectedItemData(*c_.cboRJCType, ch.RJCType());
     // A temperature the junction type does not use is not taken from the idle box.
@@ -384,7 +384,7 @@ bool ChannelDialog::vsfgCoefficients_ValidateEdit(int32_t row, int32_t col, std:
             kMsgCaption);
         return false;
     }
-    text = TrimSpaces(text);
+    text = Trim(text);
     return true;
 }
 

@@ -22,7 +22,7 @@ namespace vesk {
 
 bool ChannelDialog::ValidateChannel() {
     CVesk4710Channel& ch = *Channel();
-    const std::string serial(TrimSpaces(c_.txtProbeSerial->Text()));
+    const std::string serial(Trim(c_.txtProbeSerial->Text()));
     if (static_cast<int32_t>(serial.size()) > ch.MaxSerialLength()) {
         return RefuseEntry(Ui(),
                            "The probe serial number can not be longer than " +
@@ -44,7 +44,7 @@ bool ChannelDialog::ValidateChannel() {
                                "The coefficient " + coefficients[i].name + " must be a number.");
         }
     }
-    const auto calDate = Date::ParseIso(TrimSpaces(c_.dtpCalDate->Text()));
+    const auto calDate = Date::ParseIso(Trim(c_.dtpCalDate->Text()));
     if (!calDate) {
         return RefuseEntry(Ui(), "The calibration date is not a valid date.", c_.dtpCalDate);
     }

@@ -24,7 +24,7 @@ bool RefuseEntry(IUiServices& ui, const std::string& message, ITextBox* focus) {
 }
 
 std::optional<double> ParseTypedNumber(const std::string& text) {
-    std::string plain = ToInvariantDecimal(std::string(TrimSpaces(text)));
+    std::string plain = ToInvariantDecimal(std::string(Trim(text)));
     if (!plain.empty() && plain.front() == '+') {
         plain.erase(0, 1);
     }
@@ -41,7 +41,7 @@ std::optional<double> ParseTypedNumber(const std::string& text) {
 }
 
 std::optional<int32_t> ParseTypedInteger(const std::string& text) {
-    std::string plain(TrimSpaces(text));
+    std::string plain(Trim(text));
     if (!plain.empty() && plain.front() == '+') {
         plain.erase(0, 1);
     }

@@ -77,7 +77,7 @@ std::vector<std::string> DownloadDialog::LabelNames() const {
         while (start < list.size() &&
                names.size() < static_cast<size_t>(instrument_->NumLoggingLabels())) {
             const size_t comma = std::min(list.find(',', start), list.size());
-            names.emplace_back(TrimSpaces(list.substr(start, comma - start)));
+            names.emplace_back(Trim(list.substr(start, comma - start)));
             start = comma + 1;
         }
     } catch (...) {
@@ -130,7 +130,7 @@ void DownloadDialog::SetupChoices() {
     if (auto registry = instrument_->Registry()) {
         folder = registry->ReadValue(kRegDownloadFolder, 0, kHKeyCurrentUser, "");
     }
-    if (TrimSpaces(folder).empty()) {
+    if (Trim(folder).empty()) {
         folder = instrument_->GetHost().Files().GetSpecialFolder(SpecialFolder::Documents);
     }
     c_.txtFolder->Text(folder);
@@ -153,7 +153,7 @@ DownloadDialog::FormState DownloadDialog::Choices() const {
 }
 
 bool DownloadDialog::ValidateChoices() {
-    const std::string folder(TrimSpaces(c_.txtFolder->Text()));
+    const std::string folder(Trim(c_.txtFolder->Text()));
     std::string problem;
     if (folder.empty()) {
         problem = "Choose the folder the downloaded files are written to.";
@@ -183,7 +183,7 @@ void DownloadDialog::OK() {
         // The download files go where the user chose, now and next time.
         if (auto registry = instrument_->Registry()) {
             registry->WriteValue(kRegDownloadFolder, 0, kHKeyCurrentUser,
-                                 std::string(TrimSpaces(c_.txtFolder->Text())));
+                                 std::string(Trim(c_.txtFolder->Text())));
         }
         Host& host = instrument_->GetHost();
         const auto lines = host.CreateTextSplitter();

@@ -152,7 +152,7 @@ void LabelsDialog::txtLabelName_KeyPress(int16_t& keyAscii) {
 
 void LabelsDialog::txtLabelName_Validate(bool& /*cancel*/) {
     const std::string text = c_.txtLabelName->Text();
-    const std::string trimmed(TrimSpaces(text));
+    const std::string trimmed(Trim(text));
     if (trimmed != text) {
         c_.txtLabelName->Text(trimmed);
     }

@@ -39,7 +39,7 @@ std::string PointName(int32_t row) {
 // "1, 2,3" -> channel numbers; nothing when an item is not a whole number.
 std::optional<std::vector<int32_t>> ParseChannelList(const std::string& text) {
     std::vector<int32_t> channels;
-    if (TrimSpaces(text).empty()) {
+    if (Trim(text).empty()) {
         return channels;
     }
     size_t start = 0;
@@ -238,7 +238,7 @@ SettingsDialog::Values SettingsDialog::Shown() const {
     v.resolution = SelectedItemData(*c_.cboResolution, instrument_->Resolution());
     v.autoPower = c_.chkAutoPower->Value() == 1;
     v.disableSerial = c_.chkDisableSerial->Value() == 1;
-    v.calDate = Date::ParseIso(TrimSpaces(c_.dtpCalDate->Text())).value_or(instrument_->CalDate());
+    v.calDate = Date::ParseIso(Trim(c_.dtpCalDate->Text())).value_or(instrument_->CalDate());
     IGridControl& grid = *c_.vsfgCalParams;
     for (int32_t row = kCalFirstPointRow; row < grid.Rows(); ++row) {
         for (int32_t col = 1; col < grid.Cols(); ++col) {
@@ -316,7 +316,7 @@ bool SettingsDialog::vsfgCalParams_ValidateEdit(int32_t row, int32_t col, std::s
     if (!vsfgCalParams_BeforeEdit(row, col)) {
         return false;
     }
-    const std::string typed(TrimSpaces(text));
+    const std::string typed(Trim(text));
     if (typed.empty() || typed == kCalUnusedCell) {
         text = kCalUnusedCell;
         return true;
@@ -415,10 +415,10 @@ bool SettingsDialog::ValidateSettings() {
         return RefuseEntry(Ui(), "Scanning needs at least one channel in the scan channel list.",
                            c_.txtScanChannels);
     }
-    if (c_.txtSerial->Enabled() && TrimSpaces(c_.txtSerial->Text()).empty()) {
+    if (c_.txtSerial->Enabled() && Trim(c_.txtSerial->Text()).empty()) {
         return RefuseEntry(Ui(), "The serial number can not be empty.", c_.txtSerial);
     }
-    const auto calDate = Date::ParseIso(TrimSpaces(c_.dtpCalDate->Text()));
+    const auto calDate = Date::ParseIso(Trim(c_.dtpCalDate->Text()));
     if (!calDate) {
         return RefuseEntry(Ui(), "The calibration date is not a valid date.", c_.dtpCalDate);
     }

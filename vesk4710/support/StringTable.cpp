@@ -45,14 +45,12 @@ const std::map<int32_t, std::string>& Table() {
 
 }  // namespace
 
-std::string_view TrimSpaces(std::string_view s) {
-    while (!s.empty() && s.front() == ' ') {
-        s.remove_prefix(1);
+std::string_view Trim(std::string_view text, std::string_view blanks) {
+    const size_t first = text.find_first_not_of(blanks);
+    if (first == std::string_view::npos) {
+        return {};
     }
-    while (!s.empty() && s.back() == ' ') {
-        s.remove_suffix(1);
-    }
-    return s;
+    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
 
 std::string LoadResString(int32_t id) {
@@ -93,8 +91,8 @@ std::string ReplaceTokens(std::string_view tmpl, std::string_view args) {
         size_t bar = args.find('|');
         if (bar != std::string_view::npos) {
             // Several arguments: each is trimmed, and so is what follows.
-            arg = TrimSpaces(args.substr(0, bar));
-            args = TrimSpaces(args.substr(bar + 1));
+            arg = Trim(args.substr(0, bar));
+            args = Trim(args.substr(bar + 1));
         } else {
             arg = args;
             args = {};

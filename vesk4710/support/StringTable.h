@@ -24,8 +24,8 @@ std::string ReplaceTokens(std::string_view tmpl, std::string_view args);
 // LoadResString + ReplaceTokens.
 std::string ResText(int32_t id, std::string_view args = {});
 
-// The text without leading and trailing spaces (tabs and other blanks stay).
-std::string_view TrimSpaces(std::string_view text);
+// The text without the blanks at either end: spaces unless others are named.
+std::string_view Trim(std::string_view text, std::string_view blanks = " ");
 
 // Short text of a units code ("°C", "Ohms", ...); unknown codes give "<unknown>".
 std::string UnitsText(int16_t code);

@@ -86,7 +86,7 @@ std::vector<int16_t> ParseChannelList(const std::string& list) {
         if (end == std::string::npos) {
             end = list.size();
         }
-        const std::string_view item = comm::Trim(std::string_view(list).substr(pos, end - pos));
+        const std::string_view item = Trim(std::string_view(list).substr(pos, end - pos));
         int16_t first = 0;
         int16_t last = 0;
         const size_t dash = item.find('-');
