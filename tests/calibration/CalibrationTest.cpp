@@ -9,10 +9,6 @@ using ::testing::ElementsAreArray;
 
 using Params = std::map<std::string, std::string>;
 
-std::string Read(int32_t id) {
-    return "Read " + std::to_string(id);
-}
-
 TEST(CalibrationGridLayout, IsBoundedAndGrowsKeepingItsCells) {
     CalibrationGrid grid;
     EXPECT_EQ(grid.TextMatrix(1, 1), "Reference");

@@ -6,7 +6,6 @@
 #include <functional>
 #include <regex>
 #include <set>
-#include <sstream>
 #include <thread>
 
 #include "LinkHarness.h"

@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <filesystem>
 #include <string>
-#include <system_error>
 
 #include "components/filesystem/LocalFileSystem.h"
 #include "tests/testsupport/EnvGuard.h"
@@ -23,7 +22,6 @@ class LocalFileSystemTest : public ::testing::Test {
   protected:
     test::FakeFileSystem tmp;  // a private temporary folder
     LocalFileSystem files;
-    std::string Slurp(const std::string& path) { return tmp.ReadFile(path); }
 };
 
 TEST_F(LocalFileSystemTest, WritesExistsDeletesAndWritesWhatIsLeftUnclosed) {
@@ -36,7 +34,7 @@ TEST_F(LocalFileSystemTest, WritesExistsDeletesAndWritesWhatIsLeftUnclosed) {
     f->WriteLine("");
     f->Close();
     f->Close();  // closing twice is harmless
-    EXPECT_EQ(Slurp(path), "first\nsecond " + std::string(100'000, 'x') + "\n");
+    EXPECT_EQ(tmp.ReadFile(path), "first\nsecond " + std::string(100'000, 'x') + "\n");
     EXPECT_TRUE(files.FileExists(path));
     EXPECT_FALSE(files.FileExists(tmp.Root())) << "a folder is not a file";
 
@@ -44,7 +42,7 @@ TEST_F(LocalFileSystemTest, WritesExistsDeletesAndWritesWhatIsLeftUnclosed) {
 
     // Creating again truncates.
     files.CreateTextFile(path)->Close();
-    EXPECT_EQ(Slurp(path), "");
+    EXPECT_EQ(tmp.ReadFile(path), "");
 
     files.DeleteFile(path);
     EXPECT_FALSE(files.FileExists(path));
@@ -54,7 +52,7 @@ TEST_F(LocalFileSystemTest, WritesExistsDeletesAndWritesWhatIsLeftUnclosed) {
 
     // A file dropped unclosed is still written.
     files.CreateTextFile(path)->WriteLine("kept");
-    EXPECT_EQ(Slurp(path), "kept\n");
+    EXPECT_EQ(tmp.ReadFile(path), "kept\n");
 }
 
 TEST_F(LocalFileSystemTest, FullDiskIsReportedAtWriteOrClose) {

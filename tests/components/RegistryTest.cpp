@@ -25,7 +25,6 @@ class RegistryTest : public ::testing::Test {
     std::string folder = tmp.Root() + "/cfg/vesk4710";
     std::string path = folder + "/settings.json";
     std::shared_ptr<Registry> reg = Registry::Create(path);
-    std::string Slurp(const std::string& file) { return tmp.ReadFile(file); }
     void Spill(const std::string& file, const std::string& text) { tmp.WriteFile(file, text); }
 };
 
@@ -87,7 +86,7 @@ TEST_F(RegistryTest, TwoInstancesSeeEachOthersWrites) {
 
 TEST_F(RegistryTest, WritesReplaceTheFileAtomically) {
     reg->WriteValue("Name", 0, kHKeyCurrentUser, "old");
-    const std::string before = Slurp(path);
+    const std::string before = tmp.ReadFile(path);
     // A reader holding the old file keeps reading the old, complete content: the new one
     // arrives by rename, never by rewriting in place.
     std::ifstream held(path, std::ios::binary);
@@ -107,7 +106,7 @@ TEST_F(RegistryTest, WritesReplaceTheFileAtomically) {
         const std::string name = e.path().filename().string();
         EXPECT_TRUE(name == "settings.json" || name == "settings.json.lock") << name;
     }
-    EXPECT_FALSE(nlohmann::json::parse(Slurp(path), nullptr, false).is_discarded());
+    EXPECT_FALSE(nlohmann::json::parse(tmp.ReadFile(path), nullptr, false).is_discarded());
     EXPECT_EQ(st2.st_mode & 077, 0u);
 
     // Debris of a crashed writer (a half-written temporary) changes nothing.
@@ -123,14 +122,14 @@ TEST_F(RegistryTest, CorruptFileIsKeptAsideWhileEmptyOrHandEditedOnesAreRead) {
         Spill(path, garbage);
         auto r = Registry::Create(path);
         EXPECT_EQ(r->ReadValue("COMAutoClose", 0, kHKeyCurrentUser, "d"), "d");
-        EXPECT_EQ(Slurp(path + ".bad"), garbage);
+        EXPECT_EQ(tmp.ReadFile(path + ".bad"), garbage);
         r->WriteValue("COMAutoClose", 0, kHKeyCurrentUser, "1");
         EXPECT_EQ(Registry::Create(path)->ReadValue("COMAutoClose", 0, kHKeyCurrentUser, ""), "1");
     }
     // A file damaged behind a running instance's back is noticed at its next write too.
     Spill(path, "not json at all");
     reg->WriteValue("After", 0, kHKeyCurrentUser, "ok");
-    EXPECT_EQ(Slurp(path + ".bad"), "not json at all");
+    EXPECT_EQ(tmp.ReadFile(path + ".bad"), "not json at all");
     EXPECT_EQ(reg->ReadValue("After", 0, kHKeyCurrentUser, ""), "ok");
 
     // An empty file is simply empty, not corrupt.
@@ -148,13 +147,13 @@ TEST_F(RegistryTest, CorruptFileIsKeptAsideWhileEmptyOrHandEditedOnesAreRead) {
 
 TEST_F(RegistryTest, FailuresAreAutomationErrorsAndLoseNothing) {
     reg->WriteValue("Keep", 0, kHKeyCurrentUser, "me");
-    const std::string before = Slurp(path);
+    const std::string before = tmp.ReadFile(path);
     EXPECT_EQ(test::Raised([&] {
                   reg->WriteValue("Bad", 0, kHKeyCurrentUser, std::string("\xFF\xFE", 2));
               }).Number(),
               kErrInvalidProcedureCall)
         << "invalid UTF-8 was accepted";
-    EXPECT_EQ(Slurp(path), before);
+    EXPECT_EQ(tmp.ReadFile(path), before);
     EXPECT_EQ(reg->ReadValue("Keep", 0, kHKeyCurrentUser, ""), "me");
 
     // A folder that cannot exist (its parent is a file).

@@ -51,7 +51,6 @@ class DialogTest : public ::testing::Test {
     void OK() { Click(kCmdOK); }
 
     // Request lines as the fake link logs them.
-    static std::string Read(int32_t id) { return "Read " + std::to_string(id); }
     static std::string Write(int32_t id) { return "Write " + std::to_string(id); }
 
     FakeUi& ui() { return host->ui; }

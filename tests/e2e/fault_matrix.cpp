@@ -253,7 +253,7 @@ class FaultMatrix : public ::testing::Test {
         std::map<std::string, std::string> files;
         std::error_code ec;
         for (const auto& e : fs::directory_iterator(lab_.downloads, ec)) {
-            files[e.path().filename().string()] = ReadFileText(e.path());
+            files[e.path().filename().string()] = FakeFileSystem::ReadFile(e.path());
         }
         return files;
     }

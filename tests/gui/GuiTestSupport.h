@@ -2,15 +2,17 @@
 // A fresh in-memory simulator per test with a clock the test moves, and a modal-window closer.
 #include <QtWidgets>
 #include <atomic>
-#include <fstream>
 
 #include "apps/vesk4710-gui/model/LiveSession.h"
 #include "host/DefaultHost.h"
 #include "simulator/EmbeddedLink.h"
 #include "simulator/Instrument.h"
 #include "tests/qt/QtTestApplication.h"
+#include "tests/testsupport/FakeFileSystem.h"
 
 namespace vesk::gui::test {
+
+using vesk::test::FakeFileSystem;
 
 // Wall time that moves only when told; the simulator and the window read the same one.
 class ManualClock {
@@ -58,11 +60,6 @@ inline void InjectFault(sim::FaultKind kind, int32_t skip, int32_t errorCode = 5
     fault.atRequest = inst->RequestCount() + 1 + static_cast<uint64_t>(skip);
     fault.errorCode = errorCode;
     inst->InjectFault(fault);
-}
-
-inline std::string Slurp(const std::string& path) {
-    std::ifstream in(path);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
 struct TempDir : QTemporaryDir {

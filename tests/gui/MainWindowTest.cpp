@@ -2,6 +2,7 @@
 // screenshots/ folder; docs/images/ holds the chosen ones.
 #include <QTest>
 #include <QtWidgets>
+#include <fstream>
 
 #include "apps/vesk4710-gui/ConnectDialog.h"
 #include "apps/vesk4710-gui/MainWindow.h"
@@ -115,7 +116,7 @@ TEST_F(MainWindowTest, ConnectsShowsTheInstrumentAndPlotsBothChannels) {
     // The window exports its own buffer: four # lines, a header and a line per reading.
     const std::string csv = dir.File("readings.csv");
     EXPECT_EQ(window->ExportCsv(QString::fromStdString(csv)), "");
-    const std::string text = test::Slurp(csv);
+    const std::string text = test::FakeFileSystem::ReadFile(csv);
     EXPECT_EQ(static_cast<size_t>(std::ranges::count(text, '\n')), window->Buffer().Count() + 5);
 
     const QString png = QString::fromStdString(dir.File("chart.png"));

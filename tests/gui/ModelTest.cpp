@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <ctime>
+#include <fstream>
 #include <tuple>
 
 #include "apps/vesk4710-gui/model/ChartScale.h"
@@ -53,7 +54,7 @@ TEST(ReadingBuffer, ExportWritesTheOneLayoutInTimeOrderWithPeriodDecimalsInAnyLo
     one.conversionCode = "ITS";
     const std::string path = dir.File("readings.csv");
     ASSERT_EQ(ExportReadings(buffer, path, "sim", "A47100", {one}), "");
-    const std::string text = test::Slurp(path);
+    const std::string text = test::FakeFileSystem::ReadFile(path);
     const auto at = [](Millis t) { return files::IsoTime(t * 1000, 3, LocalUtcOffset(t)); };
     const auto row = [&at](int n, Millis t, const std::string& rest) {
         return std::to_string(n) + "," + at(t) + rest + "\n";
@@ -110,7 +111,8 @@ TEST(ReadingBuffer, ExportReplacesTheFileWholeOrReportsWhyNot) {
     const std::string path = dir.File("readings.csv");
     std::ofstream(path) << "an older export that is much longer than the new one\n\n\n\n\n\n\n";
     EXPECT_EQ(exportTo(path), "");
-    EXPECT_EQ(std::ranges::count(test::Slurp(path), '\n'), 6) << "four # lines, header, reading";
+    EXPECT_EQ(std::ranges::count(test::FakeFileSystem::ReadFile(path), '\n'), 6)
+        << "four # lines, header, reading";
 
     EXPECT_NE(exportTo(dir.File("no-such-folder/readings.csv")).find("no-such-folder"),
               std::string::npos);

@@ -56,16 +56,17 @@ TEST(RecordingTest, AKilledAppLeavesEveryReadingItTookInTheFile) {
                QString::fromStdString(csv), "--trace", QString::fromStdString(dir.File("io.log"))});
     ASSERT_TRUE(app.waitForStarted());
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while (Recorded(test::Slurp(csv)).size() < 60 && std::chrono::steady_clock::now() < deadline) {
+    while (Recorded(test::FakeFileSystem::ReadFile(csv)).size() < 60 &&
+           std::chrono::steady_clock::now() < deadline) {
         std::this_thread::sleep_for(std::chrono::milliseconds(37));
     }
     app.kill();
     ASSERT_TRUE(app.waitForFinished());
 
-    const std::string text = test::Slurp(csv);
+    const std::string text = test::FakeFileSystem::ReadFile(csv);
     EXPECT_TRUE(text.ends_with('\n')) << "no row is cut short";
     const std::vector<Row> recorded = Recorded(text);
-    std::vector<Row> traced = Traced(test::Slurp(dir.File("io.log")));
+    std::vector<Row> traced = Traced(test::FakeFileSystem::ReadFile(dir.File("io.log")));
     ASSERT_GE(recorded.size(), 60u);
     // At most the reading in hand when the kill came is missing.
     ASSERT_LE(traced.size() - recorded.size(), 1u);

@@ -10,11 +10,6 @@ using ::testing::ElementsAre;
 constexpr int32_t kInvalidModuleIndex = static_cast<int32_t>(0x800403EAu);
 constexpr int32_t kInvalidChannel = static_cast<int32_t>(0x800403E9u);
 
-// A read as the recording communications logs it.
-std::string Read(int32_t id) {
-    return "Read " + std::to_string(id);
-}
-
 TEST(Card, NewModuleCarriesOneNumberedChannelAndDoesNotKeepItsInstrumentAlive) {
     auto host = std::make_shared<FakeHost>();
     host->probeFactory = [] { return probes::Probe::Create(); };
@@ -72,12 +67,20 @@ TEST_F(InstrumentTest, NumModulesBuildsAndNumbersTheTreeEvenWhenUnchanged) {
     EXPECT_THAT(comm().Requests(), expected);
 }
 
-TEST_F(InstrumentTest, NumModulesRangeAndShrinking) {
+TEST_F(InstrumentTest, NumModulesRangeLinkFailureAndShrinking) {
     TwoChannels();
+    const auto first = unit->Modules(0);
+    unit->Changed(false);
     comm().Reply(SET_NUM_MODULES, "3");
     const auto e = Raised([&] { unit->QueryNumModules(); });
     EXPECT_EQ(e.Number(), kInvalidModuleIndex);
     EXPECT_EQ(e.Description(), "Invalid channel index");
+    // Nor does a link failing at the second channel's state change the tree.
+    comm().Reply(SET_NUM_MODULES, "2");
+    comm().FailAfter(3, Broken());
+    Raised([&] { unit->QueryNumModules(); });
+    EXPECT_EQ(unit->Modules(0), first);
+    EXPECT_FALSE(unit->Changed());
     EXPECT_EQ(unit->NumModules(), 2);
     EXPECT_NE(unit->Modules(1), nullptr);
 

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -62,7 +61,7 @@ TEST_F(HostileDownload, HostileFieldsStayInTheirCellsAndNoLineIsShifted) {
                     p == result.rawPath)
             << "stray file " << p;
     }
-    const std::string text = ReadFileText(path);
+    const std::string text = FakeFileSystem::ReadFile(path);
     EXPECT_THAT(text, HasSubstr("\n# serial: ../..\\evil\"x ;\n"));
     std::string error;
     const auto rows = ReadingRows(text, &error).value_or(std::vector<CsvRow>{});

@@ -4,8 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -19,8 +17,6 @@
 
 namespace vesk::test {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr const char* kPasscode = "Kqwz";  // letters: no tag or time can hold it
 
@@ -111,11 +107,11 @@ TEST(HostileLab, ControlCharacterInALabelEndsTheTransferWithNothingLost) {
     EXPECT_EQ(result.readings, 10);
     ASSERT_EQ(result.files.size(), 1u);
     const auto readings = ReadingRows(
-        ReadFileText(fs::path(result.files[0]->Folder()) / result.files[0]->FileName()));
+        FakeFileSystem::ReadFile(result.files[0]->Folder() + "/" + result.files[0]->FileName()));
     ASSERT_TRUE(readings.has_value());
     EXPECT_EQ(readings->size(), 10u);
     EXPECT_NE(result.message.find("ended early"), std::string::npos) << result.message;
-    const std::string raw = ReadFileText(result.rawPath);
+    const std::string raw = FakeFileSystem::ReadFile(result.rawPath);
     EXPECT_EQ(std::count(raw.begin(), raw.end(), '\r'), 10);
     // And the session goes on: what is left of the transfer answers nothing now.
     bool ok = false;

@@ -6,8 +6,6 @@
 
 #include <chrono>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 
@@ -22,11 +20,6 @@
 #include "vesk4710/support/RegistryKeys.h"
 
 namespace vesk::test {
-
-inline std::string ReadFileText(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
 
 class SimulatedLab {
   public:
@@ -80,7 +73,7 @@ class SimulatedLab {
         return unit;
     }
 
-    std::string Trace() const { return ReadFileText(tracePath_); }
+    std::string Trace() const { return FakeFileSystem::ReadFile(tracePath_); }
 
   private:
     FakeFileSystem scratch_;  // a fresh folder, removed afterwards

@@ -1,7 +1,6 @@
 // The simulated instrument's behaviour, spoken to directly in its own command language.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <regex>
 #include <tuple>
 

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cmath>
-
 #include "tests/testsupport/Locale.h"
 #include "tests/testsupport/Raised.h"
 #include "vesk4710/support/Dispatch.h"

@@ -15,6 +15,11 @@
 
 namespace vesk::test {
 
+// A read as FakeCommunications logs it.
+inline std::string Read(int32_t id) {
+    return "Read " + std::to_string(id);
+}
+
 class FakeCommunications;
 
 class FakeRequestParams : public IRequestParams {

@@ -121,7 +121,7 @@ std::unique_ptr<ITextFile> FakeFileSystem::CreateTextFile(const std::string& pat
     return file;
 }
 
-std::string FakeFileSystem::ReadFile(const std::string& path) const {
+std::string FakeFileSystem::ReadFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     std::ostringstream s;
     s << in.rdbuf();

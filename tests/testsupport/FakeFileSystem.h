@@ -31,7 +31,7 @@ class FakeFileSystem : public IFileSystem {
     // The temporary root folder of this instance.
     const std::string& Root() const { return root_; }
     // Whole content of a file ("" when missing).
-    std::string ReadFile(const std::string& path) const;
+    static std::string ReadFile(const std::string& path);
     // Writes a file directly (test setup).
     void WriteFile(const std::string& path, const std::string& content);
     // Overrides a special folder (e.g. Library placed inside System).

@@ -14,38 +14,18 @@
 namespace vesk {
 
 // Every slot is rebuilt, even when the count is unchanged, so that each channel's state is
-// read afresh.
+// read afresh. The new tree is built aside and replaces the old one only once every state has
+// been read: a link failing part way leaves the old tree, its count and Changed as they were.
 void CVesk4710::NumModules(int16_t value) {
     if (value < 0 || value > kMaxModules) {
         throw AutomationError(kErrInvalidModuleIndex, LoadResString(215),
                               std::string(detail::kClassPrefix) + "NumModules", vesk::HelpFile(),
                               dvciCommError_);
     }
-    const int16_t old = numModules_;
-    if (value == 0) {
-        for (int16_t i = 0; i < old && i < static_cast<int16_t>(modules_.size()); ++i) {
-            modules_[i].reset();
-        }
-        numModules_ = 0;
-        modules_.assign(1, nullptr);
-        changed_ = true;
-        return;
-    }
-    if (value != old) {
-        changed_ = true;
-        for (int16_t i = value; i < old && i < static_cast<int16_t>(modules_.size()); ++i) {
-            modules_[i].reset();
-        }
-        numModules_ = value;
-        modules_.resize(static_cast<size_t>(value) + 1);
-    }
-
+    std::vector<std::shared_ptr<CVesk4710Card>> tree(static_cast<size_t>(value) + 1);
     int16_t start = 1;
     for (int16_t i = 0; i < value; ++i) {
-        modules_[i].reset();
-        modules_[i] = CVesk4710Card::Create(host_);
-        changed_ = true;
-        const auto module = modules_[i];
+        const auto module = tree[i] = CVesk4710Card::Create(host_);
         module->SetRegistry(registry_);
         module->FilePath(filePath_);
         module->SetBaseUnit(shared_from_this());
@@ -59,6 +39,9 @@ void CVesk4710::NumModules(int16_t value) {
             channel->Enabled(QueryChannelState(channel->ActualChannel()));
         }
     }
+    modules_ = std::move(tree);
+    numModules_ = value;
+    changed_ = true;
 }
 
 // The index is bounded by the array's design size, not by the modules present.
